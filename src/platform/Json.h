@@ -2,10 +2,36 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
 namespace brindlevane {
 
 /// Any JSON value. Integers keep their 64 bits, other numbers are doubles; objects iterate in
 /// ascending order of their keys.
 using Json = nlohmann::json;
+
+/// Arrays and objects may lie this deep inside one another, the outermost one counted.
+inline constexpr std::size_t kDeepestNesting = 512;
+
+/// Reads one JSON text (RFC 8259). The last of several equal keys holds.
+///
+/// @return nothing unless the text is one whole value in valid UTF-8, nested at most
+///     kDeepestNesting deep, with every number in the range of a double
+[[nodiscard]] std::optional<Json> parseJson(std::string_view text);
+
+/// Appends the value in the shortest form: no white space, no needless escape, each number in
+/// the fewest digits that read back equal (a double keeps a point or an exponent).
+/// A number that is not finite, which JSON cannot express, is written as null.
+void appendJson(std::string& out, const Json& value);
+
+/// Appends a JSON string that holds the value as pretty-printed JSON: a member or element a line,
+/// two spaces a level, ": " after a key. The text is printed and escaped in one pass.
+void appendPrettyJsonString(std::string& out, const Json& value);
+
+/// The value in the form of appendJson.
+[[nodiscard]] std::string compactJson(const Json& value);
 
 }  // namespace brindlevane

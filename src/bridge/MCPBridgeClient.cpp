@@ -1,0 +1,92 @@
+#include "bridge/MCPBridgeClient.h"
+
+#include "platform/Uuid.h"
+#include "server/contract/MCPServerError.h"
+
+#include <utility>
+#include <variant>
+
+namespace brindlevane {
+namespace {
+
+/// A status from here on is a refusal, whatever the body says.
+constexpr unsigned kFirstRefusal = 400;
+
+BridgeConfiguration configurationOf(const BridgeAccess& access) {
+  const std::optional<std::string> text = access.readConfiguration();
+  if (!text) {
+    throw MCPServerError::configurationMissing();
+  }
+  return readConfiguration(*text);
+}
+
+/// The member when the value is an object that has it.
+const Json* memberOf(const Json& value, const char* key) {
+  const auto found = value.find(key);
+  return value.is_object() && found != value.end() ? &*found : nullptr;
+}
+
+std::string stringOr(const Json* value, std::string fallback) {
+  return value != nullptr && value->is_string() ? value->get<std::string>() : std::move(fallback);
+}
+
+MCPServerError rejection(unsigned status, const Json& envelope) {
+  const Json* error = memberOf(envelope, "error");
+  const Json nothing;
+  const Json& reason = error != nullptr ? *error : nothing;
+  return MCPServerError::bridgeRejected(
+      stringOr(memberOf(reason, "code"), "HTTP_" + std::to_string(status)),
+      stringOr(memberOf(reason, "message"), "The request was rejected."));
+}
+
+/// The "result" of an answer's envelope.
+Json resultOf(const HttpAnswer& answer) {
+  std::optional<Json> envelope = parseJson(answer.body);
+  if (!envelope || !envelope->is_object()) {
+    throw MCPServerError::invalidBridgeResponse();
+  }
+  const Json* ok = memberOf(*envelope, "ok");
+  if (answer.status >= kFirstRefusal || ok == nullptr || *ok != true) {
+    throw rejection(answer.status, *envelope);
+  }
+  const auto result = envelope->find("result");
+  if (result == envelope->end()) {
+    throw MCPServerError::invalidBridgeResponse();
+  }
+  return std::move(*result);
+}
+
+}  // namespace
+
+MCPBridgeClient::MCPBridgeClient(BridgeAccess access)
+    : access_(std::move(access)), configuration_(configurationOf(access_)) {}
+
+Json MCPBridgeClient::request(std::string_view path, std::string_view method,
+                              const std::optional<Json>& payload, Seconds timeout) const {
+  const Url& base = configuration_.baseURL;
+  const std::optional<Url> url = resolveUrl(base, path);
+  if (!url || !isLoopback(url->host) || url->host != base.host || url->port != base.port) {
+    throw MCPServerError::configurationInvalid();
+  }
+  HttpRequest request{.host = url->host,
+                      .port = *url->port,
+                      .method = std::string(method),
+                      .target = url->target,
+                      .headers = {{"X-Brindlevane-Token", configuration_.token},
+                                  {"X-Brindlevane-Request-Id", "mcp-" + randomUuid()},
+                                  {"Accept", "application/json"}},
+                      .body = {}};
+  if (payload) {
+    request.headers.emplace_back("Content-Type", "application/json");
+    appendJson(request.body, *payload);
+  }
+  const HttpOutcome outcome = access_.exchange(request, timeout);
+  if (const auto* answer = std::get_if<HttpAnswer>(&outcome)) {
+    return resultOf(*answer);
+  }
+  throw std::get<HttpFailure>(outcome) == HttpFailure::bodyTooLong
+      ? MCPServerError::invalidBridgeResponse()
+      : MCPServerError::bridgeUnreachable();
+}
+
+}  // namespace brindlevane

@@ -1,0 +1,116 @@
+#include "platform/StandardStreams.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <thread>
+
+namespace brindlevane {
+namespace {
+
+/// Descriptors above this one are free of a meaning of their own.
+constexpr int kLastStandardDescriptor = STDERR_FILENO;
+
+/// Waits until the descriptor has one of the events, or until its other end is gone.
+/// @return whether one of the events came
+bool waitFor(int descriptor, short events) {
+  pollfd polled{descriptor, events, 0};
+  while (poll(&polled, 1, -1) < 0 && errno == EINTR) {
+  }
+  return (polled.revents & events) != 0;
+}
+
+[[noreturn]] void leave() {
+  _exit(0);
+}
+
+/// Keeps the output for the caller alone and points standard output and error at nothing.
+int takeOverOutput() {
+  const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, kLastStandardDescriptor + 1);
+  int nowhere = 0;
+  // A standard descriptor that was closed at the start is filled by the first one opened.
+  do {
+    nowhere = open("/dev/null", O_RDWR);
+  } while (nowhere >= 0 && nowhere <= kLastStandardDescriptor);
+  dup2(nowhere, STDOUT_FILENO);
+  dup2(nowhere, STDERR_FILENO);
+  close(nowhere);
+  return output;
+}
+
+}  // namespace
+
+std::optional<std::string> LineReader::next() {
+  if (!fill()) {
+    return std::nullopt;
+  }
+  std::string line;
+  bool ended = false;
+  bool tooLong = false;
+  while (!ended && fill()) {
+    const std::size_t feed = rest().find('\n');
+    const std::string_view piece = rest().substr(0, feed);
+    ended = feed != std::string_view::npos;
+    taken_ += piece.size() + (ended ? 1 : 0);
+    // One byte more than the limit, which may be the carriage return.
+    tooLong = tooLong || line.size() + piece.size() > kLongestLine + 1;
+    if (tooLong) {
+      line = std::string();
+    } else {
+      line += piece;
+    }
+  }
+  if (ended && !line.empty() && line.back() == '\r') {
+    line.pop_back();
+  }
+  return line.size() > kLongestLine ? std::string() : line;
+}
+
+bool LineReader::fill() {
+  while (taken_ == filled_) {
+    const ssize_t count = read(descriptor_, block_.data(), block_.size());
+    if (count > 0) {
+      taken_ = 0;
+      filled_ = static_cast<std::size_t>(count);
+    } else if (count < 0 && errno == EAGAIN) {
+      waitFor(descriptor_, POLLIN);
+    } else if (count == 0 || errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string_view LineReader::rest() const {
+  return std::string_view(block_.data(), filled_).substr(taken_);
+}
+
+StandardStreams::StandardStreams() : input_(STDIN_FILENO), output_(takeOverOutput()) {
+  if (output_ < 0) {
+    leave();
+  }
+  // The reader's departure is met where it happens, not by a signal.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::thread([output = output_] {
+    waitFor(output, 0);
+    leave();
+  }).detach();
+}
+
+void StandardStreams::write(std::string_view bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(output_, bytes.data(), bytes.size());
+    if (count >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (errno == EAGAIN) {
+      waitFor(output_, POLLOUT);
+    } else if (errno != EINTR) {
+      leave();
+    }
+  }
+}
+
+}  // namespace brindlevane

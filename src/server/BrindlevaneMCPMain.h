@@ -1,0 +1,23 @@
+#pragma once
+
+#include "bridge/BridgeAccess.h"
+#include "platform/Json.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// The server's main loop: JSON-RPC 2.0 messages, one a line.
+/// @see Model Context Protocol, revision 2025-06-18, "Transports", "stdio".
+namespace brindlevane::BrindlevaneMCPMain {
+
+/// Answers the lines of standard input on standard output until the input ends.
+void main();
+
+/// The line, with its line feed, that answers one line of input; nothing for a notification.
+[[nodiscard]] std::optional<std::string> answer(std::string_view line, const BridgeAccess& access);
+
+/// An error response.
+[[nodiscard]] Json failure(const Json& id, int code, const std::string& message);
+
+}  // namespace brindlevane::BrindlevaneMCPMain

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "bridge/BridgeAccess.h"
+#include "platform/Json.h"
+#include "server/contract/ToolResult.h"
+
+#include <string>
+
+namespace brindlevane {
+
+/// Carries out one tool call: checks the arguments, makes sure of the bridge and does the tool's
+/// work. Every failure, of whatever kind, is an error result; nothing is thrown.
+///
+/// @param arguments  an object
+[[nodiscard]] ToolResult callTool(const std::string& name, const Json& arguments,
+                                  const BridgeAccess& access);
+
+}  // namespace brindlevane

@@ -1,0 +1,30 @@
+#include "server/contract/ToolResult.h"
+
+#include <utility>
+
+namespace brindlevane {
+
+ToolResult toolResult(Json value, bool isError) {
+  if (value.is_object()) {
+    return {std::move(value), isError};
+  }
+  Json wrapped = Json::object();
+  wrapped["value"] = std::move(value);
+  return {std::move(wrapped), isError};
+}
+
+ToolResult errorResult(const std::string& type, const std::string& message) {
+  return toolResult({{"error", {{"type", type}, {"message", message}}}}, true);
+}
+
+void appendToolResult(std::string& out, const ToolResult& result) {
+  out += R"({"content":[{"text":)";
+  appendPrettyJsonString(out, result.structuredContent);
+  out += R"(,"type":"text"}],"isError":)";
+  out += result.isError ? "true" : "false";
+  out += R"(,"structuredContent":)";
+  appendJson(out, result.structuredContent);
+  out += '}';
+}
+
+}  // namespace brindlevane

@@ -1,0 +1,5 @@
+#include "server/BrindlevaneMCPMain.h"
+
+int main() {
+  brindlevane::BrindlevaneMCPMain::main();
+}

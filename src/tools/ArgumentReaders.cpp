@@ -1,0 +1,66 @@
+#include "tools/ArgumentReaders.h"
+
+#include "platform/Text.h"
+#include "server/contract/MCPServerError.h"
+#include "tools/Identifiers.h"
+
+#include <cmath>
+#include <limits>
+#include <string_view>
+
+namespace brindlevane::BrindlevaneMCP {
+
+std::string string(const Json& arguments, const std::string& key, std::size_t maximumLength) {
+  const auto found = arguments.find(key);
+  if (found == arguments.end() || !found->is_string()) {
+    throw MCPServerError::invalidArguments(key + " must be a string.");
+  }
+  const std::string_view text = trimmed(found->get_ref<const std::string&>());
+  if (text.empty() || hasMoreCharactersThan(maximumLength, text)) {
+    throw MCPServerError::invalidArguments(key + " must contain 1 to " +
+                                           std::to_string(maximumLength) + " characters.");
+  }
+  return std::string(text);
+}
+
+const Json& number(const Json& arguments, const std::string& key) {
+  const auto found = arguments.find(key);
+  if (found == arguments.end() || !found->is_number()) {
+    throw MCPServerError::invalidArguments(key + " must be a number.");
+  }
+  return *found;
+}
+
+std::int64_t integer(const Json& arguments, const std::string& key) {
+  const Json& value = number(arguments, key);
+  const auto asDouble = value.get<double>();
+  // 2^63 is the first double that a signed 64-bit integer cannot hold; the integers just below it
+  // round up to it, so an exact integer is compared exactly.
+  constexpr double kLimit = 9223372036854775808.0;
+  const bool fits =
+      value.is_number_float()
+          ? asDouble >= 0 && asDouble < kLimit && std::trunc(asDouble) == asDouble
+          : asDouble >= 0 && value.get<std::uint64_t>() <=
+                                 std::uint64_t{std::numeric_limits<std::int64_t>::max()};
+  if (!fits) {
+    throw MCPServerError::invalidArguments(key + " must be a non-negative integer.");
+  }
+  return value.get<std::int64_t>();
+}
+
+void validateJobId(const Json& arguments) {
+  if (!isJobId(string(arguments, "jobId", kLongestJobId))) {
+    throw MCPServerError::invalidArguments("jobId is not a valid Brindlevane master-listen id.");
+  }
+}
+
+void requireConfirmation(const Json& arguments) {
+  const auto confirm = arguments.find("confirm");
+  if (confirm == arguments.end() || *confirm != true) {
+    throw MCPServerError::invalidArguments(
+        "Explicit user confirmation is required. Ask the user, then call again with "
+        "confirm=true.");
+  }
+}
+
+}  // namespace brindlevane::BrindlevaneMCP
