@@ -30,20 +30,6 @@ constexpr const char* kGetContext = R"({"jsonrpc":"2.0","id":1,"method":"tools/c
 
 constexpr std::size_t kContextSize = 5'500'000;
 
-void benchStartUp(Table& table, const CannedBridge& bridge) {
-  const Medians medians = takeTurns(
-      100,
-      [&bridge] {
-        std::optional<ChildProcess> server;
-        return secondsOf([&] {
-          server.emplace(std::vector<std::string>{BRINDLEVANE_PROGRAM}, bridge.supportFolder());
-          server->exchange(kInitialize);
-        });
-      },
-      [] { return secondsOf([] { ChildProcess({EMPTY_PROGRAM}).finish(); }); });
-  table.addTimes("start to initialize", "empty program", medians, 3.0);
-}
-
 /// The time of one of many round trips.
 double roundTrip(ChildProcess& program, const char* line) {
   constexpr int kTrips = 500;
@@ -53,21 +39,6 @@ double roundTrip(ChildProcess& program, const char* line) {
            }
          }) /
          kTrips;
-}
-
-void benchRoundTrips(Table& table, const CannedBridge& bridge) {
-  ChildProcess server({BRINDLEVANE_PROGRAM}, bridge.supportFolder());
-  ChildProcess echo({ECHO_PROGRAM});
-  table.addTimes(
-      "ping", "a line echoed",
-      takeTurns(
-          41, [&] { return roundTrip(server, kPing); }, [&] { return roundTrip(echo, kPing); }),
-      1.5);
-  table.addTimes("argument refused", "ping",
-                 takeTurns(
-                     41, [&] { return roundTrip(server, kRefused); },
-                     [&] { return roundTrip(server, kPing); }),
-                 2.0);
 }
 
 /// What the tool gave, in both of its forms; the spelling of equal numbers is free.
@@ -83,7 +54,41 @@ void requireSameAnswer(ChildProcess& ours, ChildProcess& peer) {
   }
 }
 
-void benchRelay(Table& table, CannedBridge& bridge) {
+}  // namespace
+
+void benchStartUp(Table& table) {
+  const CannedBridge bridge;
+  const Medians medians = takeTurns(
+      100,
+      [&bridge] {
+        std::optional<ChildProcess> server;
+        return secondsOf([&] {
+          server.emplace(std::vector<std::string>{BRINDLEVANE_PROGRAM}, bridge.supportFolder());
+          server->exchange(kInitialize);
+        });
+      },
+      [] { return secondsOf([] { ChildProcess({EMPTY_PROGRAM}).finish(); }); });
+  table.addTimes("start to initialize", "empty program", medians, 3.0);
+}
+
+void benchRoundTrips(Table& table) {
+  const CannedBridge bridge;
+  ChildProcess server({BRINDLEVANE_PROGRAM}, bridge.supportFolder());
+  ChildProcess echo({ECHO_PROGRAM});
+  table.addTimes(
+      "ping", "a line echoed",
+      takeTurns(
+          41, [&] { return roundTrip(server, kPing); }, [&] { return roundTrip(echo, kPing); }),
+      1.5);
+  table.addTimes("argument refused", "ping",
+                 takeTurns(
+                     41, [&] { return roundTrip(server, kRefused); },
+                     [&] { return roundTrip(server, kPing); }),
+                 2.0);
+}
+
+void benchRelay(Table& table) {
+  CannedBridge bridge;
   ChildProcess server({BRINDLEVANE_PROGRAM}, bridge.supportFolder());
   ChildProcess node({"node", RELAY_SCRIPT}, bridge.supportFolder());
   bridge.answer("/v1/context", liveContext(kContextSize));
@@ -114,7 +119,8 @@ void benchRelay(Table& table, CannedBridge& bridge) {
   }
 }
 
-void benchMemory(Table& table, CannedBridge& bridge) {
+void benchMemory(Table& table) {
+  CannedBridge bridge;
   ChildProcess server({BRINDLEVANE_PROGRAM}, bridge.supportFolder());
   server.exchange(kToolsList);
   const double idle = server.residentMiB();
@@ -123,16 +129,6 @@ void benchMemory(Table& table, CannedBridge& bridge) {
   server.exchange(kGetContext);
   server.exchange(kPing);
   table.addMemory("more after 5.5 MB", server.residentMiB() - idle, 8);
-}
-
-}  // namespace
-
-void benchServer(Table& table) {
-  CannedBridge bridge;
-  benchStartUp(table, bridge);
-  benchRoundTrips(table, bridge);
-  benchRelay(table, bridge);
-  benchMemory(table, bridge);
 }
 
 }  // namespace brindlevane
