@@ -85,7 +85,6 @@ class Connection {
       AnswerParser parser;
       parser.header_limit(kLongestHeader);
       parser.body_limit(kLongestHttpBody);
-      parser.eager(true);
       while (!parser.is_done()) {
         const error_code error = step([&](auto handler) {
           http::async_read_some(socket_, buffer, parser, std::move(handler));

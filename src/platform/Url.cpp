@@ -75,14 +75,10 @@ std::string targetOf(const UriUriA& uri) {
   return target;
 }
 
-}  // namespace
-
-std::optional<Url> parseUrl(std::string_view text) {
-  const ParsedUri parsed(text);
-  if (!parsed.isValid() || parsed.parts().scheme.first == nullptr) {
+std::optional<Url> urlOf(const UriUriA& uri, std::string_view text) {
+  if (uri.scheme.first == nullptr) {
     return std::nullopt;
   }
-  const UriUriA& uri = parsed.parts();
   return Url{.text = std::string(text),
              .scheme = textOf(uri.scheme),
              .host = textOf(uri.hostText),
@@ -91,6 +87,13 @@ std::optional<Url> parseUrl(std::string_view text) {
              .hasUserInfo = uri.userInfo.first != nullptr,
              .hasQuery = uri.query.first != nullptr,
              .hasFragment = uri.fragment.first != nullptr};
+}
+
+}  // namespace
+
+std::optional<Url> parseUrl(std::string_view text) {
+  const ParsedUri parsed(text);
+  return parsed.isValid() ? urlOf(parsed.parts(), text) : std::nullopt;
 }
 
 std::optional<Url> resolveUrl(const Url& base, std::string_view reference) {
@@ -102,7 +105,7 @@ std::optional<Url> resolveUrl(const Url& base, std::string_view reference) {
     return std::nullopt;
   }
   const std::optional<std::string> text = resolved.text();
-  return text ? parseUrl(*text) : std::nullopt;
+  return text ? urlOf(resolved.parts(), *text) : std::nullopt;
 }
 
 }  // namespace brindlevane

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Renderer.h"
+#include "platform/Json.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace brindlevane {
+
+/// One recording of the master, from its start until it is cleaned up.
+struct MasterCapture {
+  std::string jobId;
+  double startBeat;
+  int bars;
+  double tempo;
+  std::size_t frames;    ///< that the recording will have
+  Stereo sound;          ///< recorded so far
+  std::string filePath;  ///< empty until ready
+};
+
+/// A Live set in memory: what the routes of the practice bridge read and change.
+struct LiveSet {
+  AudioPool audio;
+  Json song;  ///< everything that undo restores; members as nightFerry() gives them
+  std::int64_t revision = 17;
+  std::vector<std::pair<std::string, Json>> history{};  ///< what was done, and the song before it
+  std::optional<MasterCapture> capture{};
+  double playhead = 0;  ///< beats, where the transport stands or last started
+  std::optional<std::chrono::steady_clock::time_point> playingSince{};
+};
+
+/// Where the transport is, in beats; it goes round within the Arrangement.
+[[nodiscard]] double positionOf(const LiveSet& set);
+
+/// The end of the last Arrangement clip, in beats.
+[[nodiscard]] double arrangementEnd(const Json& song);
+
+/// The track that "trackIndex" of a body names.
+/// @throws Refusal  INVALID_INDEX
+[[nodiscard]] Json& trackIn(LiveSet& set, const Json& body);
+
+/// The selected clip, or nullptr.
+[[nodiscard]] const Json* selectedClip(const LiveSet& set);
+
+}  // namespace brindlevane

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "audio/Levels.h"
+#include "platform/AudioFile.h"
+#include "platform/SampleBuffer.h"
+
+namespace brindlevane {
+
+/// The samples of a segment of an audio file, by channel and mixed to mono.
+class DecodedSegment {
+ public:
+  /// @param channelCount  1 or more
+  /// @param capacity      most frames that will be decoded; costs nothing until they are
+  /// @throws std::bad_alloc  the address space is not there
+  DecodedSegment(std::size_t channelCount, std::size_t capacity);
+
+  /// Decodes the frames [start, start + count), as many as there are and `capacity` allows.
+  ///
+  /// @param progress  called after each block
+  /// @return false when the segment cannot be read
+  /// @throws std::bad_alloc  more samples than may be kept
+  [[nodiscard]] bool decode(AudioFile& file, std::int64_t start, std::int64_t count,
+                            const std::function<void()>& progress);
+
+  [[nodiscard]] Channels channels() const;
+
+  /// The mean of the channels; see mixToMono. Stays in its place while it grows.
+  [[nodiscard]] std::span<const float> mono() const;
+
+ private:
+  void append(std::span<const float> interleaved);
+
+  std::vector<SampleBuffer> channels_;
+  std::optional<SampleBuffer> mono_;
+};
+
+}  // namespace brindlevane

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace brindlevane {
+
+/// Views of the channels of a segment, in the order of the file, all of the same length.
+using Channels = std::vector<std::span<const float>>;
+
+}  // namespace brindlevane
+
+namespace brindlevane::LocalAudioAnalyzer {
+
+/// Levels over the finite samples of all channels, taken as one run: the first channel from its
+/// first to its last sample, then the next one.
+struct Levels {
+  std::size_t sampleCount = 0;   ///< finite samples; with 0 the other fields are 0
+  float peak = 0;                ///< largest magnitude
+  double rms = 0;                ///< root of the mean square
+  double dcOffset = 0;           ///< mean
+  double clippedPercent = 0;     ///< samples of a magnitude of 0.999 or more, 0 to 100
+};
+
+[[nodiscard]] Levels levels(const Channels& channels);
+
+/// An amplitude in dB relative to full scale 1.0; -120 or more.
+[[nodiscard]] double decibels(double amplitude);
+
+/// RMS of consecutive windows of 0.4 s, but at least 512 samples, without the windows whose mean
+/// square is at most 1e-10. A last window that is not full is left out.
+///
+/// @param mono        full scale = 1
+/// @param sampleRate  Hz, greater than 0
+[[nodiscard]] std::vector<double> shortTermRms(std::span<const float> mono, double sampleRate);
+
+/// The spread of short-term levels: the 95th percentile over the 20th, without interpolation.
+///
+/// @param rms  amplitudes; those not finite or not above 0 are left out
+/// @return dB, 0 to 60; 0 when fewer than two amplitudes are left
+[[nodiscard]] double dynamicRangeDb(std::vector<double> rms);
+
+}  // namespace brindlevane::LocalAudioAnalyzer

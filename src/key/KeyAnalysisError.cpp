@@ -1,0 +1,18 @@
+#include "key/KeyAnalysisError.h"
+
+namespace brindlevane {
+
+KeyAnalysisError KeyAnalysisError::unreadableAudio() {
+  return KeyAnalysisError("Le fichier audio du clip est illisible.");
+}
+
+KeyAnalysisError KeyAnalysisError::unsupportedAudio() {
+  return KeyAnalysisError("Le format audio de ce clip n\u2019est pas pris en charge.");
+}
+
+KeyAnalysisError KeyAnalysisError::insufficientSignal() {
+  return KeyAnalysisError(
+      "Le clip ne contient pas assez de signal tonal pour d\u00e9terminer une key.");
+}
+
+}  // namespace brindlevane

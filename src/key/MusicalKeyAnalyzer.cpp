@@ -1,0 +1,169 @@
+#include "key/MusicalKeyAnalyzer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <numeric>
+#include <string_view>
+#include <vector>
+
+#include "key/KeyAnalysisError.h"
+#include "key/SignalMath.h"
+#include "platform/AudioFile.h"
+#include "platform/SampleBuffer.h"
+
+namespace brindlevane::MusicalKeyAnalyzer {
+namespace {
+
+constexpr std::int64_t kMostFramesRefused = 4096;
+// The capacity of a sample buffer is a 32-bit number of frames.
+constexpr std::int64_t kMostFramesBuffered = 4294967295;
+constexpr double kFlatnessFloor = 1e-6;
+
+constexpr std::array<std::string_view, 12> kNoteNames = {
+    "C",       "C\u266f", "D", "D\u266f", "E", "F", "F\u266f", "G", "G\u266f", "A", "A\u266f",
+    "B"};
+
+// Probe-tone ratings by interval above the tonic.
+constexpr Chroma kMajorProfile = {6.35, 2.23, 3.48, 2.33, 4.38, 4.09,
+                                  2.52, 5.19, 2.39, 3.66, 2.29, 2.88};
+constexpr Chroma kMinorProfile = {6.33, 2.68, 3.52, 5.38, 2.60, 3.53,
+                                  2.54, 4.75, 3.98, 2.69, 3.34, 3.17};
+
+struct Candidate {
+  std::size_t root = 0;
+  std::string_view mode;
+  double score = 0;
+};
+
+double mean(const Chroma& values) {
+  return std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
+}
+
+// All 24 keys, the best first; of equal ones the lower root, then major.
+std::vector<Candidate> rankedCandidates(const Chroma& chroma) {
+  std::vector<Candidate> candidates;
+  for (std::size_t root = 0; root < chroma.size(); ++root) {
+    candidates.push_back({root, "major", correlation(chroma, kMajorProfile, root)});
+    candidates.push_back({root, "minor", correlation(chroma, kMinorProfile, root)});
+  }
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const Candidate& a, const Candidate& b) { return a.score > b.score; });
+  return candidates;
+}
+
+double confidenceOf(double bestScore, double secondScore) {
+  const double margin = std::max(bestScore - secondScore, 0.0);
+  const double fit = std::max(bestScore - 0.45, 0.0);
+  return std::clamp(0.43 + 2.2 * margin + 0.45 * fit, 0.3, 0.96);
+}
+
+std::size_t transposed(std::size_t pitchClass, double semitones) {
+  if (!std::isfinite(semitones)) {
+    return pitchClass;
+  }
+  // The remainder is taken before the conversion, so any finite number of semitones fits.
+  const double shift = std::fmod(std::round(semitones), 12.0);
+  return (pitchClass + static_cast<std::size_t>(shift + 12)) % 12;
+}
+
+}  // namespace
+
+KeyDetection analyzeAudio(const std::string& at, double transposeSemitones, double startSeconds,
+                          std::optional<double> duration) {
+  std::optional<AudioFile> file = AudioFile::open(at);
+  if (!file) {
+    throw KeyAnalysisError::unreadableAudio();
+  }
+  const double sampleRate = file->sampleRate();
+  if (!(sampleRate > 0) || file->channelCount() < 1) {
+    throw KeyAnalysisError::unsupportedAudio();
+  }
+  const auto channelCount = static_cast<std::size_t>(file->channelCount());
+  const double lastStart = static_cast<double>(file->length()) / sampleRate - 1 / sampleRate;
+  const double start = startSeconds >= 0 ? std::min(startSeconds, std::max(lastStart, 0.0)) : 0;
+  const std::int64_t startFrame = framesIn(start, sampleRate);
+  const double wanted = duration.value_or(kLongestSeconds);
+  const double seconds = wanted >= 0 ? std::min(wanted, kLongestSeconds) : 0;
+  const std::int64_t planned =
+      std::min(std::max<std::int64_t>(file->length() - startFrame, 0), framesIn(seconds, sampleRate));
+  if (planned <= kMostFramesRefused || planned > kMostFramesBuffered) {
+    throw KeyAnalysisError::insufficientSignal();
+  }
+  try {
+    SampleBuffer mono(static_cast<std::size_t>(planned), true);
+    ChromaCollector collector(mono.samples().data(), sampleRate);
+    const auto mix = [&](std::span<const float> interleaved) {
+      mixToMono(interleaved, channelCount, mono.append(interleaved.size() / channelCount));
+      collector.announce(mono.samples().size());
+    };
+    if (!file->readBlocks(startFrame, planned, mix)) {
+      throw KeyAnalysisError::unreadableAudio();
+    }
+    return estimate(collector, mono.samples().size(), sampleRate, transposeSemitones);
+  } catch (const std::bad_alloc&) {
+    throw KeyAnalysisError::insufficientSignal();
+  }
+}
+
+std::size_t analyzedCount(std::size_t count, double sampleRate) {
+  const double seconds = std::min(static_cast<double>(count) / sampleRate, kLongestSeconds);
+  return std::min(count, static_cast<std::size_t>(framesIn(seconds, sampleRate)));
+}
+
+KeyDetection estimate(ChromaCollector& collector, std::size_t count, double sampleRate,
+                      double transposeSemitones) {
+  if (count <= static_cast<std::size_t>(kMostFramesRefused)) {
+    throw KeyAnalysisError::insufficientSignal();
+  }
+  const Chroma chroma = collector.finish(count);
+  return detect(chroma, transposeSemitones, static_cast<double>(count) / sampleRate);
+}
+
+KeyDetection detect(std::span<const double> chroma, double transposeSemitones,
+                    double analyzedSeconds) {
+  Chroma profile = {};
+  if (chroma.size() != profile.size()) {
+    throw KeyAnalysisError::insufficientSignal();
+  }
+  std::copy(chroma.begin(), chroma.end(), profile.begin());
+  const double average = mean(profile);
+  double spread = 0;
+  for (const double value : profile) {
+    spread += (value - average) * (value - average);
+  }
+  // An infinite spread belongs to values too large to be compared.
+  if (!(average > 0) || !(std::sqrt(spread) > kFlatnessFloor) || !std::isfinite(spread)) {
+    throw KeyAnalysisError::insufficientSignal();
+  }
+  const std::vector<Candidate> ranked = rankedCandidates(profile);
+  const Candidate& best = ranked[0];
+  const std::string_view note = kNoteNames[transposed(best.root, transposeSemitones)];
+  return {std::string(note) + " " + std::string(best.mode),
+          confidenceOf(best.score, ranked[1].score), analyzedSeconds};
+}
+
+Chroma audioChroma(std::span<const float> samples, double sampleRate) {
+  ChromaCollector collector(samples.data(), sampleRate);
+  collector.announce(samples.size());
+  return collector.finish(samples.size());
+}
+
+double correlation(const Chroma& chroma, const Chroma& profile, std::size_t root) {
+  const double chromaMean = mean(chroma);
+  const double profileMean = mean(profile);
+  double products = 0;
+  double chromaSquares = 0;
+  double profileSquares = 0;
+  for (std::size_t i = 0; i < profile.size(); ++i) {
+    const double x = chroma[(root + i) % chroma.size()] - chromaMean;
+    const double y = profile[i] - profileMean;
+    products += x * y;
+    chromaSquares += x * x;
+    profileSquares += y * y;
+  }
+  const double divisor = std::sqrt(chromaSquares * profileSquares);
+  return divisor > 0 ? products / divisor : -1;
+}
+
+}  // namespace brindlevane::MusicalKeyAnalyzer

@@ -1,0 +1,63 @@
+#include "key/SignalMath.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+
+namespace brindlevane {
+
+float meanSquare(std::span<const float> samples) {
+  std::array<double, 8> parts = {};
+  const std::size_t whole = samples.size() - samples.size() % parts.size();
+  for (std::size_t i = 0; i < whole; i += parts.size()) {
+    for (std::size_t part = 0; part < parts.size(); ++part) {
+      const double sample = samples[i + part];
+      parts[part] += sample * sample;
+    }
+  }
+  double sum = 0;
+  for (const double part : parts) {
+    sum += part;
+  }
+  for (const float sample : samples.subspan(whole)) {
+    sum += static_cast<double>(sample) * static_cast<double>(sample);
+  }
+  return static_cast<float>(sum / static_cast<double>(samples.size()));
+}
+
+std::vector<float> hannWindow(std::size_t length, double factor) {
+  std::vector<float> window(length);
+  for (std::size_t n = 0; n < length; ++n) {
+    const double angle =
+        2 * std::numbers::pi * static_cast<double>(n) / static_cast<double>(length);
+    window[n] = static_cast<float>(factor * (1 - std::cos(angle)));
+  }
+  return window;
+}
+
+void mixToMono(std::span<const float> interleaved, std::size_t channelCount,
+               std::span<float> mono) {
+  const auto divisor = static_cast<float>(channelCount);
+  if (channelCount == 2) {
+    for (std::size_t i = 0; i < mono.size(); ++i) {
+      mono[i] = interleaved[2 * i] / divisor + interleaved[2 * i + 1] / divisor;
+    }
+    return;
+  }
+  for (std::size_t i = 0; i < mono.size(); ++i) {
+    float sum = 0;
+    for (const float sample : interleaved.subspan(i * channelCount, channelCount)) {
+      sum += sample / divisor;
+    }
+    mono[i] = sum;
+  }
+}
+
+std::int64_t framesIn(double seconds, double sampleRate) {
+  constexpr double kLargest = 9.0e18;
+  const double frames = sampleRate * seconds;
+  return frames > 0 ? static_cast<std::int64_t>(std::min(frames, kLargest)) : 0;
+}
+
+}  // namespace brindlevane

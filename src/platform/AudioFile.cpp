@@ -1,0 +1,101 @@
+#include "platform/AudioFile.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/DecoderModules.h"
+#include "platform/RegularFile.h"
+#include "platform/StandardErrorSilencer.h"
+
+namespace brindlevane {
+namespace {
+
+// 64 KiB of samples: large enough to hide the cost of a call, small enough for a second-level
+// cache to hold the block and what is made of it.
+constexpr std::int64_t kBlockSamples = 16384;
+
+}  // namespace
+
+// Members are destroyed from the last to the first: the decoder goes while its descriptor is open
+// and standard error still silent.
+struct AudioFile::State {
+  StandardErrorSilencer silence;
+  RegularFile file;
+  std::unique_ptr<AudioDecoder> decoder;
+  AudioDecoder::Format format;
+  std::int64_t position = 0;
+};
+
+AudioFile::AudioFile(std::unique_ptr<State> state) : state_(std::move(state)) {}
+AudioFile::AudioFile(AudioFile&& other) noexcept = default;
+AudioFile& AudioFile::operator=(AudioFile&& other) noexcept = default;
+AudioFile::~AudioFile() = default;
+
+std::optional<AudioFile> AudioFile::open(const std::string& path) {
+  std::optional<RegularFile> file = RegularFile::open(path);
+  if (!file) {
+    return std::nullopt;
+  }
+  auto state = std::make_unique<State>(State{{}, std::move(*file), nullptr, {}, 0});
+  state->decoder = openAudioDecoder(state->file.descriptor());
+  if (!state->decoder) {
+    return std::nullopt;
+  }
+  state->format = state->decoder->format();
+  return AudioFile(std::move(state));
+}
+
+double AudioFile::sampleRate() const { return state_->format.sampleRate; }
+
+int AudioFile::channelCount() const { return state_->format.channelCount; }
+
+std::int64_t AudioFile::length() const { return state_->format.length; }
+
+std::optional<std::int64_t> AudioFile::readBlocks(std::int64_t start, std::int64_t count,
+                                                  const BlockHandler& handler) {
+  const std::int64_t channelCount = state_->format.channelCount;
+  if (channelCount < 1 || start < 0) {
+    return std::nullopt;
+  }
+  const std::int64_t wanted = std::clamp<std::int64_t>(state_->format.length - start, 0, count);
+  if (wanted > 0 && start != state_->position && !state_->decoder->seek(start)) {
+    return std::nullopt;
+  }
+  const std::int64_t blockFrames = std::max<std::int64_t>(kBlockSamples / channelCount, 1);
+  std::vector<float> block(static_cast<std::size_t>(blockFrames * channelCount));
+  std::int64_t done = 0;
+  std::int64_t got = 0;
+  while (done < wanted) {
+    got = state_->decoder->read(block.data(), std::min(blockFrames, wanted - done));
+    if (got <= 0) {
+      break;
+    }
+    handler(std::span(block).first(static_cast<std::size_t>(got * channelCount)));
+    done += got;
+  }
+  // After a fault the decoder's place is unknown, so the next call has to seek.
+  state_->position = got < 0 ? -1 : start + done;
+  if (got < 0 && done == 0) {
+    return std::nullopt;
+  }
+  return done;
+}
+
+std::optional<std::vector<std::vector<float>>> AudioFile::read(std::int64_t start,
+                                                               std::int64_t count) {
+  const auto channelCount = static_cast<std::size_t>(std::max(state_->format.channelCount, 0));
+  std::vector<std::vector<float>> channels(channelCount);
+  const auto deinterleave = [&](std::span<const float> interleaved) {
+    for (std::size_t channel = 0; channel < channelCount; ++channel) {
+      for (std::size_t i = channel; i < interleaved.size(); i += channelCount) {
+        channels[channel].push_back(interleaved[i]);
+      }
+    }
+  };
+  if (!readBlocks(start, count, deinterleave)) {
+    return std::nullopt;
+  }
+  return channels;
+}
+
+}  // namespace brindlevane

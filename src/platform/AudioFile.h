@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/AudioDecoder.h"
+
+namespace brindlevane {
+
+/// An audio file on the local disk, decoded to single-precision samples.
+///
+/// Integer samples are scaled by the power of two of their width (16 bits: 1/32768); float samples
+/// come as they are, beyond full scale, infinite or NaN. Positions are exact to the frame in every
+/// format, and priming and padding that the file declares are no part of the signal. The decoders
+/// live in modules beside the program, loaded when a file first needs them. While a file is open,
+/// whatever is written to standard error is dropped, for decoders print notes on damaged files.
+class AudioFile {
+ public:
+  /// Receives consecutive frames, interleaved; the view is valid during the call only.
+  using BlockHandler = std::function<void(std::span<const float> interleaved)>;
+
+  /// Opens a file for reading; only a regular file is ever opened.
+  ///
+  /// @param path  bytes of the file's path
+  /// @return nothing when there is no such file, or no decoder reads it
+  [[nodiscard]] static std::optional<AudioFile> open(const std::string& path);
+
+  AudioFile(AudioFile&& other) noexcept;
+  AudioFile& operator=(AudioFile&& other) noexcept;
+  ~AudioFile();
+
+  /// Hz.
+  [[nodiscard]] double sampleRate() const;
+  [[nodiscard]] int channelCount() const;
+
+  /// Frames at sampleRate(), as the file declares them; fewer may really be there.
+  [[nodiscard]] std::int64_t length() const;
+
+  /// Decodes the frames [start, start + count), as many of them as there are, in blocks small
+  /// enough to stay in the processor's cache.
+  ///
+  /// @return the number of frames handed over, or nothing when the position cannot be reached or
+  ///     decoding fails before the first frame
+  [[nodiscard]] std::optional<std::int64_t> readBlocks(std::int64_t start, std::int64_t count,
+                                                       const BlockHandler& handler);
+
+  /// Decodes the frames [start, start + count), as many of them as there are.
+  ///
+  /// @return one array per channel, all of the same length; nothing as with readBlocks
+  [[nodiscard]] std::optional<std::vector<std::vector<float>>> read(std::int64_t start,
+                                                                    std::int64_t count);
+
+ private:
+  struct State;
+
+  explicit AudioFile(std::unique_ptr<State> state);
+
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace brindlevane

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/AudioDecoder.h"
+
+namespace brindlevane {
+
+/// Finds a decoder for an open regular file.
+///
+/// The decoder libraries take long to load, so each sits behind a module: a dynamic library
+/// in the directory of the running program, loaded for the first file that gets as far as it and
+/// kept from then on. A module that is missing reads no file.
+///
+/// @param descriptor  stays the caller's and must outlive the decoder
+/// @return null when no module reads the file
+[[nodiscard]] std::unique_ptr<AudioDecoder> openAudioDecoder(int descriptor);
+
+}  // namespace brindlevane

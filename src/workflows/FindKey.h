@@ -1,0 +1,16 @@
+#pragma once
+
+#include "bridge/MCPBridgeClient.h"
+#include "platform/Json.h"
+
+namespace brindlevane {
+
+/// Estimates the key of the clip selected in Live, from its audio or from its notes.
+///
+/// @return "key", "confidence", "analyzedSeconds", "kind", "track", "clip", "project", "revision"
+/// @throws MCPServerError    invalidBridgeResponse: no clip that can be analysed; and those of
+///     the request
+/// @throws KeyAnalysisError  the audio or the profile gives no key
+[[nodiscard]] Json findKey(const MCPBridgeClient& bridge);
+
+}  // namespace brindlevane

@@ -1,0 +1,23 @@
+#include "workflows/ListenSelectedClip.h"
+
+#include "audio/LocalAudioAnalyzer.h"
+#include "server/contract/MCPServerError.h"
+#include "workflows/SelectedClip.h"
+
+namespace brindlevane {
+
+Json listenSelectedClip(const MCPBridgeClient& bridge) {
+  const std::optional<SelectedClip> clip = selectedClip(bridge);
+  if (!clip || clip->kind != "audio" || !clip->filePath) {
+    throw MCPServerError::invalidArguments(
+        "Select an audio clip in Ableton before asking Brindlevane to listen. MIDI clips do not "
+        "contain audio to decode.");
+  }
+  Json result = LocalAudioAnalyzer::analyze(*clip->filePath, clip->transposeSemitones,
+                                            clip->startSeconds, clip->durationSeconds)
+                    .dictionary();
+  result.update(clip->labels);
+  return result;
+}
+
+}  // namespace brindlevane

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "bridge/MCPBridgeClient.h"
+#include "platform/Json.h"
+#include "server/contract/ToolResult.h"
+
+namespace brindlevane {
+
+/// Asks how a capture of Live's master output is getting on. While it runs, the bridge's progress
+/// is handed on; a finished recording is measured and then cleaned up; a failed capture is cleaned
+/// up and handed on as an error.
+///
+/// @param arguments  "jobId": the capture's id
+/// @throws MCPServerError         invalidBridgeResponse: no usable status; and those of the
+///     request
+/// @throws AudioMeasurementError  the recording gives no measurement; it is left in place
+[[nodiscard]] ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& arguments);
+
+}  // namespace brindlevane

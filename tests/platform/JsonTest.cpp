@@ -1,0 +1,99 @@
+#include "platform/Json.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace brindlevane {
+namespace {
+
+std::string nested(std::size_t depth) {
+  return std::string(depth, '[') + std::string(depth, ']');
+}
+
+TEST(Json, NumbersAreWrittenInTheFewestDigitsThatReadBackEqual) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"0", "0"},
+      {"-9223372036854775808", "-9223372036854775808"},
+      {"18446744073709551615", "18446744073709551615"},
+      {"9007199254740993", "9007199254740993"},
+      {"12.0", "12.0"},
+      {"-0.0", "-0.0"},
+      {"0.1", "0.1"},
+      {"5e-324", "5e-324"},
+      {"1e22", "1e22"},
+      {"100000.0", "1e5"},
+      {"0.0000001", "1e-7"},
+      {"2.5E+10", "2.5e10"},
+      {"1.7976931348623157e308", "1.7976931348623157e308"},
+      {"18446744073709551616", "18446744073709551616.0"},
+      {"9.5367431640625e-7", "9.5367431640625e-7"}};
+  for (const auto& [read, written] : cases) {
+    SCOPED_TRACE(read);
+    const auto value = parseJson(read);
+    ASSERT_TRUE(value);
+    EXPECT_EQ(compactJson(*value), written);
+    EXPECT_EQ(parseJson(written), value);
+  }
+  EXPECT_EQ(compactJson({std::numeric_limits<double>::infinity(), std::nan("")}), "[null,null]");
+}
+
+TEST(Json, TextsThatAreNotOneValidValueAreRefused) {
+  const std::vector<std::string> refused = {"",
+                                            " ",
+                                            "{",
+                                            "[1,]",
+                                            "{\"a\":1,}",
+                                            "{} {}",
+                                            "nul",
+                                            "01",
+                                            "1e400",
+                                            "[-1e999]",
+                                            "NaN",
+                                            "'a'",
+                                            "// note\n{}",
+                                            "\"\t\"",
+                                            "\"\\ud800\"",
+                                            "\"\\udc00x\"",
+                                            "\"\\ud800\\u0041\"",
+                                            "\"\xC3\"",
+                                            "\"\xC0\xAF\"",
+                                            "\"\xED\xA0\x80\"",
+                                            "\"\xF4\x90\x80\x80\"",
+                                            std::string("{}\0", 3),
+                                            std::string("\"\0\"", 3),
+                                            nested(kDeepestNesting + 1),
+                                            std::string(1000000, '['),
+                                            std::string(1000000, '{')};
+  for (const std::string& text : refused) {
+    EXPECT_FALSE(parseJson(text)) << text.substr(0, 40);
+  }
+  EXPECT_TRUE(parseJson(nested(kDeepestNesting)));
+}
+
+TEST(Json, StringsAreEscapedOnlyWhereTheyMustBe) {
+  const Json value = {{"k\"\\/\u00e9\U0001F3B9", std::string("\0\x1f\n\t\x7f", 5)}};
+  EXPECT_EQ(compactJson(value), "{\"k\\\"\\\\/\u00e9\U0001F3B9\":\"\\u0000\\u001f\\n\\t\x7f\"}");
+  EXPECT_EQ(parseJson(compactJson(value)), value);
+}
+
+TEST(Json, PrettyTextIsTheSameValueALineAMemberInOrder) {
+  const auto value = parseJson(R"({"b":[1,{"y\"\n":"\\","x":null}],"a":{},"c":[],"b2":[[]]})");
+  std::string quoted;
+  appendPrettyJsonString(quoted, *value);
+  const auto text = parseJson(quoted);
+  ASSERT_TRUE(text);
+  EXPECT_EQ(text->get<std::string>(),
+            "{\n  \"a\": {},\n  \"b\": [\n    1,\n    {\n      \"x\": null,\n"
+            "      \"y\\\"\\n\": \"\\\\\"\n    }\n  ],\n  \"b2\": [\n    []\n  ],\n  \"c\": []\n}");
+  EXPECT_EQ(parseJson(text->get<std::string>()), value);
+}
+
+TEST(Json, TheLastOfEqualKeysHolds) {
+  EXPECT_EQ(compactJson(*parseJson(R"({"a":{"b":1},"a":[2]})")), R"({"a":[2]})");
+}
+
+}  // namespace
+}  // namespace brindlevane

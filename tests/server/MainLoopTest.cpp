@@ -1,0 +1,118 @@
+#include "server/BrindlevaneMCPMain.h"
+#include "tests/support/ScriptedBridge.h"
+#include "tools/Catalogue.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace brindlevane {
+namespace {
+
+/// The answer to a line without its line feed, or "" when there is none.
+std::string answerTo(const std::string& line) {
+  ScriptedBridge bridge;
+  std::string answered = BrindlevaneMCPMain::answer(line, bridge.access()).value_or("");
+  if (!answered.empty()) {
+    EXPECT_EQ(answered.find('\n'), answered.size() - 1);
+    answered.pop_back();
+  }
+  return answered;
+}
+
+std::string failed(const std::string& id, int code, const std::string& message) {
+  return R"({"error":{"code":)" + std::to_string(code) + R"(,"message":")" + message +
+         R"("},"id":)" + id + R"(,"jsonrpc":"2.0"})";
+}
+
+std::string succeeded(const std::string& id, const std::string& result) {
+  return R"({"id":)" + id + R"(,"jsonrpc":"2.0","result":)" + result + "}";
+}
+
+TEST(MainLoop, EveryLineGetsItsAnswer) {
+  const std::string parseError = failed("null", -32700, "Parse error");
+  const std::string noName = failed("1", -32602, "tools/call requires a tool name.");
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"", parseError},
+      {"  ", parseError},
+      {"7", parseError},
+      {"\"ping\"", parseError},
+      {"[]", parseError},
+      {R"([{"id":1,"method":"ping"}])", parseError},
+      {R"({"id":1,"method":"ping"}x)", parseError},
+      {R"({"id":1e999,"method":"ping"})", parseError},
+      {std::string("{\"id\":1,\"method\":\"ping\"}\0", 25), parseError},
+      {"{\"id\":" + std::string(512, '[') + std::string(512, ']') + "}", parseError},
+      {"{}", failed("null", -32600, "Invalid JSON-RPC request.")},
+      {R"({"id":7})", failed("7", -32600, "Invalid JSON-RPC request.")},
+      {R"({"id":[1],"method":null})", failed("[1]", -32600, "Invalid JSON-RPC request.")},
+      {R"({"jsonrpc":"2.0","method":"ping"})", ""},
+      {R"({"method":"tools/call","params":{"name":"brindlevane_play"}})", ""},
+      {R"({"method":"nothing/known"})", ""},
+      {R"({"id":null,"method":"ping"})", succeeded("null", "{}")},
+      {R"( {"jsonrpc":1,"id":"a","method":"ping","params":[]} )", succeeded("\"a\"", "{}")},
+      {R"({"id":1.5,"method":"ping"})", succeeded("1.5", "{}")},
+      {R"({"id":true,"method":"ping"})", succeeded("true", "{}")},
+      {R"({"id":{"x":[18446744073709551615,-1,1.0]},"method":"ping"})",
+       succeeded(R"({"x":[18446744073709551615,-1,1.0]})", "{}")},
+      {R"({"id":1,"method":"resources/list"})", succeeded("1", R"({"resources":[]})")},
+      {R"({"id":1,"method":"prompts/list"})", succeeded("1", R"({"prompts":[]})")},
+      {R"({"id":1,"method":"Ping"})", failed("1", -32601, "Method not found: Ping")},
+      {R"({"id":1,"method":"a\/\u00e9\""})", failed("1", -32601, "Method not found: a/\u00e9\\\"")},
+      {R"({"id":1,"method":"tools/call"})", noName},
+      {R"({"id":1,"method":"tools/call","params":["brindlevane_play"]})", noName},
+      {R"({"id":1,"method":"tools/call","params":{"arguments":{}}})", noName},
+      {R"({"id":1,"method":"tools/call","params":{"name":1}})", noName}};
+  for (const auto& [line, expected] : cases) {
+    EXPECT_EQ(answerTo(line), expected) << line.substr(0, 80);
+  }
+}
+
+TEST(MainLoop, InitializeIntroducesTheServer) {
+  const auto response = parseJson(answerTo(R"({"id":1,"method":"initialize","params":{"x":1}})"));
+  Json result = response->at("result");
+  const auto instructions = result["instructions"].get<std::string>();
+  EXPECT_EQ(instructions.size(), 1441U);
+  EXPECT_TRUE(instructions.starts_with("Always call brindlevane_get_context before answering a "));
+  EXPECT_TRUE(instructions.ends_with(" unless a tool returned an explicit audio measurement."));
+  result.erase("instructions");
+  EXPECT_EQ(compactJson(result),
+            R"({"capabilities":{"tools":{"listChanged":false}},"protocolVersion":"2025-06-18",)"
+            R"("serverInfo":{"name":"Brindlevane","version":"0.16.3"}})");
+}
+
+TEST(MainLoop, TheCatalogueKeepsItsOrderAndItsBounds) {
+  const std::string line = answerTo(R"({"id":1,"method":"tools/list"})");
+  EXPECT_EQ(answerTo(R"({"id":1,"method":"tools/list"})"), line);
+  const Json tools = parseJson(line)->at("result").at("tools");
+  ASSERT_EQ(tools, BrindlevaneMCP::tools());
+  EXPECT_EQ(tools[0]["name"], "brindlevane_get_session");
+  EXPECT_EQ(tools[7]["name"], "brindlevane_start_master_listen");
+  EXPECT_EQ(tools[27]["name"], "brindlevane_undo_last_organization");
+  EXPECT_EQ(compactJson(tools[3]["inputSchema"]),
+            R"({"additionalProperties":false,"properties":{},"required":[],"type":"object"})");
+  EXPECT_EQ(compactJson(tools[26]["inputSchema"]["properties"]["displayDb"]),
+            R"({"maximum":0,"minimum":-70,"type":"number"})");
+  EXPECT_EQ(compactJson(tools[19]["inputSchema"]["properties"]["notes"]["items"]["required"]),
+            R"(["pitch","startTime","duration"])");
+  int writing = 0;
+  for (const Json& tool : tools) {
+    const Json& schema = tool["inputSchema"];
+    const bool writes = schema["properties"].contains("confirm");
+    writing += writes ? 1 : 0;
+    EXPECT_EQ(tool["annotations"]["readOnlyHint"], !writes) << tool["name"];
+    EXPECT_EQ(tool["annotations"]["destructiveHint"], false);
+    EXPECT_EQ(tool["annotations"]["openWorldHint"], false);
+    const bool repeatable =
+        tool["name"] != "brindlevane_start_master_listen" && tool["name"] != "brindlevane_play";
+    EXPECT_EQ(tool["annotations"]["idempotentHint"], repeatable) << tool["name"];
+    for (const Json& required : schema["required"]) {
+      EXPECT_TRUE(schema["properties"].contains(required)) << tool["name"];
+    }
+  }
+  EXPECT_EQ(writing, 19);
+}
+
+}  // namespace
+}  // namespace brindlevane
