@@ -1,11 +1,10 @@
-#include "Capture.h"
-
-#include "Request.h"
+#include "practice/Handlers.h"
+#include "practice/Request.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 constexpr std::size_t kParts = 3;
@@ -53,7 +52,7 @@ Json startCapture(LiveSet& set, const Json& body) {
                   "A capture is under way. Poll or cancel " + set.capture->jobId + ".");
   }
   const int bars = static_cast<int>(numberIn(body, "bars", 1, 32));
-  const double startBeat = numberIn(body, "startTime", 0, 1576800);
+  const double startBeat = numberIn(body, "startTime", 0, kLastBeat);
   const double tempo = set.song["tempo"];
   const double seconds = bars * 4 * 60 / tempo;
   set.capture = {.jobId = "master_" + randomHex(32),
@@ -81,4 +80,4 @@ Json endCapture(LiveSet& set, const Json& body) {
   return {{"jobId", body["jobId"]}, {"temporaryTrackRemoved", true}};
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

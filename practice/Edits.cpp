@@ -1,16 +1,13 @@
-#include "Edits.h"
-
-#include "Request.h"
-#include "Roles.h"
-#include "Song.h"
+#include "practice/Handlers.h"
+#include "practice/Request.h"
+#include "practice/Roles.h"
+#include "practice/Song.h"
 
 #include <algorithm>
 #include <limits>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
-
-constexpr double kLastBeat = 1576800;
 
 bool flagIn(const Json& body, const std::string& key) {
   const auto found = body.find(key);
@@ -21,18 +18,15 @@ bool flagIn(const Json& body, const std::string& key) {
 }
 
 Json noteIn(const Json& note) {
-  const Json defaults = {{"velocity", 100}, {"mute", false}, {"probability", 1}};
-  Json complete = defaults;
   if (!note.is_object()) {
     throw Refusal(400, "INVALID_ARGUMENT", "Each note must be an object.");
   }
-  complete.update(note);
-  return {{"pitch", indexIn(complete, "pitch", 128, "pitches")},
-          {"startTime", numberIn(complete, "startTime", 0, kLastBeat)},
-          {"duration", numberIn(complete, "duration", 1e-6, kLastBeat)},
-          {"velocity", numberIn(complete, "velocity", 1, 127)},
-          {"mute", flagIn(complete, "mute")},
-          {"probability", numberIn(complete, "probability", 0, 1)}};
+  return {{"pitch", indexIn(note, "pitch", 128, "pitches")},
+          {"startTime", numberIn(note, "startTime", 0, kLastBeat)},
+          {"duration", numberIn(note, "duration", 1e-6, kLastBeat)},
+          {"velocity", note.contains("velocity") ? numberIn(note, "velocity", 1, 127) : 100},
+          {"probability", note.contains("probability") ? numberIn(note, "probability", 0, 1) : 1},
+          {"mute", note.contains("mute") && flagIn(note, "mute")}};
 }
 
 Json notesIn(const Json& body) {
@@ -67,13 +61,6 @@ void refuseOverlap(const Json& track, double startTime, double length) {
   }
 }
 
-void rebaseTransport(LiveSet& set) {
-  set.playhead = positionOf(set);
-  if (set.playingSince) {
-    set.playingSince = std::chrono::steady_clock::now();
-  }
-}
-
 }  // namespace
 
 Json play(LiveSet& set, const Json& /*body*/) {
@@ -84,13 +71,11 @@ Json play(LiveSet& set, const Json& /*body*/) {
 }
 
 Json stop(LiveSet& set, const Json& /*body*/) {
-  rebaseTransport(set);
   set.playingSince.reset();
   return {{"isPlaying", false}};
 }
 
 Json setTempo(LiveSet& set, const Json& body) {
-  rebaseTransport(set);
   const Json before = set.song["tempo"];
   set.song["tempo"] = numberIn(body, "tempo", 40, 240);
   return {{"before", before}, {"tempo", set.song["tempo"]}};
@@ -107,7 +92,7 @@ Json createTrack(LiveSet& set, const Json& body) {
   const std::string fallback = std::to_string(index + 1) + (kind == "midi" ? "-MIDI" : "-Audio");
   const std::string name = textIn(body, "name", fallback);
   tracks.insert(tracks.begin() + static_cast<std::ptrdiff_t>(index),
-                emptyTrack(name, kind, roleOfText(name).name));
+                emptyTrack(name, kind, std::string(roleOfText(name).name)));
   set.song["selectedTrack"] = index;
   set.song["selectedClip"] = nullptr;
   return {{"trackIndex", index}, {"name", name}, {"kind", kind}};
@@ -167,7 +152,7 @@ Json setDeviceParameter(LiveSet& set, const Json& body) {
           {"parameter", parameter["name"]},
           {"before", before},
           {"value", parameter["value"]},
-          {"display", shortNumber(parameter["value"]) + parameter["unit"].get<std::string>()}};
+          {"unit", parameter["unit"]}};
 }
 
 Json createMidiClip(LiveSet& set, const Json& body) {
@@ -206,11 +191,10 @@ Json undo(LiveSet& set, const Json& /*body*/) {
   if (set.history.empty()) {
     throw Refusal(409, "NOTHING_TO_UNDO", "There is no Brindlevane action left to undo.");
   }
-  rebaseTransport(set);
   auto [label, before] = std::move(set.history.back());
   set.history.pop_back();
   set.song = std::move(before);
   return {{"undone", label}, {"actionsLeft", set.history.size()}};
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

@@ -1,4 +1,6 @@
-#include "Folders.h"
+#include "practice/Folders.h"
+
+#include "platform/Files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,23 +9,18 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
-#include <ranges>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 namespace fs = std::filesystem;
 
 Json contentOf(const fs::path& file) {
-  std::error_code ignored;
-  if (!fs::is_regular_file(file, ignored)) {
-    return {};
-  }
-  std::ifstream stream(file);
-  return Json::parse(stream, nullptr, false);
+  const std::optional<std::string> text = readRegularFile(file, 4096);
+  return text ? Json::parse(*text, nullptr, false) : Json();
 }
 
 // Whether a practice bridge that is no longer there wrote this.
@@ -72,49 +69,33 @@ BridgeFile::BridgeFile(const fs::path& supportFolder, std::uint16_t port, const 
   if (isLeftover(contentOf(path_))) {
     fs::remove(path_);
   }
-  makeFolders();
+  if (fs::exists(fs::symlink_status(path_))) {
+    throw std::runtime_error("There is a bridge already: " + path_.string() +
+                             ". Choose another folder.");
+  }
+  for (fs::path folder = path_.parent_path(); !fs::exists(folder); folder = folder.parent_path()) {
+    madeFolders_.push_back(folder);
+  }
+  fs::create_directories(path_.parent_path());
   // A link appears whole or not at all, and never takes the place of a file.
   const fs::path draft = path_.string() + "." + std::to_string(getpid());
+  writePrivately(draft, content_.dump(2) + "\n");
   std::error_code error;
-  try {
-    writePrivately(draft, content_.dump(2) + "\n");
-    fs::create_hard_link(draft, path_, error);
-    fs::remove(draft);
-  } catch (...) {
-    removeFolders();
-    throw;
-  }
+  fs::create_hard_link(draft, path_, error);
+  fs::remove(draft);
   if (error) {
-    removeFolders();
-    throw std::runtime_error(error == std::errc::file_exists
-                                 ? "There is a bridge already: " + path_.string() +
-                                       ". Choose another folder."
-                                 : "Cannot write " + path_.string() + ": " + error.message());
+    throw std::system_error(error, path_.string());
   }
 }
 
 BridgeFile::~BridgeFile() {
-  std::error_code ignored;  // a destructor has nobody to tell
+  std::error_code ignored;  // a destructor has nobody to tell; a folder in use stays
   if (contentOf(path_) == content_) {
     fs::remove(path_, ignored);
   }
-  removeFolders();
-}
-
-void BridgeFile::makeFolders() {
-  for (fs::path folder = path_.parent_path(); !fs::exists(folder); folder = folder.parent_path()) {
-    madeFolders_.insert(madeFolders_.begin(), folder);
-  }
   for (const fs::path& folder : madeFolders_) {
-    fs::create_directory(folder);
-  }
-}
-
-void BridgeFile::removeFolders() const {
-  for (const fs::path& folder : madeFolders_ | std::views::reverse) {
-    std::error_code ignored;  // a folder in which somebody has put something stays
     fs::remove(folder, ignored);
   }
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

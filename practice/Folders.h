@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 /// A new folder that only this user can read; it goes with its content when this object goes.
 class PrivateFolder {
@@ -40,12 +40,9 @@ class BridgeFile {
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
  private:
-  void makeFolders();
-  void removeFolders() const;
-
   std::filesystem::path path_;
   Json content_;
-  std::vector<std::filesystem::path> madeFolders_;  // outermost first
+  std::vector<std::filesystem::path> madeFolders_;  // innermost first
 };
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

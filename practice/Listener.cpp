@@ -1,4 +1,4 @@
-#include "Listener.h"
+#include "practice/Listener.h"
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -10,7 +10,7 @@
 #include <thread>
 #include <utility>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 namespace asio = boost::asio;
@@ -120,4 +120,4 @@ std::uint16_t Listener::port() const {
   return server_->acceptor.local_endpoint().port();
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

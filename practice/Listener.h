@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 /// What the practice bridge needs to know of an HTTP request.
 struct HttpRequest {
@@ -45,4 +45,4 @@ class Listener {
   std::unique_ptr<Server> server_;
 };
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

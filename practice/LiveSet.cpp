@@ -1,19 +1,19 @@
-#include "LiveSet.h"
+#include "practice/LiveSet.h"
 
-#include "Request.h"
+#include "practice/Request.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 double positionOf(const LiveSet& set) {
   if (!set.playingSince) {
-    return set.playhead;
+    return 0;
   }
   const std::chrono::duration<double> played = std::chrono::steady_clock::now() - *set.playingSince;
   const double beats = played.count() * set.song["tempo"].get<double>() / 60;
-  return std::fmod(set.playhead + beats, std::max(arrangementEnd(set.song), 4.0));
+  return std::fmod(beats, std::max(arrangementEnd(set.song), 4.0));
 }
 
 double arrangementEnd(const Json& song) {
@@ -42,4 +42,4 @@ const Json* selectedClip(const LiveSet& set) {
                   [clip.get<std::size_t>()];
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

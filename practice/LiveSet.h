@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Renderer.h"
 #include "platform/Json.h"
+#include "practice/Renderer.h"
 
 #include <chrono>
 #include <optional>
@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 /// One recording of the master, from its start until it is cleaned up.
 struct MasterCapture {
@@ -29,12 +29,15 @@ struct LiveSet {
   std::int64_t revision = 17;
   std::vector<std::pair<std::string, Json>> history{};  ///< what was done, and the song before it
   std::optional<MasterCapture> capture{};
-  double playhead = 0;  ///< beats, where the transport stands or last started
   std::optional<std::chrono::steady_clock::time_point> playingSince{};
 };
 
-/// Where the transport is, in beats; it goes round within the Arrangement.
+/// Where the transport is, in beats: it starts at the beginning and goes round within the
+/// Arrangement.
 [[nodiscard]] double positionOf(const LiveSet& set);
+
+/// The last position of an Arrangement, in beats.
+inline constexpr double kLastBeat = 1576800;
 
 /// The end of the last Arrangement clip, in beats.
 [[nodiscard]] double arrangementEnd(const Json& song);
@@ -46,4 +49,4 @@ struct LiveSet {
 /// The selected clip, or nullptr.
 [[nodiscard]] const Json* selectedClip(const LiveSet& set);
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

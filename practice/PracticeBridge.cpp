@@ -1,15 +1,13 @@
-#include "PracticeBridge.h"
+#include "practice/PracticeBridge.h"
 
-#include "Capture.h"
-#include "Edits.h"
-#include "Request.h"
-#include "Views.h"
-#include "Workflows.h"
+#include "practice/Handlers.h"
+#include "practice/Request.h"
+#include "practice/Song.h"
 
 #include <algorithm>
 #include <array>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 constexpr std::size_t kHistoryLength = 32;
@@ -127,6 +125,12 @@ HttpAnswer refusal(int status, const std::string& code, const std::string& messa
   return {status, envelope.dump(-1, ' ', false, Json::error_handler_t::replace)};
 }
 
+LiveSet openSet(const PrivateFolder& audioFolder, const std::vector<std::string>& files) {
+  AudioPool audio(audioFolder.path());
+  Json song = files.empty() ? nightFerry(audio) : setOfFiles(files);
+  return {.audio = std::move(audio), .song = std::move(song)};
+}
+
 }  // namespace
 
 HttpAnswer PracticeBridge::answer(const HttpRequest& request) {
@@ -147,4 +151,9 @@ HttpAnswer PracticeBridge::answer(const HttpRequest& request) {
   }
 }
 
-}  // namespace brindlevane
+RunningBridge::RunningBridge(const std::vector<std::string>& files)
+    : token_(randomHex(48)),
+      bridge_(openSet(audioFolder_, files), token_),
+      listener_([this](const HttpRequest& request) { return bridge_.answer(request); }) {}
+
+}  // namespace brindlevane::practice

@@ -1,12 +1,15 @@
 #pragma once
 
-#include "Listener.h"
-#include "LiveSet.h"
+#include "practice/Folders.h"
+#include "practice/Listener.h"
+#include "practice/LiveSet.h"
 
-#include <filesystem>
+#include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 /// The bridge as the server sees it, on a Live set in memory.
 ///
@@ -28,4 +31,20 @@ class PracticeBridge {
   std::string token_;
 };
 
-}  // namespace brindlevane
+/// A practice bridge that serves, with sound in a private folder and a token of its own.
+class RunningBridge {
+ public:
+  /// Plays the set "Night Ferry" or, where there are any, the user's own audio files.
+  explicit RunningBridge(const std::vector<std::string>& files = {});
+
+  [[nodiscard]] std::uint16_t port() const { return listener_.port(); }
+  [[nodiscard]] const std::string& token() const { return token_; }
+
+ private:
+  PrivateFolder audioFolder_;
+  std::string token_;
+  PracticeBridge bridge_;
+  Listener listener_;
+};
+
+}  // namespace brindlevane::practice

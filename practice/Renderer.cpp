@@ -1,9 +1,9 @@
-#include "Renderer.h"
+#include "practice/Renderer.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 struct Window {
@@ -18,7 +18,7 @@ void addMidiClip(Window& window, const Json& clip, const std::string& voice, dou
   for (double loop = 0; loop < length; loop += loopLength) {
     for (const Json& note : clip["notes"]) {
       const double beat = loop + note["startTime"].get<double>();
-      if (note["startTime"] >= loopLength || beat >= length || note["mute"]) {
+      if (note["startTime"] >= loopLength || beat >= length || note.value("mute", false)) {
         continue;
       }
       const double from = clip["startTime"].get<double>() + beat - window.startBeat;
@@ -106,4 +106,4 @@ Stereo renderMaster(const Json& tracks, const AudioPool& pool, double tempo, dou
   return sound;
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "Synth.h"
 #include "platform/Json.h"
+#include "practice/Synth.h"
 
 #include <filesystem>
 #include <map>
 #include <string>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 /// The audio files of the practice set: on disk for the server, in memory for the renderer.
 class AudioPool {
@@ -44,4 +44,4 @@ class AudioPool {
 [[nodiscard]] Stereo renderMaster(const Json& tracks, const AudioPool& pool, double tempo,
                                   double startBeat, std::size_t frames);
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

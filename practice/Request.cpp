@@ -1,11 +1,11 @@
-#include "Request.h"
+#include "practice/Request.h"
 
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <random>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 const Json& memberOf(const Json& body, const std::string& key) {
@@ -72,4 +72,4 @@ std::string randomHex(std::size_t digits) {
   return hex;
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

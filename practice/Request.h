@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 /// A request that the practice bridge turns down; what() is the message of its answer.
 class Refusal : public std::runtime_error {
@@ -45,4 +45,4 @@ class Refusal : public std::runtime_error {
 /// A random number of `digits` lower-case hexadecimal digits.
 [[nodiscard]] std::string randomHex(std::size_t digits);
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

@@ -1,9 +1,9 @@
-#include "Roles.h"
+#include "practice/Roles.h"
 
 #include <algorithm>
 #include <set>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 const Role& roleNamed(std::string_view name) {
@@ -89,4 +89,4 @@ const Role& roleOfTrack(const Json& track) {
   return roleOfNotes(track);
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

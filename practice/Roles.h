@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 /// A musical role, as sample search and the workflows know it.
 struct Role {
@@ -29,4 +29,4 @@ struct Role {
 /// The role of a track: from its name, else its clips' names, else what its notes look like.
 [[nodiscard]] const Role& roleOfTrack(const Json& track);
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

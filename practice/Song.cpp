@@ -1,11 +1,11 @@
-#include "Song.h"
+#include "practice/Song.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 constexpr double kTempo = 124;
@@ -24,279 +24,186 @@ constexpr std::array kBars = {kFsm, kFsm, kD, kD, kBm, kBm, kCsm, kCsm,
 
 enum class Pitch { fixed, root, chord, melody };
 
-struct Step {
-  double beat;
-  double duration;
-  int velocity;
-};
-
 struct Phrase {
   std::string_view voice;
   std::size_t bars;
   Pitch pitch;
-  int offset;  // semitones above the chord, or the fixed pitch
-  std::vector<Step> steps;
+  int offset;              // semitones above the chord, or the fixed pitch
+  std::string_view steps;  // sixteenths of a bar: X, x, o a note (loud to soft), - prolongs it
 };
 
-const std::vector<Phrase>& phrases() {
-  static const std::vector<Phrase> kPhrases = {
-      {"kick",
-       1,
-       Pitch::fixed,
-       31,
-       {{0, 0.25, 120}, {1, 0.25, 112}, {2, 0.25, 118}, {3, 0.25, 112}}},
-      {"clap", 1, Pitch::fixed, 39, {{1, 0.25, 104}, {3, 0.25, 108}}},
-      {"hat",
-       1,
-       Pitch::fixed,
-       42,
-       {{0.5, 0.2, 100}, {1.5, 0.2, 100}, {2.5, 0.2, 104}, {3.25, 0.1, 52}, {3.5, 0.2, 100}}},
-      {"percussion",
-       1,
-       Pitch::fixed,
-       62,
-       {{0, 0.2, 90}, {0.75, 0.2, 78}, {1.5, 0.2, 88}, {2.25, 0.2, 74}, {3, 0.2, 92}}},
-      {"bass",
-       16,
-       Pitch::root,
-       12,
-       {{0.5, 0.4, 108}, {1.5, 0.4, 104}, {1.75, 0.2, 80}, {2.5, 0.4, 108}, {3.5, 0.4, 100}}},
-      {"sub", 16, Pitch::root, 0, {{0, 3.75, 100}}},
-      {"chords",
-       16,
-       Pitch::chord,
-       0,
-       {{0, 0.5, 96}, {0.75, 0.25, 76}, {1.5, 0.5, 90}, {2.5, 0.75, 94}}},
-      {"pad", 16, Pitch::chord, 0, {{0, 4, 90}}},
-      {"lead",
-       16,
-       Pitch::melody,
-       24,
-       {{0, 0.5, 100}, {0.75, 0.25, 84}, {1.5, 0.5, 96}, {2.5, 1, 104}}},
-      {"vocal", 16, Pitch::melody, 12, {{1, 0.75, 96}, {2.75, 0.5, 84}}},
-      {"fx", 16, Pitch::fixed, 60, {}},
-  };
-  return kPhrases;
+constexpr std::array kPhrases = {
+    Phrase{"kick", 1, Pitch::fixed, 31, "X...x...X...x..."},
+    Phrase{"clap", 1, Pitch::fixed, 39, "....x.......X..."},
+    Phrase{"hat", 1, Pitch::fixed, 42, "..x...x...X..ox."},
+    Phrase{"percussion", 1, Pitch::fixed, 62, "x..o..x..o..X..."},
+    Phrase{"bass", 16, Pitch::root, 12, "..X-..x-o.X-..x-"},
+    Phrase{"sub", 16, Pitch::root, 0, "x---------------"},
+    Phrase{"chords", 16, Pitch::chord, 0, "X-.o..x-..X--..."},
+    Phrase{"pad", 16, Pitch::chord, 0, "x---------------"},
+    Phrase{"lead", 16, Pitch::melody, 24, "X-.o..x-..X---.."},
+    Phrase{"vocal", 16, Pitch::melody, 12, "....x--....o-..."},
+    Phrase{"fx", 4, Pitch::fixed, 60, "x---x---x---x---"},
+};
+
+const Phrase* phraseOf(const std::string& voice) {
+  const auto* const found = std::ranges::find(kPhrases, voice, &Phrase::voice);
+  return found == kPhrases.end() ? nullptr : found;
 }
 
-Json noteAt(double beat, int pitch, const Step& step) {
-  return {{"pitch", pitch},
-          {"startTime", beat},
-          {"duration", step.duration},
-          {"velocity", step.velocity},
-          {"mute", false},
-          {"probability", 1}};
-}
-
-Json notesOf(const Phrase& phrase) {
-  Json notes = Json::array();
-  std::size_t melody = 0;
-  for (std::size_t bar = 0; bar < phrase.bars; ++bar) {
-    const Chord& chord = kBars[bar];
-    for (const Step& step : phrase.steps) {
-      const double beat = static_cast<double>(bar) * 4 + step.beat;
-      switch (phrase.pitch) {
-        case Pitch::fixed:
-          notes.push_back(noteAt(beat, phrase.offset, step));
-          break;
-        case Pitch::root:
-          notes.push_back(noteAt(beat, chord.root + phrase.offset, step));
-          break;
-        case Pitch::melody:
-          notes.push_back(noteAt(beat, chord.tones[melody++ % 3] + phrase.offset, step));
-          break;
-        case Pitch::chord:
-          for (const int tone : chord.tones) {
-            notes.push_back(noteAt(beat, tone + phrase.offset, step));
-          }
-      }
-    }
+std::vector<int> pitchesOf(const Phrase& phrase, const Chord& chord, std::size_t noteCount) {
+  switch (phrase.pitch) {
+    case Pitch::fixed:
+      return {phrase.offset};
+    case Pitch::root:
+      return {chord.root + phrase.offset};
+    case Pitch::melody:
+      return {chord.tones[noteCount % 3] + phrase.offset};
+    default:
+      return {chord.tones.begin(), chord.tones.end()};
   }
-  if (phrase.voice == "fx") {
-    notes.push_back(noteAt(kSongBeats / 2, phrase.offset, {0, kSongBeats / 2, 110}));
+}
+
+Json notesOf(const Phrase& phrase, int transpose) {
+  Json notes = Json::array();
+  for (std::size_t i = 0; i < phrase.bars * 16; ++i) {
+    const std::size_t place = i % 16;
+    const char step = phrase.steps[place];
+    const int velocity = step == 'X' ? 116 : step == 'x' ? 98 : step == 'o' ? 70 : 0;
+    if (velocity == 0) {
+      continue;
+    }
+    const std::size_t end =
+        std::min<std::size_t>(phrase.steps.find_first_not_of('-', place + 1), 16);
+    for (const int pitch : pitchesOf(phrase, kBars[i / 16], notes.size())) {
+      notes.push_back({{"pitch", pitch + transpose},
+                       {"startTime", static_cast<double>(i) / 4},
+                       {"duration", static_cast<double>(end - place) / 4},
+                       {"velocity", velocity}});
+    }
   }
   return notes;
 }
 
-struct Parameter {
-  std::string_view device, name;
-  double value, minimum, maximum;
-  std::string_view unit;
-};
-
-constexpr std::array kParameters = {
-    Parameter{"Drum Rack", "Punch", 64, 0, 127, ""},
-    Parameter{"Drum Rack", "Swing", 12, 0, 100, " %"},
-    Parameter{"Operator", "Filter Freq", 620, 20, 20000, " Hz"},
-    Parameter{"Operator", "Filter Res", 0.3, 0, 1.25, ""},
-    Parameter{"Operator", "Volume", -12, -70, 0, " dB"},
-    Parameter{"Wavetable", "Osc 1 Pos", 37, 0, 100, " %"},
-    Parameter{"Wavetable", "Unison Amount", 30, 0, 100, " %"},
-    Parameter{"Auto Filter", "Frequency", 4200, 20, 20000, " Hz"},
-    Parameter{"Auto Filter", "Resonance", 0.2, 0, 1.25, ""},
-    Parameter{"Compressor", "Threshold", -18, -70, 6, " dB"},
-    Parameter{"Compressor", "Ratio", 3, 1, 100, " : 1"},
-    Parameter{"EQ Eight", "1 Frequency A", 30, 10, 22000, " Hz"},
-    Parameter{"EQ Eight", "1 Gain A", 0, -15, 15, " dB"},
-    Parameter{"Utility", "Stereo Width", 130, 0, 400, " %"},
-    Parameter{"Reverb", "Decay Time", 2600, 200, 60000, " ms"},
-    Parameter{"Reverb", "Dry/Wet", 100, 0, 100, " %"},
-    Parameter{"Delay", "Feedback", 38, 0, 95, " %"},
-    Parameter{"Limiter", "Ceiling", -0.3, -24, 0, " dB"},
-};
-
-Json deviceNamed(std::string_view name) {
-  Json parameters = {{{"name", "Device On"},
-                      {"value", 1},
-                      {"minimum", 0},
-                      {"maximum", 1},
-                      {"unit", ""},
-                      {"isEnabled", true}}};
-  for (const Parameter& row : kParameters) {
-    if (row.device == name) {
-      parameters.push_back({{"name", row.name},
-                            {"value", row.value},
-                            {"minimum", row.minimum},
-                            {"maximum", row.maximum},
-                            {"unit", row.unit},
-                            {"isEnabled", true}});
-    }
-  }
-  return {{"name", name}, {"parameters", parameters}};
+// Name, least and greatest value, value and unit of each device's parameters.
+const Json& deviceTable() {
+  static const Json kTable = Json::parse(R"({
+    "Drum Rack": [["Punch", 0, 127, 64, ""], ["Swing", 0, 100, 12, "%"]],
+    "Operator": [["Filter Freq", 20, 20000, 620, "Hz"], ["Filter Res", 0, 1.25, 0.3, ""]],
+    "Wavetable": [["Osc 1 Pos", 0, 100, 37, "%"], ["Unison Amount", 0, 100, 30, "%"]],
+    "Auto Filter": [["Frequency", 20, 20000, 4200, "Hz"], ["Resonance", 0, 1.25, 0.2, ""]],
+    "Compressor": [["Threshold", -70, 6, -18, "dB"], ["Ratio", 1, 100, 3, ": 1"]],
+    "EQ Eight": [["1 Frequency A", 10, 22000, 30, "Hz"], ["1 Gain A", -15, 15, 0, "dB"]],
+    "Utility": [["Stereo Width", 0, 400, 130, "%"]],
+    "Reverb": [["Decay Time", 200, 60000, 2600, "ms"], ["Dry/Wet", 0, 100, 100, "%"]],
+    "Delay": [["Feedback", 0, 95, 38, "%"]],
+    "Limiter": [["Ceiling", -24, 0, -0.3, "dB"]]
+  })");
+  return kTable;
 }
 
-Json devicesNamed(const std::vector<std::string_view>& names) {
+// Name, kind, voice, fader in dB, sends in dB, devices, clip; then, for some, a second clip in the
+// Session view or the transposition of an audio clip.
+const Json& trackTable() {
+  static const Json kTable = Json::parse(R"([
+    ["1-MIDI", "midi", "kick", -4, [-70, -70], ["Drum Rack", "EQ Eight"], "Kick four on the floor"],
+    ["Clap", "midi", "clap", -9, [-18, -70], ["Drum Rack"], "Backbeat"],
+    ["Audio 3", "audio", "hat", -11, [-70, -70], ["Auto Filter"], "Offbeat hats 124bpm"],
+    ["Perc loop copy", "midi", "percussion", -13, [-24, -20], ["Drum Rack"], "Conga 3-3-2"],
+    ["bass final FINAL2", "midi", "bass", -8, [-70, -70], ["Operator", "Compressor"],
+     "Rolling bass", "Rolling bass B"],
+    ["Sub", "midi", "sub", -7, [-70, -70], ["Operator"], "Sub roots"],
+    ["7-Wavetable", "midi", "chords", -9, [-16, -22], ["Wavetable", "Compressor"],
+     "Chord stabs", "Chord stabs B"],
+    ["Harbour pad", "audio", "pad", -8, [-20, -70], ["Auto Filter", "Utility"],
+     "Harbour pad Em 110bpm", 2],
+    ["lead??", "midi", "lead", -12, [-18, -16], ["Wavetable"], "Ferry hook"],
+    ["Audio 10", "audio", "vocal", 1.5, [-14, -18], ["EQ Eight"], "Vox chop"],
+    ["Riser", "audio", "fx", -14, [-22, -70], [], "Night riser"],
+    ["Audio 12", "audio", "", 0, [-70, -70], []]
+  ])");
+  return kTable;
+}
+
+Json devicesNamed(const Json& names) {
   Json devices = Json::array();
-  std::ranges::transform(names, std::back_inserter(devices), deviceNamed);
+  for (const std::string name : names) {
+    Json parameters = Json::array();
+    for (const Json& row : deviceTable()[name]) {
+      parameters.push_back({{"name", row[0]},
+                            {"minimum", row[1]},
+                            {"maximum", row[2]},
+                            {"value", row[3]},
+                            {"unit", row[4]},
+                            {"isEnabled", true}});
+    }
+    devices.push_back({{"name", name}, {"parameters", parameters}});
+  }
   return devices;
 }
 
-struct TrackRow {
-  std::string_view name, kind, voice, clip;
-  double volumeDb, sendADb, sendBDb;
-  std::vector<std::string_view> devices;
-  std::string_view variation;  // a second clip, in the Session view
-  double transpose;            // of an audio clip
-};
-
-const std::vector<TrackRow>& trackRows() {
-  static const std::vector<TrackRow> kRows = {
-      {"1-MIDI",
-       "midi",
-       "kick",
-       "Kick four on the floor",
-       -4,
-       -70,
-       -70,
-       {"Drum Rack", "EQ Eight"},
-       "",
-       0},
-      {"Clap", "midi", "clap", "Backbeat", -9, -18, -70, {"Drum Rack"}, "", 0},
-      {"Audio 3", "audio", "hat", "Offbeat hats 124bpm", -11, -70, -70, {"Auto Filter"}, "", 0},
-      {"Perc loop copy", "midi", "percussion", "Conga 3-3-2", -13, -24, -20, {"Drum Rack"}, "", 0},
-      {"bass final FINAL2",
-       "midi",
-       "bass",
-       "Rolling bass",
-       -8,
-       -70,
-       -70,
-       {"Operator", "Compressor"},
-       "Rolling bass B",
-       0},
-      {"Sub", "midi", "sub", "Sub roots", -7, -70, -70, {"Operator"}, "", 0},
-      {"7-Wavetable",
-       "midi",
-       "chords",
-       "Chord stabs",
-       -9,
-       -16,
-       -22,
-       {"Wavetable", "Compressor"},
-       "Chord stabs B",
-       0},
-      {"Harbour pad",
-       "audio",
-       "pad",
-       "Harbour pad Em 110bpm",
-       -8,
-       -20,
-       -70,
-       {"Auto Filter", "Utility"},
-       "",
-       2},
-      {"lead??", "midi", "lead", "Ferry hook", -12, -18, -16, {"Wavetable"}, "", 0},
-      {"Audio 10", "audio", "vocal", "Vox chop", 1.5, -14, -18, {"EQ Eight"}, "", 0},
-      {"Riser", "audio", "fx", "Night riser", -14, -22, -70, {}, "", 0},
-      {"Audio 12", "audio", "", "", 0, -70, -70, {}, "", 0},
-  };
-  return kRows;
+// The same notes, every fourth an octave up.
+Json variationOf(Json clip, const Json& name) {
+  clip["name"] = name;
+  clip["view"] = "session";
+  for (std::size_t i = 0; i < clip["notes"].size(); i += 4) {
+    Json& pitch = clip["notes"][i]["pitch"];
+    pitch = pitch.get<int>() + 12;
+  }
+  return clip;
 }
 
-const Phrase* phraseOf(std::string_view voice) {
-  const auto found = std::ranges::find(phrases(), voice, &Phrase::voice);
-  return found == phrases().end() ? nullptr : &*found;
-}
-
-void addClips(Json& track, const TrackRow& row, AudioPool& pool) {
-  const Phrase* phrase = phraseOf(row.voice);
+Json clipsOf(const Json& row, AudioPool& pool) {
+  const Phrase* phrase = phraseOf(row[2]);
   if (phrase == nullptr) {
-    return;
+    return Json::array();
   }
-  Json clip = emptyClip(row.clip, 0, kSongBeats);
-  clip["loopLength"] = phrase->bars * 4;
-  if (row.kind == "audio") {
+  Json clip = emptyClip(row[6], 0, kSongBeats);
+  if (row[1] == "audio") {
     // Recorded lower and slower by what the clip's transposition makes up for.
-    const double tempo = kTempo / std::exp2(row.transpose / 12);
-    const Stereo sound = renderPhrase(row.voice, tempo, -row.transpose);
-    clip["transposeSemitones"] = row.transpose;
-    clip["fileSeconds"] = static_cast<double>(sound.size() / 2) / kSampleRate;
-    clip["filePath"] = pool.add(std::string(row.clip), sound);
+    const int transpose = row.size() > 7 ? row[7].get<int>() : 0;
+    const double tempo = kTempo / std::exp2(transpose / 12.0);
+    clip = audioClip(row[6], 0, renderPhrase(row[2], tempo, -transpose), kTempo, pool);
+    clip.update({{"length", kSongBeats}, {"transposeSemitones", transpose}});
   } else {
-    clip["notes"] = notesOf(*phrase);
+    clip["notes"] = notesOf(*phrase, 0);
   }
-  track["clips"].push_back(clip);
-  if (!row.variation.empty()) {
-    clip["name"] = row.variation;
-    clip["view"] = "session";
-    for (std::size_t i = 0; i < clip["notes"].size(); i += 4) {
-      Json& pitch = clip["notes"][i]["pitch"];
-      pitch = pitch.get<int>() + 12;
-    }
-    track["clips"].push_back(clip);
+  clip["loopLength"] = phrase->bars * 4;
+  Json clips = Json::array({clip});
+  if (row.size() > 7 && row[7].is_string()) {
+    clips.push_back(variationOf(clip, row[7]));
   }
+  return clips;
 }
 
-Json busNamed(std::string_view name, const std::vector<std::string_view>& devices) {
+Json busNamed(const std::string& name, const Json& devices) {
   return {{"name", name}, {"volumeDb", 0}, {"devices", devicesNamed(devices)}};
 }
 
-Json emptySet(std::string_view project) {
-  return {{"project", project},
-          {"tempo", kTempo},
-          {"timeSignature", "4/4"},
-          {"projectScale", {{"root", "F#"}, {"name", "Minor"}}},
-          {"tracks", Json::array()},
-          {"returns", {busNamed("A Reverb", {"Reverb"}), busNamed("B Delay", {"Delay"})}},
-          {"master", busNamed("Master", {"Limiter"})},
-          {"locators", Json::array()},
-          {"selectedTrack", 0},
-          {"selectedClip", nullptr}};
+Json emptySet(const std::string& project) {
+  Json set =
+      Json::parse(R"({"timeSignature": "4/4", "projectScale": {"root": "F#", "name": "Minor"},
+      "tracks": [], "locators": [], "selectedTrack": 0, "selectedClip": 0})");
+  set["project"] = project;
+  set["tempo"] = kTempo;
+  set["returns"] = {busNamed("A Reverb", {"Reverb"}), busNamed("B Delay", {"Delay"})};
+  set["master"] = busNamed("Master", {"Limiter"});
+  return set;
 }
 
 }  // namespace
 
 Json nightFerry(AudioPool& pool) {
   Json set = emptySet("Night Ferry");
-  for (const TrackRow& row : trackRows()) {
-    Json track = emptyTrack(row.name, row.kind, row.voice);
-    track["volumeDb"] = row.volumeDb;
-    track["sends"] = {row.sendADb, row.sendBDb};
-    track["devices"] = devicesNamed(row.devices);
-    addClips(track, row, pool);
+  for (const Json& row : trackTable()) {
+    Json track =
+        emptyTrack(row[0].get<std::string>(), row[1].get<std::string>(), row[2].get<std::string>());
+    track.update({{"volumeDb", row[3]},
+                  {"sends", row[4]},
+                  {"devices", devicesNamed(row[5])},
+                  {"clips", clipsOf(row, pool)}});
     set["tracks"].push_back(track);
   }
-  set["selectedClip"] = 0;
   return set;
 }
 
@@ -304,48 +211,47 @@ Json setOfFiles(const std::vector<std::string>& files) {
   Json set = emptySet("Your files");
   for (const std::string& file : files) {
     const std::string name = std::filesystem::path(file).filename().string();
-    Json track = emptyTrack(name, "audio", "");
     Json clip = emptyClip(name, 0, kSongBeats);
-    clip["transposeSemitones"] = 0;
-    clip["filePath"] = std::filesystem::absolute(file).string();
-    track["clips"].push_back(clip);
-    set["tracks"].push_back(track);
+    clip.update(
+        {{"transposeSemitones", 0}, {"filePath", std::filesystem::absolute(file).string()}});
+    set["tracks"].push_back(emptyTrack(name, "audio", ""));
+    set["tracks"].back()["clips"] = Json::array({clip});
   }
   return set;
 }
 
-Json emptyTrack(std::string_view name, std::string_view kind, std::string_view voice) {
-  return {{"name", name},          {"kind", kind},
-          {"voice", voice},        {"color", "#8c8c8c"},
-          {"mute", false},         {"solo", false},
-          {"arm", false},          {"volumeDb", 0},
-          {"sends", {-70, -70}},   {"devices", Json::array()},
-          {"clips", Json::array()}};
+Json emptyTrack(const std::string& name, const std::string& kind, const std::string& voice) {
+  Json track = Json::parse(R"({"color": "#8c8c8c", "mute": false, "solo": false, "arm": false,
+      "volumeDb": 0, "sends": [-70, -70], "devices": [], "clips": []})");
+  track.update({{"name", name}, {"kind", kind}, {"voice", voice}});
+  return track;
 }
 
-Json emptyClip(std::string_view name, double startTime, double length) {
+Json emptyClip(const std::string& name, double startTime, double length) {
   return {{"name", name},     {"view", "arrangement"}, {"startTime", startTime},
           {"length", length}, {"loopLength", length},  {"color", "#8c8c8c"}};
 }
 
-Stereo renderPhrase(std::string_view voice, double tempo, double transpose) {
+Json audioClip(const std::string& name, double startTime, const Stereo& sound, double tempo,
+               AudioPool& pool) {
+  const double seconds = static_cast<double>(sound.size() / 2) / kSampleRate;
+  Json clip = emptyClip(name, startTime, seconds * tempo / 60);
+  clip.update(
+      {{"transposeSemitones", 0}, {"fileSeconds", seconds}, {"filePath", pool.add(name, sound)}});
+  return clip;
+}
+
+Stereo renderPhrase(const std::string& voice, double tempo, int transpose) {
   const Phrase* phrase = phraseOf(voice);
   if (phrase == nullptr) {
     return {};
   }
-  const double secondsPerBeat = 60 / tempo;
   const auto beats = static_cast<double>(phrase->bars * 4);
-  Stereo sound(static_cast<std::size_t>(std::llround(beats * secondsPerBeat * kSampleRate)) * 2);
-  for (const Json& note : notesOf(*phrase)) {
-    const double start = note["startTime"].get<double>() * secondsPerBeat * kSampleRate;
-    addNote(sound, voice,
-            {.pitch = note["pitch"].get<double>() + transpose,
-             .velocity = note["velocity"].get<double>() / 127,
-             .startFrame = std::llround(start),
-             .seconds = note["duration"].get<double>() * secondsPerBeat},
-            1);
-  }
-  return sound;
+  Json track = emptyTrack("", "midi", voice);
+  track["clips"].push_back(emptyClip("", 0, beats));
+  track["clips"][0]["notes"] = notesOf(*phrase, transpose);
+  const long long frames = std::llround(beats * 60 / tempo * kSampleRate);
+  return render(Json::array({track}), AudioPool({}), tempo, 0, static_cast<std::size_t>(frames));
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

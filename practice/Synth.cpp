@@ -1,4 +1,4 @@
-#include "Synth.h"
+#include "practice/Synth.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 constexpr std::size_t kTableLength = 2048;
@@ -38,7 +38,7 @@ constexpr std::array kVoices = {
     Voice{"pad", 6, 1.5, 0.004, 0.350, 6.0, 0.30, 0, 0.0025, 0.0, 0.15},
     Voice{"lead", 7, 1.1, 0.0, 0.005, 0.35, 0.10, 0, 0.0010, -0.3, 0.26},
     Voice{"vocal", 9, 0.8, 0.02, 0.050, 0.9, 0.10, 0, 0.0008, 0.25, 0.20},
-    Voice{"fx", 0, 0.0, 1.0, 14.0, 9.0, 0.50, 0, 0, 0.0, 0.22},
+    Voice{"fx", 0, 0.0, 1.0, 0.400, 2.0, 0.20, 0, 0, 0.0, 0.22},
 };
 
 using Table = std::array<float, kTableLength + 1>;
@@ -155,4 +155,4 @@ void writeWav(const std::filesystem::path& file, const Stereo& sound) {
   }
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 
 /// Frames per second of all the sound that the practice set makes.
 inline constexpr int kSampleRate = 44100;
@@ -35,4 +35,4 @@ void addNote(Stereo& window, std::string_view voice, const Tone& tone, double ga
 /// @throws std::runtime_error  the file cannot be written
 void writeWav(const std::filesystem::path& file, const Stereo& sound);
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

@@ -1,38 +1,16 @@
-#include "Views.h"
-
-#include "Request.h"
-#include "Roles.h"
+#include "practice/Handlers.h"
+#include "practice/Request.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
-#include <numeric>
+#include <regex>
 
-namespace brindlevane {
+namespace brindlevane::practice {
 namespace {
 
 constexpr double kSilenceDb = -70;
-
-Json parameterView(const Json& parameter, std::size_t index) {
-  Json view = parameter;
-  view["index"] = index;
-  view["display"] = shortNumber(parameter["value"]) + parameter["unit"].get<std::string>();
-  view.erase("unit");
-  return view;
-}
-
-Json devicesView(const Json& devices) {
-  Json views = Json::array();
-  for (const Json& device : devices) {
-    Json shown = Json::object();
-    for (const Json& parameter : device["parameters"]) {
-      shown[parameter["name"]] = parameterView(parameter, 0)["display"];
-    }
-    views.push_back({{"index", views.size()}, {"name", device["name"]}, {"parameters", shown}});
-  }
-  return views;
-}
 
 // A clip without its notes, of which only a summary is shown, and without the place of its file.
 Json clipView(const Json& clip, std::size_t index) {
@@ -57,27 +35,12 @@ Json clipView(const Json& clip, std::size_t index) {
 }
 
 Json trackView(const Json& song, std::size_t index) {
-  const Json& track = song["tracks"][index];
-  Json view = track;
+  Json view = song["tracks"][index];
   view.erase("voice");
   view["index"] = index;
-  view["devices"] = devicesView(track["devices"]);
-  view["sends"] = Json::array();
-  for (const Json& level : track["sends"]) {
-    const std::size_t send = view["sends"].size();
-    view["sends"].push_back(
-        {{"index", send}, {"return", song["returns"][send]["name"]}, {"displayDb", level}});
+  for (std::size_t i = 0; i < view["clips"].size(); ++i) {
+    view["clips"][i] = clipView(view["clips"][i], i);
   }
-  view["clips"] = Json::array();
-  for (const Json& clip : track["clips"]) {
-    view["clips"].push_back(clipView(clip, view["clips"].size()));
-  }
-  return view;
-}
-
-Json busView(const Json& bus) {
-  Json view = bus;
-  view["devices"] = devicesView(bus["devices"]);
   return view;
 }
 
@@ -85,11 +48,11 @@ double decibels(double linear) {
   return std::max(20 * std::log10(std::max(linear, 1e-9)), kSilenceDb);
 }
 
-// Peak and RMS of the last bar that each track played; silence when the transport stands.
+// Peak and RMS of the bar that each track is playing; silence when the transport stands.
 Json meters(const LiveSet& set) {
   const double tempo = set.song["tempo"];
   const auto frames = static_cast<std::size_t>(4 * 60 / tempo * kSampleRate);
-  const double start = positionOf(set) - 4;
+  const double start = std::floor(positionOf(set) / 4) * 4;
   Json meters = Json::array();
   for (const Json& track : set.song["tracks"]) {
     double peak = 0;
@@ -108,21 +71,9 @@ Json meters(const LiveSet& set) {
   return meters;
 }
 
-bool isDefaultName(const std::string& name) {
-  const std::vector<std::string> words = wordsOf(name);
-  return std::ranges::all_of(words, [](const std::string& word) {
-    return word == "midi" || word == "audio" || word == "wavetable" || word == "operator" ||
-           word.find_first_not_of("0123456789") == std::string::npos;
-  });
-}
-
-bool isDraftName(const std::string& name) {
-  const std::vector<std::string> words = wordsOf(name);
-  return name.find('?') != std::string::npos ||
-         std::ranges::any_of(words, [](const std::string& word) {
-           return word.starts_with("final") || word == "copy" || word == "new" ||
-                  word == "untitled";
-         });
+bool matches(const Json& name, const char* pattern) {
+  return std::regex_search(name.get_ref<const std::string&>(),
+                           std::regex(pattern, std::regex::icase));
 }
 
 struct Finding {
@@ -132,9 +83,11 @@ struct Finding {
 
 constexpr std::array kFindings = {
     Finding{"default-name", "warning", "Says nothing about what it plays: rename it.",
-            [](const Json& track) { return isDefaultName(track["name"]); }},
+            [](const Json& track) {
+              return matches(track["name"], R"(^(\d+-)?(midi|audio|operator|wavetable)( \d+)?$)");
+            }},
     Finding{"draft-name", "info", "Looks like a working title: rename it.",
-            [](const Json& track) { return isDraftName(track["name"]); }},
+            [](const Json& track) { return matches(track["name"], R"(\?|final|copy|untitled)"); }},
     Finding{"empty-track", "info", "Holds no clip: delete it or put it to use.",
             [](const Json& track) { return track["clips"].empty(); }},
     Finding{"no-headroom", "warning", "Fader above 0 dB: turn the source down instead.",
@@ -193,11 +146,9 @@ Json projectAnalysis(LiveSet& set, const Json& /*body*/) {
                       {"kind", "audio"},
                       {"temporary", true}});
   }
-  Json returns = Json::array();
-  std::ranges::transform(set.song["returns"], std::back_inserter(returns), busView);
   return {{"tracks", tracks},
-          {"returns", returns},
-          {"master", busView(set.song["master"])},
+          {"returns", set.song["returns"]},
+          {"master", set.song["master"]},
           {"locators", set.song["locators"]},
           {"arrangementLength", arrangementEnd(set.song)}};
 }
@@ -238,9 +189,11 @@ Json deviceParameters(LiveSet& set, const Json& body) {
   const Json& track = trackIn(set, body);
   const Json& device = track["devices"][indexIn(body, "deviceIndex", track["devices"].size(),
                                                 "devices on this track")];
-  Json parameters = Json::array();
-  for (const Json& parameter : device["parameters"]) {
-    parameters.push_back(parameterView(parameter, parameters.size()));
+  Json parameters = device["parameters"];
+  for (std::size_t i = 0; i < parameters.size(); ++i) {
+    const Json& value = parameters[i]["value"];
+    parameters[i]["display"] = shortNumber(value) + " " + parameters[i]["unit"].get<std::string>();
+    parameters[i]["index"] = i;
   }
   return {{"track", track["name"]}, {"device", device["name"]}, {"parameters", parameters}};
 }
@@ -268,4 +221,4 @@ Json keySource(LiveSet& set, const Json& /*body*/) {
   return source;
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::practice

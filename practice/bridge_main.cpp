@@ -1,8 +1,5 @@
-#include "Folders.h"
-#include "Listener.h"
-#include "PracticeBridge.h"
-#include "Request.h"
-#include "Song.h"
+#include "practice/Folders.h"
+#include "practice/PracticeBridge.h"
 
 #include <csignal>
 #include <exception>
@@ -10,7 +7,7 @@
 
 namespace {
 
-using namespace brindlevane;
+using namespace brindlevane::practice;
 
 constexpr const char* kUsage =
     "Usage: practice-bridge FOLDER\n\n"
@@ -19,22 +16,16 @@ constexpr const char* kUsage =
     "making, such as /tmp/practice. The bridge runs until Ctrl-C.\n";
 
 void run(const std::filesystem::path& supportFolder) {
-  const PrivateFolder audioFolder;
-  AudioPool audio(audioFolder.path());
-  Json song = nightFerry(audio);
-  const std::string token = randomHex(48);
-  PracticeBridge bridge({.audio = std::move(audio), .song = std::move(song)}, token);
-
-  // Blocked before the listener's thread starts, the signals wait for sigwait below.
+  // Blocked before the bridge's thread starts, the signals wait for sigwait below.
   sigset_t endings;
   sigemptyset(&endings);
   for (const int ending : {SIGINT, SIGTERM, SIGHUP}) {
     sigaddset(&endings, ending);
   }
   pthread_sigmask(SIG_BLOCK, &endings, nullptr);
-  const Listener listener([&bridge](const HttpRequest& request) { return bridge.answer(request); });
-  const BridgeFile file(supportFolder, listener.port(), token);
-  std::cout << "Night Ferry, 12 tracks, plays at http://127.0.0.1:" << listener.port() << "\n"
+  const RunningBridge bridge;
+  const BridgeFile file(supportFolder, bridge.port(), bridge.token());
+  std::cout << "Night Ferry, 12 tracks, plays at http://127.0.0.1:" << bridge.port() << "\n"
             << "Wrote " << file.path().string() << "; it goes when this program ends.\n"
             << "Start the server on this set with\n\n  XDG_DATA_HOME="
             << file.path().parent_path().parent_path().string() << " brindlevane\n\n"

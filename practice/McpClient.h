@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/Json.h"
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+
+namespace brindlevane::practice {
+
+/// The application-support folder of somebody whose home this is.
+[[nodiscard]] std::filesystem::path supportFolderIn(const std::filesystem::path& home);
+
+/// An assistant's client: it starts the server as a child and talks to it over pipes.
+class McpClient {
+ public:
+  /// Starts the server and shakes hands.
+  /// @param server  the program; without a slash it is looked for in $PATH
+  /// @param home    the home folder that the server is to believe in
+  /// @throws std::runtime_error  it does not start or does not answer
+  McpClient(const std::filesystem::path& server, const std::filesystem::path& home);
+
+  /// Ends the server's input and waits for it to leave.
+  ~McpClient();
+
+  McpClient(const McpClient&) = delete;
+  McpClient& operator=(const McpClient&) = delete;
+
+  /// The "result" of a request.
+  /// @throws std::runtime_error  an error response, the server has gone, or a minute of silence
+  [[nodiscard]] Json request(const std::string& method, const Json& params);
+
+ private:
+  void send(const Json& message) const;
+  [[nodiscard]] std::string readLine();
+
+  pid_t process_ = -1;
+  int input_ = -1;   // the server's
+  int output_ = -1;  // the server's
+  std::string pending_;
+  int lastId_ = 0;
+};
+
+}  // namespace brindlevane::practice
