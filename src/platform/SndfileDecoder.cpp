@@ -22,7 +22,8 @@ struct CloseSndfile {
 using SndfileHandle = std::unique_ptr<SNDFILE, CloseSndfile>;
 
 // At least one frame of the 1024 channels that libsndfile allows.
-constexpr sf_count_t kMostShorts = 8192;
+constexpr sf_count_t kMostSamples = 8192;
+constexpr sf_count_t kOpusRunUpSeconds = 5;
 constexpr float kShortScale = 1.0F / 32768;
 
 ByteSource& sourceOf(void* bytes) { return *static_cast<ByteSource*>(bytes); }
@@ -42,9 +43,8 @@ SF_VIRTUAL_IO callbacks() {
 
 class SndfileDecoder final : public AudioDecoder {
  public:
-  explicit SndfileDecoder(int descriptor) : bytes_(descriptor) {
-    SF_VIRTUAL_IO io = callbacks();
-    file_.reset(sf_open_virtual(&io, SFM_READ, &info_, &bytes_));
+  explicit SndfileDecoder(int descriptor) : descriptor_(descriptor), bytes_(descriptor) {
+    openFile();
   }
 
   [[nodiscard]] bool isOpen() const { return file_ != nullptr; }
@@ -60,17 +60,56 @@ class SndfileDecoder final : public AudioDecoder {
   }
 
   [[nodiscard]] bool seek(std::int64_t frame) noexcept override {
-    return sf_seek(file_.get(), frame, SEEK_SET) == frame;
+    if (!seeksInexactly() && sf_seek(file_.get(), frame, SEEK_SET) == frame) {
+      position_ = frame;
+      return true;
+    }
+    return decodeUpTo(frame);
   }
 
   [[nodiscard]] std::int64_t read(float* samples, std::int64_t frames) noexcept override {
     const sf_count_t got = holdsShorts() ? readShorts(samples, frames)
                                          : sf_readf_float(file_.get(), samples, frames);
+    position_ += got;
     return got == 0 && sf_error(file_.get()) != SF_ERR_NO_ERROR ? -1 : got;
   }
 
  private:
   [[nodiscard]] int kind() const { return info_.format & SF_FORMAT_TYPEMASK; }
+
+  void openFile() {
+    SF_VIRTUAL_IO io = callbacks();
+    bytes_ = ByteSource(descriptor_);
+    info_ = {};
+    file_.reset(sf_open_virtual(&io, SFM_READ, &info_, &bytes_));
+    position_ = 0;
+  }
+
+  // Vorbis now and then arrives at another frame than asked for, and an Opus decoder takes
+  // a while to forget what it decoded before.
+  [[nodiscard]] bool seeksInexactly() const {
+    const int coding = info_.format & SF_FORMAT_SUBMASK;
+    return coding == SF_FORMAT_VORBIS || coding == SF_FORMAT_OPUS;
+  }
+
+  // Reaches a frame by decoding what lies before it: all, or for Opus some seconds.
+  bool decodeUpTo(std::int64_t frame) {
+    const sf_count_t runUp = frame - kOpusRunUpSeconds * info_.samplerate;
+    const bool jumps = (info_.format & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS && runUp > position_;
+    if (jumps && sf_seek(file_.get(), runUp, SEEK_SET) == runUp) {
+      position_ = runUp;
+    } else if (frame < position_) {
+      openFile();
+    }
+    std::array<float, kMostSamples> unused = {};
+    const sf_count_t room = kMostSamples / info_.channels;
+    while (file_ && position_ < frame) {
+      if (read(unused.data(), std::min(room, frame - position_)) <= 0) {
+        return false;
+      }
+    }
+    return file_ != nullptr;
+  }
 
   // 16-bit samples stored as they are: libsndfile hands them out without looking at each, and the
   // loop below scales them several times faster than the library does.
@@ -80,7 +119,7 @@ class SndfileDecoder final : public AudioDecoder {
   }
 
   sf_count_t readShorts(float* samples, sf_count_t frames) {
-    const sf_count_t room = kMostShorts / info_.channels;
+    const sf_count_t room = kMostSamples / info_.channels;
     sf_count_t done = 0;
     while (done < frames) {
       const sf_count_t got =
@@ -97,10 +136,12 @@ class SndfileDecoder final : public AudioDecoder {
     return done;
   }
 
+  int descriptor_;
   ByteSource bytes_;
+  std::int64_t position_ = 0;
   SF_INFO info_ = {};
   SndfileHandle file_;
-  std::array<std::int16_t, kMostShorts> shorts_ = {};
+  std::array<std::int16_t, kMostSamples> shorts_ = {};
 };
 
 }  // namespace
