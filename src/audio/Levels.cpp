@@ -11,6 +11,7 @@ namespace brindlevane::LocalAudioAnalyzer {
 namespace {
 
 constexpr float kClippingThreshold = 0.999F;
+constexpr auto kClippedMagnitude = std::bit_cast<std::uint32_t>(kClippingThreshold);
 constexpr double kAmplitudeFloor = 0.000001;
 constexpr double kDecibelFloor = -120;
 constexpr double kWindowSeconds = 0.4;
@@ -23,29 +24,21 @@ constexpr double kWidestRangeDb = 60;
 // A run that stays in the first-level cache between the two passes over it.
 constexpr std::size_t kRun = 4096;
 
-// Magnitudes are compared as the bit patterns of single precision without the sign, which have the
-// same order and can be compared many at a time. From kInfinity upwards they are not finite.
-constexpr std::uint32_t kMagnitudeMask = 0x7fffffff;
-constexpr std::uint32_t kInfinity = 0x7f800000;
-constexpr auto kClipped = std::bit_cast<std::uint32_t>(kClippingThreshold);
-
 class LevelSums {
  public:
   void add(std::span<const float> samples) {
-    std::uint32_t peak = 0;
-    std::uint32_t clipped = 0;
-    for (const float sample : samples) {
-      const std::uint32_t magnitude = std::bit_cast<std::uint32_t>(sample) & kMagnitudeMask;
-      peak = std::max(peak, magnitude);
-      clipped += magnitude >= kClipped ? 1 : 0;
-    }
-    if (peak >= kInfinity) {
+    const std::uint32_t peak = peakMagnitude(samples);
+    if (peak >= kInfiniteMagnitude) {
       addFiniteOf(samples);
       return;
     }
-    addSums(samples);
     peak_ = std::max(peak_, peak);
-    clipped_ += clipped;
+    if (peak >= kClippedMagnitude) {
+      clipped_ += static_cast<std::size_t>(
+          std::count_if(samples.begin(), samples.end(),
+                        [](float sample) { return std::fabs(sample) >= kClippingThreshold; }));
+    }
+    addSums(samples);
   }
 
   [[nodiscard]] Levels result() const {

@@ -1,18 +1,25 @@
 #include "audio/Waveform.h"
 
+#include "key/SignalMath.h"
+
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
 
 float peakOf(std::span<const float> samples) {
-  float peak = 0;
-  for (const float sample : samples) {
-    const float magnitude = std::fabs(sample);
-    peak = magnitude > peak && std::isfinite(magnitude) ? magnitude : peak;
+  const std::uint32_t peak = peakMagnitude(samples);
+  if (peak < kInfiniteMagnitude) {
+    return std::bit_cast<float>(peak);
   }
-  return peak;
+  float finitePeak = 0;
+  for (const float sample : samples) {
+    finitePeak = std::isfinite(sample) ? std::max(finitePeak, std::fabs(sample)) : finitePeak;
+  }
+  return finitePeak;
 }
 
 }  // namespace

@@ -5,13 +5,16 @@
 namespace brindlevane {
 namespace {
 
-/// The file holds two short strings; what is longer is cut, and so no configuration.
+/// The file holds two short strings, so one beyond this size is something else.
 constexpr std::size_t kLongestConfiguration = std::size_t{1} << 20U;
 
 std::optional<std::string> readInstalledConfiguration() {
   const auto folder = applicationSupportFolder();
-  return folder ? readRegularFile(*folder / "Brindlevane" / "bridge.json", kLongestConfiguration)
-                : std::nullopt;
+  if (!folder) {
+    return std::nullopt;
+  }
+  auto text = readRegularFile(*folder / "Brindlevane" / "bridge.json", kLongestConfiguration + 1);
+  return text && text->size() > kLongestConfiguration ? "" : text;
 }
 
 }  // namespace

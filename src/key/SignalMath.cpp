@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <numbers>
 
@@ -24,6 +25,17 @@ float meanSquare(std::span<const float> samples) {
     sum += static_cast<double>(sample) * static_cast<double>(sample);
   }
   return static_cast<float>(sum / static_cast<double>(samples.size()));
+}
+
+std::uint32_t peakMagnitude(std::span<const float> samples) {
+  constexpr std::uint32_t kAllButSign = 0x7fffffff;
+  // Signed: the comparison of signed numbers is the one that every processor does in parallel.
+  std::int32_t peak = 0;
+  for (const float sample : samples) {
+    peak = std::max(peak,
+                    static_cast<std::int32_t>(std::bit_cast<std::uint32_t>(sample) & kAllButSign));
+  }
+  return static_cast<std::uint32_t>(peak);
 }
 
 std::vector<float> hannWindow(std::size_t length, double factor) {

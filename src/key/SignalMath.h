@@ -11,6 +11,16 @@ namespace brindlevane {
 /// single precision. The sum runs in eight interleaved parts, a fixed order on every machine.
 [[nodiscard]] float meanSquare(std::span<const float> samples);
 
+/// The largest magnitude of the samples, as the bit pattern of its single-precision number.
+///
+/// The patterns of magnitudes have the order of the magnitudes and can be compared many at a
+/// time. Infinities lie at kInfiniteMagnitude, NaNs above it.
+///
+/// @return 0 for no samples
+[[nodiscard]] std::uint32_t peakMagnitude(std::span<const float> samples);
+
+inline constexpr std::uint32_t kInfiniteMagnitude = 0x7f800000;
+
 /// Periodic Hann window: factor * (1 - cos(2 pi n / length)) for n = 0 ... length - 1.
 [[nodiscard]] std::vector<float> hannWindow(std::size_t length, double factor);
 

@@ -1,8 +1,8 @@
 #include "platform/Files.h"
 
-#include <fcntl.h>
+#include "platform/RegularFile.h"
+
 #include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,22 +35,6 @@ std::optional<std::filesystem::path> homeFolder() {
   return found->pw_dir;
 }
 
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int number) : number_(number) {}
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  ~FileDescriptor() {
-    if (number_ >= 0) {
-      close(number_);
-    }
-  }
-  [[nodiscard]] int number() const { return number_; }
-
- private:
-  int number_;
-};
-
 }  // namespace
 
 std::optional<std::filesystem::path> applicationSupportFolder() {
@@ -67,17 +51,15 @@ std::optional<std::filesystem::path> applicationSupportFolder() {
 }
 
 std::optional<std::string> readRegularFile(const std::filesystem::path& path, std::size_t longest) {
-  // Without O_NONBLOCK the opening of a FIFO waits for its writer.
-  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  struct stat status {};
-  if (file.number() < 0 || fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+  const std::optional<RegularFile> file = RegularFile::open(path.string());
+  if (!file) {
     return std::nullopt;
   }
   std::string bytes;
   std::array<char, 4096> block{};
   while (bytes.size() < longest) {
     const ssize_t count =
-        read(file.number(), block.data(), std::min(block.size(), longest - bytes.size()));
+        read(file->descriptor(), block.data(), std::min(block.size(), longest - bytes.size()));
     if (count < 0 && errno == EINTR) {
       continue;
     }

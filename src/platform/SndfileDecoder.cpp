@@ -4,10 +4,14 @@
 #include <sndfile.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
-#include <vector>
+#include <new>
+#include <utility>
 
 #include "platform/AudioDecoder.h"
+#include "platform/ByteSource.h"
+#include "platform/MpegHeader.h"
 
 namespace brindlevane {
 namespace {
@@ -17,37 +21,138 @@ struct CloseSndfile {
 };
 using SndfileHandle = std::unique_ptr<SNDFILE, CloseSndfile>;
 
+// At least one frame of the 1024 channels that libsndfile allows.
+constexpr sf_count_t kMostSamples = 8192;
+constexpr sf_count_t kOpusRunUpSeconds = 5;
+constexpr float kShortScale = 1.0F / 32768;
+
+ByteSource& sourceOf(void* bytes) { return *static_cast<ByteSource*>(bytes); }
+
+SF_VIRTUAL_IO callbacks() {
+  SF_VIRTUAL_IO io = {};
+  io.get_filelen = [](void* bytes) { return static_cast<sf_count_t>(sourceOf(bytes).size()); };
+  io.seek = [](sf_count_t offset, int whence, void* bytes) {
+    return static_cast<sf_count_t>(sourceOf(bytes).seek(offset, whence));
+  };
+  io.read = [](void* to, sf_count_t count, void* bytes) {
+    return std::max<sf_count_t>(sourceOf(bytes).read(to, count), 0);
+  };
+  io.tell = [](void* bytes) { return static_cast<sf_count_t>(sourceOf(bytes).position()); };
+  return io;
+}
+
 class SndfileDecoder final : public AudioDecoder {
  public:
-  SndfileDecoder(SndfileHandle file, const SF_INFO& info) : file_(std::move(file)), info_(info) {}
+  explicit SndfileDecoder(int descriptor) : descriptor_(descriptor), bytes_(descriptor) {
+    openFile();
+  }
+
+  [[nodiscard]] bool isOpen() const { return file_ != nullptr; }
+
+  // Of an MPEG stream without a count of its frames libsndfile guesses the length, and then stops
+  // there or makes up silence.
+  [[nodiscard]] bool guessesLength(int descriptor) const {
+    return kind() == SF_FORMAT_MPEG && !mpegFramesAreCounted(descriptor);
+  }
 
   [[nodiscard]] Format format() const noexcept override {
     return {static_cast<double>(info_.samplerate), info_.channels, info_.frames};
   }
 
   [[nodiscard]] bool seek(std::int64_t frame) noexcept override {
-    return sf_seek(file_.get(), frame, SEEK_SET) == frame;
+    if (!seeksInexactly() && sf_seek(file_.get(), frame, SEEK_SET) == frame) {
+      position_ = frame;
+      return true;
+    }
+    return decodeUpTo(frame);
   }
 
   [[nodiscard]] std::int64_t read(float* samples, std::int64_t frames) noexcept override {
-    const sf_count_t got = sf_readf_float(file_.get(), samples, frames);
+    const sf_count_t got = holdsShorts() ? readShorts(samples, frames)
+                                         : sf_readf_float(file_.get(), samples, frames);
+    position_ += got;
     return got == 0 && sf_error(file_.get()) != SF_ERR_NO_ERROR ? -1 : got;
   }
 
  private:
+  [[nodiscard]] int kind() const { return info_.format & SF_FORMAT_TYPEMASK; }
+
+  void openFile() {
+    SF_VIRTUAL_IO io = callbacks();
+    bytes_ = ByteSource(descriptor_);
+    info_ = {};
+    file_.reset(sf_open_virtual(&io, SFM_READ, &info_, &bytes_));
+    position_ = 0;
+  }
+
+  // Vorbis now and then arrives at another frame than asked for, and an Opus decoder takes
+  // a while to forget what it decoded before.
+  [[nodiscard]] bool seeksInexactly() const {
+    const int coding = info_.format & SF_FORMAT_SUBMASK;
+    return coding == SF_FORMAT_VORBIS || coding == SF_FORMAT_OPUS;
+  }
+
+  // Reaches a frame by decoding what lies before it: all, or for Opus some seconds.
+  bool decodeUpTo(std::int64_t frame) {
+    const sf_count_t runUp = frame - kOpusRunUpSeconds * info_.samplerate;
+    const bool jumps = (info_.format & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS && runUp > position_;
+    if (jumps && sf_seek(file_.get(), runUp, SEEK_SET) == runUp) {
+      position_ = runUp;
+    } else if (frame < position_) {
+      openFile();
+    }
+    std::array<float, kMostSamples> unused = {};
+    const sf_count_t room = kMostSamples / info_.channels;
+    while (file_ && position_ < frame) {
+      if (read(unused.data(), std::min(room, frame - position_)) <= 0) {
+        return false;
+      }
+    }
+    return file_ != nullptr;
+  }
+
+  // 16-bit samples stored as they are: libsndfile hands them out without looking at each, and the
+  // loop below scales them several times faster than the library does.
+  [[nodiscard]] bool holdsShorts() const {
+    return (info_.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16 &&
+           (kind() == SF_FORMAT_WAV || kind() == SF_FORMAT_WAVEX || kind() == SF_FORMAT_AIFF);
+  }
+
+  sf_count_t readShorts(float* samples, sf_count_t frames) {
+    const sf_count_t room = kMostSamples / info_.channels;
+    sf_count_t done = 0;
+    while (done < frames) {
+      const sf_count_t got =
+          sf_readf_short(file_.get(), shorts_.data(), std::min(room, frames - done));
+      if (got <= 0) {
+        break;
+      }
+      float* const part = samples + done * info_.channels;
+      for (sf_count_t i = 0; i < got * info_.channels; ++i) {
+        part[i] = static_cast<float>(shorts_[static_cast<std::size_t>(i)]) * kShortScale;
+      }
+      done += got;
+    }
+    return done;
+  }
+
+  int descriptor_;
+  ByteSource bytes_;
+  std::int64_t position_ = 0;
+  SF_INFO info_ = {};
   SndfileHandle file_;
-  SF_INFO info_;
+  std::array<std::int16_t, kMostSamples> shorts_ = {};
 };
 
 }  // namespace
 }  // namespace brindlevane
 
-extern "C" [[gnu::visibility("default")]] brindlevane::AudioDecoder* brindlevaneOpenAudioDecoder(int descriptor) {
-  using namespace brindlevane;
-  SF_INFO info = {};
-  SndfileHandle file(sf_open_fd(descriptor, SFM_READ, &info, SF_FALSE));
-  if (!file) {
+extern "C" [[gnu::visibility("default")]] brindlevane::AudioDecoder* brindlevaneOpenAudioDecoder(
+    int descriptor) {
+  try {
+    auto decoder = std::make_unique<brindlevane::SndfileDecoder>(descriptor);
+    return decoder->isOpen() && !decoder->guessesLength(descriptor) ? decoder.release() : nullptr;
+  } catch (...) {
     return nullptr;
   }
-  return new (std::nothrow) SndfileDecoder(std::move(file), info);
 }

@@ -1,0 +1,2 @@
+// What starting any C++ program costs.
+int main() {}

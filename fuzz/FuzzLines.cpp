@@ -1,0 +1,65 @@
+#include "platform/Json.h"
+#include "server/BrindlevaneMCPMain.h"
+#include "tests/support/ScriptedBridge.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace {
+
+using namespace brindlevane;
+
+void require(bool holds) {
+  if (!holds) {
+    std::abort();
+  }
+}
+
+/// The answer must be one line of valid JSON that echoes the id.
+void checkAnswer(std::string_view line, const std::optional<std::string>& answer) {
+  const std::optional<Json> request = parseJson(line);
+  const bool isObject = request && request->is_object();
+  const bool isNotification = isObject && !request->contains("id") && request->contains("method") &&
+                              request->at("method").is_string();
+  require(answer.has_value() != isNotification);
+  if (!answer) {
+    return;
+  }
+  require(answer->find('\n') == answer->size() - 1);
+  const std::optional<Json> response = parseJson(*answer);
+  require(response && response->size() == 3 && response->at("jsonrpc") == "2.0");
+  require(response->contains("result") != response->contains("error"));
+  require(response->at("id") == (isObject ? request->value("id", Json()) : Json()));
+  require(compactJson(*response) + '\n' == *answer);
+  if (response->contains("result") && response->at("result").contains("content")) {
+    const Json& result = response->at("result");
+    const auto& text = result.at("content").at(0).at("text").get_ref<const std::string&>();
+    require(parseJson(text) == result.at("structuredContent"));
+  }
+}
+
+}  // namespace
+
+/// Any bytes as lines of input; the bridge in memory gives back what it was sent.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  ScriptedBridge bridge;
+  const HttpOutcome health = bridge.answers.at("/v1/health");
+  const BridgeAccess access{
+      bridge.access().readConfiguration,
+      [&health](const HttpRequest& request, Seconds) -> HttpOutcome {
+        return request.target == "/v1/health"
+                   ? health
+                   : HttpAnswer{200, R"({"ok":true,"result":)" +
+                                         (request.body.empty() ? "[]" : request.body) + "}"};
+      }};
+  std::string_view rest(reinterpret_cast<const char*>(data), size);
+  while (!rest.empty()) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+    checkAnswer(line, BrindlevaneMCPMain::answer(line, access));
+  }
+  return 0;
+}

@@ -1,0 +1,47 @@
+cmake_minimum_required(VERSION 3.25)
+# Fails when a source includes what its layer may not: cmake -DROOT=... -P layers.cmake
+# The folder, then the folders that it may include besides itself.
+set(layers
+  "src/platform|"
+  "src/server/contract|platform"
+  "src/key|platform"
+  "src/audio|platform key"
+  "src/tools|platform server/contract"
+  "src/bridge|platform server/contract tools"
+  "src/workflows|platform server/contract key audio tools bridge"
+  "src/server|platform server/contract key audio tools bridge workflows"
+  "practice|platform server/contract")
+set(third_party "boost/|uriparser/|utf8proc|sndfile|libav|libswresample|kiss|nlohmann/")
+# The shared vocabulary, and the practice bridge's own listener.
+set(may_use_third_party "src/platform/[A-Za-z]+\\.cpp|src/platform/Json\\.h|practice/Listener\\.(h|cpp)")
+
+set(faults 0)
+foreach(layer IN LISTS layers)
+  string(REPLACE "|" ";" parts "${layer}")
+  list(GET parts 0 folder)
+  list(GET parts 1 allowed)
+  string(REGEX REPLACE "^src/" "" own "${folder}")
+  string(REPLACE " " ";" allowed "${allowed}")
+  file(GLOB_RECURSE sources RELATIVE "${ROOT}" "${ROOT}/${folder}/*.h" "${ROOT}/${folder}/*.cpp")
+  foreach(source IN LISTS sources)
+    if(folder STREQUAL "src/server" AND source MATCHES "^src/server/contract/")
+      continue()
+    endif()
+    file(STRINGS "${ROOT}/${source}" includes REGEX "^#include")
+    foreach(include IN LISTS includes)
+      if(include MATCHES "^#include \"(([^\"]*)/)?[^\"/]+\"")
+        set(target "${CMAKE_MATCH_2}")
+        if(NOT target STREQUAL "" AND NOT target STREQUAL own AND NOT target IN_LIST allowed)
+          message("${source}: ${include} points the wrong way")
+          math(EXPR faults "${faults} + 1")
+        endif()
+      elseif(include MATCHES "<(${third_party})" AND NOT source MATCHES "^(${may_use_third_party})$")
+        message("${source}: ${include} belongs into src/platform")
+        math(EXPR faults "${faults} + 1")
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+if(faults GREATER 0)
+  message(FATAL_ERROR "${faults} includes break the layers")
+endif()

@@ -1,0 +1,129 @@
+#include "platform/Json.h"
+#include "tests/support/FakeBridge.h"
+#include "tests/support/ServerProcess.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace brindlevane {
+namespace {
+
+const std::string kCall =
+    R"({"id":1,"method":"tools/call","params":{"name":"brindlevane_get_context"}})";
+const std::string kPing = R"({"id":2,"method":"ping"})";
+const std::string kPong = R"({"id":2,"jsonrpc":"2.0","result":{}})";
+const std::string kNotInstalled =
+    "BrindlevaneBridge is not installed. Open Brindlevane and install the Ableton bridge first.";
+const std::string kInvalid =
+    "The local BrindlevaneBridge configuration is invalid. Reinstall the bridge from Brindlevane.";
+const std::string kNotConnected =
+    "Ableton Live is not connected to BrindlevaneBridge. Open Ableton and wait a few seconds.";
+
+std::string configuration(std::uint16_t port) {
+  return compactJson({{"bridgeUrl", "http://127.0.0.1:" + std::to_string(port)},
+                      {"authToken", std::string(32, 't')}});
+}
+
+TEST(Process, OnlyAnswersComeOutAndTheEndOfInputEndsIt) {
+  ServerProcess server({});
+  server.send("\n" + kPing + "\r\n{\"method\":\"initialized\"}\n" + kPing);
+  server.closeInput();
+  EXPECT_EQ(server.restOfOutput(),
+            R"({"error":{"code":-32700,"message":"Parse error"},"id":null,"jsonrpc":"2.0"})"
+            "\n" +
+                kPong + "\n" + kPong + "\n");
+  EXPECT_EQ(server.restOfError(), "");
+  EXPECT_EQ(server.wait(), 0);
+}
+
+TEST(Process, ARunningCallIsAnsweredAfterTheEndOfInput) {
+  const FakeBridge bridge([](int connection) {
+    (void)FakeBridge::receive(connection);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    (void)FakeBridge::send(connection, "HTTP/1.1 503 Busy\r\nContent-Length: 2\r\n\r\n{}");
+  });
+  const TemporaryFolder folder;
+  folder.write("Brindlevane/bridge.json", configuration(bridge.port()));
+  ServerProcess server({"XDG_DATA_HOME=" + folder.path().string()});
+  server.send(kCall + "\n" + kPing + "\n");
+  server.closeInput();
+  EXPECT_NE(server.line().find("BrindlevaneBridge error HTTP_503: The request was rejected."),
+            std::string::npos);
+  EXPECT_EQ(server.line(), kPong);
+  EXPECT_EQ(server.wait(), 0);
+}
+
+TEST(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
+  {
+    ServerProcess server({});
+    server.send(kPing + "\n");
+    EXPECT_EQ(server.line(), kPong);
+    server.terminate();
+    EXPECT_EQ(server.wait(), -SIGTERM);
+  }
+  {
+    ServerProcess server({});
+    server.send(kPing + "\n");
+    EXPECT_EQ(server.line(), kPong);
+    server.closeOutput();
+    EXPECT_EQ(server.wait(), 0);
+  }
+  {
+    const FakeBridge silent([](int connection) {
+      while (!FakeBridge::receive(connection).empty()) {
+      }
+    });
+    const TemporaryFolder folder;
+    folder.write("Brindlevane/bridge.json", configuration(silent.port()));
+    ServerProcess server({"XDG_DATA_HOME=" + folder.path().string()});
+    server.send(kCall + "\n");
+    while (silent.connections() == 0) {
+      std::this_thread::yield();
+    }
+    server.closeOutput();
+    EXPECT_EQ(server.wait(), 0);
+  }
+}
+
+TEST(Process, TheConfigurationIsTheCurrentUsersAndReadAnew) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path().string();
+  const std::string proper = configuration(1024);  // a port on which nobody listens
+  folder.write("xdg/Brindlevane/bridge.json", proper);
+  folder.write("home/.local/share/Brindlevane/bridge.json", proper);
+  folder.write("bad/Brindlevane/bridge.json", "[]");
+  folder.write("long/Brindlevane/bridge.json", proper + std::string(2U << 20U, ' ') + "x");
+  std::filesystem::create_directories(folder.path() / "directory/Brindlevane/bridge.json");
+  std::filesystem::create_directories(folder.path() / "pipe/Brindlevane");
+  ASSERT_EQ(mkfifo((path + "/pipe/Brindlevane/bridge.json").c_str(), 0600), 0);
+  const std::vector<std::pair<ServerProcess::Environment, std::string>> cases = {
+      {{"XDG_DATA_HOME=" + path + "/xdg", "HOME=/nowhere"}, kNotConnected},
+      {{"HOME=" + path + "/home"}, kNotConnected},
+      {{"XDG_DATA_HOME=xdg", "HOME=" + path + "/home"}, kNotConnected},
+      {{"XDG_DATA_HOME=", "HOME=" + path + "/home"}, kNotConnected},
+      {{"XDG_DATA_HOME=" + path + "/bad"}, kInvalid},
+      {{"XDG_DATA_HOME=" + path + "/long"}, kInvalid},
+      {{"XDG_DATA_HOME=" + path + "/none", "HOME=" + path + "/home"}, kNotInstalled},
+      {{"XDG_DATA_HOME=" + path + "/directory"}, kNotInstalled},
+      {{"XDG_DATA_HOME=" + path + "/pipe"}, kNotInstalled},
+      {{"XDG_DATA_HOME=/dev/null"}, kNotInstalled}};
+  for (const auto& [environment, message] : cases) {
+    ServerProcess server(environment);
+    server.send(kCall + "\n");
+    EXPECT_NE(server.line().find(message), std::string::npos) << environment.front() << message;
+  }
+  ServerProcess server({"XDG_DATA_HOME=" + path + "/late"});
+  server.send(kCall + "\n");
+  EXPECT_NE(server.line().find(kNotInstalled), std::string::npos);
+  folder.write("late/Brindlevane/bridge.json", proper);
+  server.send(kCall + "\n");
+  EXPECT_NE(server.line().find(kNotConnected), std::string::npos);
+}
+
+}  // namespace
+}  // namespace brindlevane
