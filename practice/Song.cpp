@@ -210,12 +210,14 @@ Json nightFerry(AudioPool& pool) {
 Json setOfFiles(const std::vector<std::string>& files) {
   Json set = emptySet("Your files");
   for (const std::string& file : files) {
-    const std::string name = std::filesystem::path(file).filename().string();
+    // A file's name may hold bytes that are no text; it shows in no route but the key source's.
+    const std::string name = "File " + std::to_string(set["tracks"].size() + 1);
     Json clip = emptyClip(name, 0, kSongBeats);
     clip.update(
         {{"transposeSemitones", 0}, {"filePath", std::filesystem::absolute(file).string()}});
-    set["tracks"].push_back(emptyTrack(name, "audio", ""));
-    set["tracks"].back()["clips"] = Json::array({clip});
+    Json track = emptyTrack(name, "audio", "");
+    track["clips"].push_back(clip);
+    set["tracks"].push_back(track);
   }
   return set;
 }
