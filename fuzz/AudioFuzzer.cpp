@@ -1,5 +1,8 @@
 // Any bytes as an audio file: decoding and measuring end in a measurement or one of the errors.
 
+#include "audio/AudioMeasurementError.h"
+#include "audio/LocalAudioAnalyzer.h"
+
 #include <unistd.h>
 
 #include <cmath>
@@ -9,9 +12,6 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-
-#include "audio/AudioMeasurementError.h"
-#include "audio/LocalAudioAnalyzer.h"
 
 namespace {
 

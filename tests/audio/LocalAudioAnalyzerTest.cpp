@@ -1,4 +1,8 @@
+#include "audio/AudioMeasurementError.h"
 #include "audio/LocalAudioAnalyzer.h"
+#include "audio/MeasurementCache.h"
+#include "key/MusicalKeyAnalyzer.h"
+#include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -6,11 +10,6 @@
 #include <filesystem>
 #include <functional>
 #include <limits>
-
-#include "audio/AudioMeasurementError.h"
-#include "audio/MeasurementCache.h"
-#include "key/MusicalKeyAnalyzer.h"
-#include "tests/support/AudioFiles.h"
 
 namespace brindlevane {
 namespace {
@@ -76,14 +75,11 @@ TEST_F(Analyze, PlansTheSegmentInFrames) {
     double startFrame, frames;
   };
   const double infinity = std::numeric_limits<double>::infinity();
-  const std::vector<Case> cases = {{0, std::nullopt, 0, 360000},
-                                   {-3, 200, 0, 360000},
-                                   {0, infinity, 0, 360000},
-                                   {10, std::nullopt, 40000, 340000},
-                                   {94, std::nullopt, 376000, 4000},
-                                   {1.00024, 0.51249, 4000, 2049},
-                                   {2.0003, 0.512, 8001, 2048},
-                                   {-infinity, 1, 0, 4000}};
+  const std::vector<Case> cases = {
+      {0, std::nullopt, 0, 360000},     {-3, 200, 0, 360000},
+      {0, infinity, 0, 360000},         {10, std::nullopt, 40000, 340000},
+      {94, std::nullopt, 376000, 4000}, {1.00024, 0.51249, 4000, 2049},
+      {2.0003, 0.512, 8001, 2048},      {-infinity, 1, 0, 4000}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.start);
     const AudioMeasurement measurement = analyze(path, 0, one.start, one.duration);

@@ -1,15 +1,15 @@
+#include "audio/Levels.h"
+#include "audio/SpectralSummary.h"
+#include "audio/StereoSummary.h"
+#include "audio/Waveform.h"
+#include "tests/support/AudioFiles.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <complex>
 #include <limits>
 #include <numbers>
-
-#include "audio/Levels.h"
-#include "audio/SpectralSummary.h"
-#include "audio/StereoSummary.h"
-#include "audio/Waveform.h"
-#include "tests/support/AudioFiles.h"
 
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
@@ -24,8 +24,7 @@ TEST(Levels, OfASquareWaveAreAllFullScale) {
   for (std::size_t i = 0; i < square.size(); i += 2) {
     square[i] = -1;
   }
-  const Levels result = levels({square, square});
-  EXPECT_EQ(result.sampleCount, 10000U);
+  const Levels result = levels(channelSums({square, square}));
   EXPECT_EQ(result.peak, 1);
   EXPECT_EQ(result.rms, 1);
   EXPECT_EQ(result.dcOffset, 0);
@@ -43,14 +42,14 @@ TEST(Levels, SumChannelAfterChannelInDoublePrecision) {
       squares += sample * sample;
     }
   }
-  const Levels result = levels({left, right});
+  const Levels result = levels(channelSums({left, right}));
   EXPECT_EQ(result.dcOffset, sum / 20014);
   EXPECT_EQ(result.rms, std::sqrt(squares / 20014));
 }
 
 TEST(Levels, ClippingBeginsAt0999InSinglePrecision) {
   const std::vector<float> samples = {0.999F, -0.999F, 0.998F, std::nextafter(0.999F, 0.0F)};
-  EXPECT_EQ(levels({samples}).clippedPercent, 50);
+  EXPECT_EQ(levels(channelSums({samples})).clippedPercent, 50);
 }
 
 TEST(Levels, LeaveOutSamplesThatAreNotFinite) {
@@ -58,12 +57,11 @@ TEST(Levels, LeaveOutSamplesThatAreNotFinite) {
   samples[10] = kInfinity;
   samples[11] = -kInfinity;
   samples[2999] = std::nanf("");
-  const Levels result = levels({samples});
-  EXPECT_EQ(result.sampleCount, 2997U);
+  const Levels result = levels(channelSums({samples}));
   EXPECT_EQ(result.peak, 0.5F);
   EXPECT_EQ(result.rms, 0.5);
   EXPECT_EQ(result.dcOffset, 0.5);
-  EXPECT_EQ(levels({std::vector<float>(4, kInfinity)}).sampleCount, 0U);
+  EXPECT_EQ(levels(channelSums({std::vector<float>(4, kInfinity)})).rms, 0);
 }
 
 TEST(ShortTermRms, CutsWindowsOfFourTenthsOfASecondAndSkipsQuietOnes) {
@@ -87,7 +85,7 @@ TEST(DynamicRange, ComparesTwoRanksWithoutInterpolation) {
 
 TEST(SpectralSummary, PutsASineIntoItsBandAndCentroid) {
   const std::vector<std::pair<double, std::string>> cases = {
-      {40, "sub_20_60"},    {90, "bass_60_120"},           {250, "lowMid_120_400"},
+      {40, "sub_20_60"},      {90, "bass_60_120"},          {250, "lowMid_120_400"},
       {1000, "mid_400_2000"}, {3500, "presence_2000_6000"}, {12000, "air_6000_20000"}};
   for (const auto& [frequency, band] : cases) {
     SCOPED_TRACE(band);
@@ -99,9 +97,14 @@ TEST(SpectralSummary, PutsASineIntoItsBandAndCentroid) {
 }
 
 TEST(SpectralSummary, HasAsManyRowsAsFramesFit) {
-  const std::vector<std::pair<std::size_t, std::size_t>> cases = {
-      {4095, 0},          {4096, 1},           {6143, 1},           {6144, 2},
-      {4096 + 147455, 72}, {4096 + 147456, 73}, {4096 + 147456 + 71, 73}, {500000, 73}};
+  const std::vector<std::pair<std::size_t, std::size_t>> cases = {{4095, 0},
+                                                                  {4096, 1},
+                                                                  {6143, 1},
+                                                                  {6144, 2},
+                                                                  {4096 + 147455, 72},
+                                                                  {4096 + 147456, 73},
+                                                                  {4096 + 147456 + 71, 73},
+                                                                  {500000, 73}};
   for (const auto& [count, rows] : cases) {
     SCOPED_TRACE(count);
     const SpectralSummary summary = spectralSummary(noise(3, 0.5, count), 44100);
@@ -122,7 +125,7 @@ TEST(SpectralSummary, OfSilenceIsAllZero) {
 // One frame by the definition: the sum of the transform, then bands, columns and centroid.
 SpectralSummary directSummary(const std::vector<float>& frame, double sampleRate) {
   const std::vector<std::pair<std::string, double>> bands = {
-      {"sub_20_60", 60},     {"bass_60_120", 120},          {"lowMid_120_400", 400},
+      {"sub_20_60", 60},      {"bass_60_120", 120},         {"lowMid_120_400", 400},
       {"mid_400_2000", 2000}, {"presence_2000_6000", 6000}, {"air_6000_20000", 20000}};
   const double highest = std::min(sampleRate / 2, 20000.0);
   SpectralSummary summary;
@@ -207,12 +210,12 @@ TEST(StereoSummary, KnowsTheExtremes) {
                                    {"third channel ignored", {a, a, b}, 1, 0, 1e-12}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.name);
-    const StereoSummary summary = stereoSummary(one.channels);
+    const StereoSummary summary = stereoSummary(channelSums(one.channels));
     EXPECT_NEAR(summary.correlation.value(), one.correlation, std::min(one.tolerance, 0.02));
     EXPECT_NEAR(summary.width.value(), one.width, one.tolerance);
   }
-  EXPECT_FALSE(stereoSummary({a}).correlation);
-  EXPECT_FALSE(stereoSummary({a, std::span(b).first(100)}).width);
+  EXPECT_FALSE(stereoSummary(channelSums({a})).correlation);
+  EXPECT_FALSE(stereoSummary(channelSums({a, std::span(b).first(100)})).width);
 }
 
 TEST(StereoSummary, TakesMidAndSideOfTheRawSamples) {
@@ -222,12 +225,12 @@ TEST(StereoSummary, TakesMidAndSideOfTheRawSamples) {
   for (std::size_t i = 0; i < left.size(); i += 2) {
     std::swap(left[i], right[i]);
   }
-  const StereoSummary summary = stereoSummary({left, right});
+  const StereoSummary summary = stereoSummary(channelSums({left, right}));
   EXPECT_EQ(summary.correlation, -1);
   EXPECT_EQ(summary.width, 50);
   std::fill(right.begin(), right.end(), kInfinity);
-  EXPECT_EQ(stereoSummary({left, right}).correlation, 1);
-  EXPECT_EQ(stereoSummary({left, right}).width, 0);
+  EXPECT_EQ(stereoSummary(channelSums({left, right})).correlation, 1);
+  EXPECT_EQ(stereoSummary(channelSums({left, right})).width, 0);
 }
 
 TEST(Waveform, TakesThePeakOfEachBucket) {

@@ -1,4 +1,6 @@
+#include "key/KeyAnalysisError.h"
 #include "key/MusicalKeyAnalyzer.h"
+#include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -6,9 +8,6 @@
 #include <complex>
 #include <limits>
 #include <numbers>
-
-#include "key/KeyAnalysisError.h"
-#include "tests/support/AudioFiles.h"
 
 namespace brindlevane::MusicalKeyAnalyzer {
 namespace {
@@ -19,8 +18,8 @@ using testing::tones;
 
 constexpr Chroma kMajor = {6.35, 2.23, 3.48, 2.33, 4.38, 4.09, 2.52, 5.19, 2.39, 3.66, 2.29, 2.88};
 constexpr Chroma kMinor = {6.33, 2.68, 3.52, 5.38, 2.60, 3.53, 2.54, 4.75, 3.98, 2.69, 3.34, 3.17};
-const std::vector<std::string> kNames = {"C",       "C\u266f", "D",       "D\u266f", "E",       "F",
-                                         "F\u266f", "G",       "G\u266f", "A",       "A\u266f", "B"};
+const std::vector<std::string> kNames = {"C", "C\u266f", "D", "D\u266f", "E", "F", "F\u266f",
+                                         "G", "G\u266f", "A", "A\u266f", "B"};
 const std::string kInsufficient =
     "Le clip ne contient pas assez de signal tonal pour d\u00e9terminer une key.";
 
@@ -78,9 +77,9 @@ TEST(Detect, PrefersTheLowerRootOfEqualScores) {
 
 TEST(Detect, TransposesByRoundedSemitones) {
   const std::vector<std::pair<double, std::string>> cases = {
-      {0, "C"},           {2, "D"},        {-1, "B"},     {2.5, "D\u266f"}, {-2.5, "A"},
-      {2.49, "D"},        {12, "C"},       {-25, "B"},    {0.5, "C\u266f"}, {1e18, "E"},
-      {std::nan(""), "C"}, {-1.0 / 0.0, "C"}};
+      {0, "C"},         {2, "D"},    {-1, "B"},           {2.5, "D\u266f"},
+      {-2.5, "A"},      {2.49, "D"}, {12, "C"},           {-25, "B"},
+      {0.5, "C\u266f"}, {1e18, "E"}, {std::nan(""), "C"}, {-1.0 / 0.0, "C"}};
   for (const auto& [semitones, note] : cases) {
     EXPECT_EQ(detect(kMajor, semitones).key, note + " major") << semitones;
   }
@@ -194,12 +193,11 @@ std::vector<float> music(std::size_t root, bool minor) {
        std::vector<std::pair<std::size_t, std::size_t>>{{0, 2}, {3, 1}, {4, 1}, {0, 4}}) {
     const auto note = [&, first = degree](std::size_t step, std::size_t octave) {
       const std::size_t place = first + step;
-      return frequencyOf(
-          static_cast<double>(octave + root + scale[place % 7] + 12 * (place / 7)));
+      return frequencyOf(static_cast<double>(octave + root + scale[place % 7] + 12 * (place / 7)));
     };
     const std::vector<float> chord =
-        tones({note(0, 36), note(0, 48), note(0, 60), note(2, 60), note(4, 60)}, 0.1,
-              12000 * beats, 22050);
+        tones({note(0, 36), note(0, 48), note(0, 60), note(2, 60), note(4, 60)}, 0.1, 12000 * beats,
+              22050);
     samples.insert(samples.end(), chord.begin(), chord.end());
   }
   return samples;
@@ -211,8 +209,7 @@ TEST(AnalyzeAudio, FindsAll24KeysInMusic) {
     for (const bool minor : {false, true}) {
       const std::vector<float> samples = music(root, minor);
       testing::writeWav(directory.file("a.wav"), {samples, samples}, 22050);
-      const KeyDetection detection =
-          analyzeAudio(directory.file("a.wav"), 0, 0, std::nullopt);
+      const KeyDetection detection = analyzeAudio(directory.file("a.wav"), 0, 0, std::nullopt);
       EXPECT_EQ(detection.key, kNames[root] + (minor ? " minor" : " major"));
       EXPECT_EQ(detection.analyzedSeconds, static_cast<double>(samples.size()) / 22050);
       EXPECT_EQ(analyzeAudio(directory.file("a.wav"), 1, 0, std::nullopt).key,

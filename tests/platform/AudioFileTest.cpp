@@ -1,4 +1,6 @@
 #include "platform/AudioFile.h"
+#include "platform/FileAttributes.h"
+#include "tests/support/AudioFiles.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -15,9 +17,6 @@
 #include <limits>
 #include <map>
 #include <utility>
-
-#include "platform/FileAttributes.h"
-#include "tests/support/AudioFiles.h"
 
 namespace brindlevane {
 namespace {
@@ -116,8 +115,8 @@ TEST_F(EveryKind, LosslessFilesGiveTheIntegersOverThePowerOfTwoOfTheirWidth) {
     ASSERT_NEAR(expected[0][i], source_[0][i], 0.51 / 32768) << i;
   }
   for (const char* const name :
-       {"s24.wav",  "s32.wav",  "float.wav", "double.wav", "rf64.wav", "s16.aiff", "s24.aiff",
-        "s16.aifc", "s16.w64",  "s16.au",    "s16.caf",    "alac.caf", "s16.flac", "s24.flac",
+       {"s24.wav",  "s32.wav",  "float.wav", "double.wav", "rf64.wav",   "s16.aiff", "s24.aiff",
+        "s16.aifc", "s16.w64",  "s16.au",    "s16.caf",    "alac.caf",   "s16.flac", "s24.flac",
         "flac.oga", "flac.mp4", "flac.mka",  "alac.m4a",   "wavpack.wv", "tta.tta"}) {
     SCOPED_TRACE(name);
     std::optional<AudioFile> file = AudioFile::open(made(name));
@@ -145,10 +144,10 @@ struct Lossy {
 
 TEST_F(EveryKind, LossyFilesLoseTheirDeclaredPrimingAndPadding) {
   const std::vector<Lossy> kinds = {
-      {"aac.m4a", kFrames, true},    {"aac.mov", kFrames, true},    {"lame.mp3", kFrames, true},
-      {"lame.mp4", kFrames, true},   {"vorbis.ogg", kFrames, true}, {"opus.opus", 59256, false},
-      {"opus.webm", 59256, false},   {"bare.mp3", 56448, false},    {"wma.wma", 0, false},
-      {"ac3.ac3", 0, false},         {"aac.aac", 0, false}};
+      {"aac.m4a", kFrames, true},  {"aac.mov", kFrames, true},    {"lame.mp3", kFrames, true},
+      {"lame.mp4", kFrames, true}, {"vorbis.ogg", kFrames, true}, {"opus.opus", 59256, false},
+      {"opus.webm", 59256, false}, {"bare.mp3", 56448, false},    {"wma.wma", 0, false},
+      {"ac3.ac3", 0, false},       {"aac.aac", 0, false}};
   for (const Lossy& kind : kinds) {
     SCOPED_TRACE(kind.name);
     std::optional<AudioFile> file = AudioFile::open(made(kind.name));
@@ -167,9 +166,9 @@ TEST_F(EveryKind, LossyFilesLoseTheirDeclaredPrimingAndPadding) {
 }
 
 TEST_F(EveryKind, APartIsCutFromTheWholeToTheFrame) {
-  for (const char* const name : {"s16.wav", "s16.flac", "s16.caf", "alac.caf", "lame.mp3", "bare.mp3",
-                                 "vorbis.ogg", "opus.opus", "aac.m4a", "alac.m4a", "wma.wma",
-                                 "ac3.ac3"}) {
+  for (const char* const name :
+       {"s16.wav", "s16.flac", "s16.caf", "alac.caf", "lame.mp3", "bare.mp3", "vorbis.ogg",
+        "opus.opus", "aac.m4a", "alac.m4a", "wma.wma", "ac3.ac3"}) {
     SCOPED_TRACE(name);
     const Signal all = readAll(made(name));
     ASSERT_FALSE(all.empty());
@@ -205,8 +204,7 @@ TEST_F(EveryKind, GaplessDataOfItunesReplacesAnEditList) {
       box("----", box("mean", zeros + "com.apple.iTunes") + box("name", zeros + "iTunSMPB") +
                       box("data", std::string("\0\0\0\1", 4) + zeros +
                                       " 00000000 00000400 000000A7 000000000000D4A9 00000000"));
-  const std::string handler =
-      box("hdlr", zeros + zeros + "mdirappl" + std::string(9, '\0'));
+  const std::string handler = box("hdlr", zeros + zeros + "mdirappl" + std::string(9, '\0'));
   const std::string added = box("udta", box("meta", zeros + handler + box("ilst", tag)));
   const std::size_t movie = bytes.find("moov") - 4;
   std::uint32_t size = 0;
@@ -224,8 +222,8 @@ TEST_F(EveryKind, GaplessDataOfItunesReplacesAnEditList) {
 TEST(AudioFile, FloatSamplesComeAsTheyAre) {
   const TemporaryDirectory directory;
   const float infinity = std::numeric_limits<float>::infinity();
-  const std::vector<float> odd = {
-      0, -0.0F, 1, -1, 3.5F, -1e30F, 1e-40F, infinity, -infinity, std::nanf("")};
+  const std::vector<float> odd = {0,      -0.0F,  1,        -1,        3.5F,
+                                  -1e30F, 1e-40F, infinity, -infinity, std::nanf("")};
   writeWav(directory.file("odd.wav"), {odd});
   const Signal samples = readAll(directory.file("odd.wav"));
   ASSERT_EQ(samples.size(), 1U);
@@ -265,7 +263,7 @@ TEST(AudioFile, PromisesOfAHeaderCostNothing) {
   huge.replace(4, 4, "\xff\xff\xff\xff");
   huge.replace(40, 4, "\xf0\xff\xff\xff");
   std::string wide = huge;
-  wide.replace(22, 2, "\xe8\x03");              // 1000 channels
+  wide.replace(22, 2, "\xe8\x03");                        // 1000 channels
   wide.replace(24, 4, std::string("\0\x94\x35\x77", 4));  // at 2 GHz
   wide.replace(32, 2, "\xa0\x0f");
   const long before = residentKiB();

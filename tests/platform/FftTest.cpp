@@ -1,11 +1,10 @@
 #include "platform/Fft.h"
+#include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <numbers>
-
-#include "tests/support/AudioFiles.h"
 
 namespace brindlevane {
 namespace {
@@ -16,7 +15,7 @@ TEST(Fft, GivesTheUnscaledSumOfTheDefinition) {
     const std::vector<float> samples = testing::noise(7, 1, length);
     std::vector<std::complex<float>> bins(length / 2 + 1);
     Fft(length).transform(samples, bins);
-    for (std::size_t k = 0; k < bins.size(); k += length > 256 ? 61 : 1) {
+    for (std::size_t k = 0; k<bins.size(); k += length> 256 ? 61 : 1) {
       std::complex<double> sum;
       for (std::size_t j = 0; j < length; ++j) {
         sum += static_cast<double>(samples[j]) *

@@ -57,7 +57,9 @@ void writeWav(const std::string& path, const Signal& signal, double sampleRate) 
   writeBytes(path, bytes);
 }
 
-void run(const std::string& command) { ASSERT_EQ(std::system(command.c_str()), 0) << command; }
+void run(const std::string& command) {
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
 
 std::vector<float> tones(const std::vector<double>& frequencies, double amplitude,
                          std::size_t count, double sampleRate) {
@@ -81,6 +83,8 @@ std::vector<float> noise(unsigned seed, double amplitude, std::size_t count) {
   return samples;
 }
 
-double frequencyOf(double midiNote) { return 440 * std::exp2((midiNote - 69) / 12); }
+double frequencyOf(double midiNote) {
+  return 440 * std::exp2((midiNote - 69) / 12);
+}
 
 }  // namespace brindlevane::testing
