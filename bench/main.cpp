@@ -1,3 +1,4 @@
+#include "ListeningBench.h"
 #include "ServerBench.h"
 #include "support/Table.h"
 
@@ -11,10 +12,8 @@
 int main(int argc, char** argv) {
   using namespace brindlevane;
   static const std::map<std::string_view, std::function<void(Table&)>> kGroups = {
-      {"start", benchStartUp},
-      {"trips", benchRoundTrips},
-      {"relay", benchRelay},
-      {"memory", benchMemory},
+      {"start", benchStartUp}, {"trips", benchRoundTrips}, {"relay", benchRelay},
+      {"memory", benchMemory}, {"listen", benchListening},
   };
   // A program that left is met where its input is written.
   std::signal(SIGPIPE, SIG_IGN);
