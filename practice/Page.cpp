@@ -21,12 +21,6 @@ bool startsCharacter(char byte) {
   return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U;
 }
 
-std::string number(const Json& value, int decimals) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(decimals) << value.get<double>();
-  return text.str();
-}
-
 // The loudest of the values that fall into one of the picture's columns.
 double loudest(const std::vector<double>& values, std::size_t column, std::size_t columns) {
   const std::size_t first = column * values.size() / columns;
@@ -36,22 +30,22 @@ double loudest(const std::vector<double>& values, std::size_t column, std::size_
 }
 
 void printFigures(std::ostream& out, const Json& m) {
-  out << kMargin << number(m["analyzedSeconds"], 1) << " s of "
-      << number(m["sourceDurationSeconds"], 1) << " s, " << m["sampleRate"].get<double>() / 1000
+  out << kMargin << fixed(m["analyzedSeconds"], 1) << " s of "
+      << fixed(m["sourceDurationSeconds"], 1) << " s, " << m["sampleRate"].get<double>() / 1000
       << " kHz, " << m["channelCount"] << (m["channelCount"] == 1 ? " channel" : " channels");
   if (m.contains("key")) {
-    out << ", " << m["key"].get<std::string>() << " (confidence " << number(m["keyConfidence"], 2)
+    out << ", " << m["key"].get<std::string>() << " (confidence " << fixed(m["keyConfidence"], 2)
         << ")";
   }
   out << "\n"
-      << kMargin << "peak " << number(m["samplePeakDbFS"], 1) << " dBFS, RMS "
-      << number(m["rmsDbFS"], 1) << " dBFS, crest " << number(m["crestFactorDb"], 1)
-      << " dB, dynamics " << number(m["dynamicRangeDb"], 1) << " dB\n"
-      << kMargin << "centroid " << number(m["spectralCentroidHz"], 0) << " Hz, clipped "
-      << number(m["clippedSamplePercent"], 2) << " %";
+      << kMargin << "peak " << fixed(m["samplePeakDbFS"], 1) << " dBFS, RMS "
+      << fixed(m["rmsDbFS"], 1) << " dBFS, crest " << fixed(m["crestFactorDb"], 1)
+      << " dB, dynamics " << fixed(m["dynamicRangeDb"], 1) << " dB\n"
+      << kMargin << "centroid " << fixed(m["spectralCentroidHz"], 0) << " Hz, clipped "
+      << fixed(m["clippedSamplePercent"], 2) << " %";
   if (m.contains("stereoCorrelation")) {
-    out << ", correlation " << number(m["stereoCorrelation"], 2) << ", width "
-        << number(m["stereoWidthPercent"], 0) << " %";
+    out << ", correlation " << fixed(m["stereoCorrelation"], 2) << ", width "
+        << fixed(m["stereoWidthPercent"], 0) << " %";
   }
   out << "\n";
 }
@@ -70,16 +64,20 @@ void printWaveform(std::ostream& out, const std::vector<double>& points) {
   }
 }
 
-void printSpectrogram(std::ostream& out, const std::vector<std::vector<double>>& frames) {
+void printSpectrogram(std::ostream& out, const std::vector<std::vector<double>>& frames,
+                      double sampleRate) {
   constexpr std::size_t kRows = 8;
   for (std::size_t row = kRows; row-- > 0 && !frames.empty();) {
-    out << (row == kRows - 1 ? "  top " : row == 0 ? "20 Hz " : kMargin);
+    out << kMargin;
     for (std::size_t column = 0; column < kColumns; ++column) {
       const std::vector<double>& frame = frames[column * frames.size() / kColumns];
       const double level = loudest(frame, row, kRows);
       out << kShades[static_cast<std::size_t>(std::lround(level * (kShades.size() - 1)))];
     }
-    out << "\n";
+    if (row == kRows - 1) {
+      out << " " << std::lround(std::min(sampleRate / 2000, 20.0)) << " kHz";
+    }
+    out << (row == 0 ? " 20 Hz\n" : "\n");
   }
 }
 
@@ -92,12 +90,18 @@ void printBands(std::ostream& out, const Json& bands) {
       std::string hertz = name.substr(range + 1);
       std::ranges::replace(hertz, '_', '-');
       out << kMargin << fitted(name.substr(0, range), 9) << fitted(hertz, 12) << std::setw(5)
-          << number(bands[name], 1) << " % " << bar(bands[name].get<double>() / 100, 36) << "\n";
+          << fixed(bands[name], 1) << " % " << bar(bands[name].get<double>() / 100, 36) << "\n";
     }
   }
 }
 
 }  // namespace
+
+std::string fixed(double value, int decimals) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(decimals) << value;
+  return text.str();
+}
 
 std::string fitted(std::string_view text, std::size_t width) {
   std::string result;
@@ -146,7 +150,7 @@ void printWrapped(std::ostream& out, std::string_view text, std::size_t indent,
 void printMeasurement(std::ostream& out, const Json& measurement) {
   printFigures(out, measurement);
   printWaveform(out, measurement["waveform"]);
-  printSpectrogram(out, measurement["spectrogram"]);
+  printSpectrogram(out, measurement["spectrogram"], measurement["sampleRate"]);
   printBands(out, measurement["bandEnergyPercent"]);
 }
 

@@ -11,6 +11,9 @@ namespace brindlevane::practice {
 /// Columns of the terminal that everything is made to fit.
 inline constexpr std::size_t kPageWidth = 80;
 
+/// The number with so many digits behind the point.
+[[nodiscard]] std::string fixed(double value, int decimals);
+
 /// The text cut or padded to so many characters; control characters become "?".
 [[nodiscard]] std::string fitted(std::string_view text, std::size_t width);
 

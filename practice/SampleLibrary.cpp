@@ -12,7 +12,7 @@ namespace {
 // Name, role, pack, voice, pitch of a one-shot; without a pitch it is a loop at 124 BPM.
 const Json& samples() {
   static const Json kSamples = Json::parse(R"([
-    ["Tight Tech Kick 01", "kick", "Harbour Club Drums", "kick", 31],
+    ["Tight Tech Kick 01", "kick", "Harbour Club Drums", "kick", 30],
     ["Deep Round Kick 07", "kick", "Night Shift", "kick", 28],
     ["Warehouse Kick Hard", "kick", "Concrete Rooms", "kick", 33],
     ["Tight Club Clap 02", "clap", "Harbour Club Drums", "clap", 39],
@@ -28,7 +28,7 @@ const Json& samples() {
     ["Harbour Pad Fsm 124", "chords", "Deep Harbour Keys", "pad"],
     ["Glass Pluck Lead Fsm 124", "lead", "Deep Harbour Keys", "lead"],
     ["Vox Chop Ooh Fs", "vocal", "Voices After Dark", "vocal", 66],
-    ["White Noise Riser 8 Bars", "fx", "Transitions", "fx"],
+    ["White Noise Swells 124", "fx", "Transitions", "fx"],
     ["Tech House Top Loop 124", "loop", "Harbour Club Drums", "percussion"]
   ])");
   return kSamples;

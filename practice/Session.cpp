@@ -27,10 +27,17 @@ class Assistant {
  public:
   Assistant(McpClient& client, std::ostream& out) : client_(client), out_(out) {}
 
-  /// Calls a tool and gives its data; an error result ends the step.
+  /// Calls a tool, shows the call and gives the data; an error result ends the step.
   Json ask(const std::string& tool, const Json& arguments = Json::object()) {
+    printWrapped(out_, "> " + tool + described(arguments), 4, 6);
+    return quietly(tool, arguments);
+  }
+
+  Json quietly(const std::string& tool, const Json& arguments = Json::object()) {
     const Json result = call(tool, arguments);
-    expect(result["isError"] == false, tool + " succeeds; it said: " + messageOf(result));
+    if (result["isError"] != false) {
+      throw std::runtime_error(messageOf(result));
+    }
     const Json& data = result["structuredContent"];
     revision = data.value("revision", revision);
     return data;
@@ -44,6 +51,7 @@ class Assistant {
 
   /// Calls a tool that is to be refused and gives the reason.
   std::string askInVain(const std::string& tool, const Json& arguments) {
+    printWrapped(out_, "> " + tool + described(arguments), 4, 6);
     const Json result = call(tool, arguments);
     expect(result["isError"] == true, tool + " is refused");
     return messageOf(result);
@@ -69,15 +77,14 @@ class Assistant {
     std::string own;
     std::string shared;  // by all tools that change something
     for (const auto& [key, value] : arguments.items()) {
-      const std::string text =
-          value.is_array() ? "[" + quantity(value.size(), "note") + "]" : value.dump();
-      (key == "confirm" || key == "expectedRevision" ? shared : own) += " " + key + "=" + text;
+      std::string& text = key == "confirm" || key == "expectedRevision" ? shared : own;
+      text.append(" ").append(key).append("=");
+      text += value.is_array() ? quantity(value.size(), "note") : value.dump();
     }
     return own + shared;
   }
 
   Json call(const std::string& tool, const Json& arguments) {
-    printWrapped(out_, "> " + tool + described(arguments), 4, 6);
     return client_.request("tools/call",
                            {{"name", "brindlevane_" + tool}, {"arguments", arguments}});
   }
@@ -87,32 +94,25 @@ class Assistant {
 };
 
 std::string decibels(const Json& value) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(1) << std::setw(6) << value.get<double>() << " dB";
-  return text.str();
+  const std::string text = fixed(value, 1);
+  return std::string(7 - std::min<std::size_t>(text.size(), 7), ' ') + text + " dB";
 }
 
-std::size_t trackNamed(Assistant& assistant, const std::string& name) {
-  const Json session = assistant.ask("get_session");
-  for (const Json& track : session["tracks"]) {
-    if (track["name"] == name) {
-      return track["index"];
-    }
-  }
-  throw std::runtime_error("Expected a track named " + name + ".");
+// A string or a number as it reads in a sentence.
+std::string shown(const Json& value) {
+  return value.is_string() ? value.get<std::string>() : shortNumber(value);
 }
 
 void readContext(Assistant& assistant) {
   const Json context = assistant.ask("get_context");
   const Json& project = context["projectAnalysis"];
-  assistant.see(context["session"]["project"].get<std::string>() + ", " +
-                shortNumber(context["session"]["tempo"]) + " BPM, " +
-                quantity(project["tracks"].size(), "track") + ", " +
+  assistant.see(shown(context["session"]["project"]) + ", " + shown(context["session"]["tempo"]) +
+                " BPM, " + quantity(project["tracks"].size(), "track") + ", " +
                 quantity(project["returns"].size(), "return") + ", revision " +
                 std::to_string(assistant.revision));
   for (const Json& track : project["tracks"]) {
-    assistant.row(fitted(track["index"].dump(), 4) + fitted(track["name"].get<std::string>(), 20) +
-                  fitted(track["kind"].get<std::string>(), 7) + decibels(track["volumeDb"]) + "  " +
+    assistant.row(fitted(shown(track["index"]), 4) + fitted(shown(track["name"]), 20) +
+                  fitted(shown(track["kind"]), 7) + decibels(track["volumeDb"]) + "  " +
                   quantity(track["clips"].size(), "clip"));
   }
   expect(project["tracks"].size() == 12, "the set has 12 tracks");
@@ -121,8 +121,7 @@ void readContext(Assistant& assistant) {
 void findBadNames(Assistant& assistant) {
   const Json findings = assistant.ask("analyze_mix_preparation")["findings"];
   for (const Json& finding : findings) {
-    assistant.row(fitted(finding["track"].get<std::string>(), 19) +
-                  finding["advice"].get<std::string>());
+    assistant.row(fitted(shown(finding["track"]), 19) + shown(finding["advice"]));
   }
   expect(findings.size() >= 8, "there is a lot to tidy up");
 }
@@ -131,15 +130,14 @@ void organize(Assistant& assistant) {
   const std::int64_t before = assistant.revision;
   const Json changes = assistant.change("organize_tracks")["changes"];
   for (const Json& change : changes) {
-    assistant.row(fitted(change["before"].get<std::string>(), 19) + "→ " +
-                  change["name"].get<std::string>());
+    assistant.row(fitted(shown(change["before"]), 19) + "→ " + shown(change["name"]));
   }
   expect(changes.size() == 12 && assistant.revision > before, "all tracks have new names");
 }
 
 void createTrack(Assistant& assistant) {
   const Json track = assistant.change("create_midi_track", {{"name", "Acid Bass"}});
-  assistant.see("Track " + track["trackIndex"].dump() + " is there, at revision " +
+  assistant.see("Track " + shown(track["trackIndex"]) + " is there, at revision " +
                 std::to_string(assistant.revision));
   expect(track["trackIndex"] == 12, "the track comes last");
 }
@@ -147,7 +145,7 @@ void createTrack(Assistant& assistant) {
 void writeBassLine(Assistant& assistant) {
   Json notes = Json::array();
   double beat = 0;
-  for (const int pitch : {42, 42, 54, 45, 42, 49, 40, 42, 38, 50, 37, 49}) {
+  for (const int pitch : {42, 42, 54, 42, 42, 49, 45, 42, 42, 40, 37, 41}) {
     notes.push_back({{"pitch", pitch}, {"startTime", beat}, {"duration", 0.4}, {"velocity", 100}});
     beat += notes.size() % 3 == 0 ? 0.5 : 0.75;
   }
@@ -156,16 +154,18 @@ void writeBassLine(Assistant& assistant) {
                                                           {"length", 8},
                                                           {"name", "Acid line"},
                                                           {"notes", notes}});
-  assistant.see(clip["clip"].get<std::string>() + " on " + clip["track"].get<std::string>() + ": " +
+  assistant.see(shown(clip["clip"]) + " on " + shown(clip["track"]) + ": " +
                 quantity(clip["noteCount"], "note"));
   const Json tracks = assistant.ask("analyze_project")["tracks"];
+  assistant.see("The set has it: pitches " + shown(tracks[12]["clips"][0]["pitchRange"][0]) +
+                " to " + shown(tracks[12]["clips"][0]["pitchRange"][1]));
   expect(tracks[12]["clips"][0]["noteCount"] == notes.size(), "the clip shows in the set");
 }
 
 void setSend(Assistant& assistant) {
   const Json send = assistant.change("set_send_level",
                                      {{"trackIndex", 12}, {"sendIndex", 0}, {"displayDb", -15}});
-  assistant.see(send["return"].get<std::string>() + decibels(send["beforeDb"]) + " →" +
+  assistant.see(shown(send["return"]) + decibels(send["beforeDb"]) + " →" +
                 decibels(send["displayDb"]));
   expect(send["displayDb"] == -15, "the send stands at -15 dB");
 }
@@ -174,16 +174,15 @@ void openFilter(Assistant& assistant) {
   const Json bass = {{"trackIndex", 4}, {"deviceIndex", 0}};
   const Json device = assistant.ask("get_device_parameters", bass);
   for (const Json& parameter : device["parameters"]) {
-    assistant.row(fitted(parameter["index"].dump(), 4) +
-                  fitted(parameter["name"].get<std::string>(), 16) +
-                  fitted(parameter["display"].get<std::string>(), 10) + "from " +
-                  parameter["minimum"].dump() + " to " + shortNumber(parameter["maximum"]));
+    assistant.row(fitted(shown(parameter["index"]), 4) + fitted(shown(parameter["name"]), 16) +
+                  fitted(shown(parameter["display"]), 10) + "from " + shown(parameter["minimum"]) +
+                  " to " + shown(parameter["maximum"]));
   }
   Json change = bass;
   change.update({{"parameterIndex", 0}, {"value", 900}});
   const Json done = assistant.change("set_device_parameter", change);
-  assistant.see(done["parameter"].get<std::string>() + ": " + shortNumber(done["before"]) + " → " +
-                shortNumber(done["value"]));
+  assistant.see(shown(done["parameter"]) + ": " + shown(done["before"]) + " → " +
+                shown(done["value"]));
   expect(done["value"] == 900, "the filter is open");
 }
 
@@ -198,7 +197,7 @@ void hitStaleRevision(Assistant& assistant) {
 void recover(Assistant& assistant) {
   (void)assistant.ask("get_session");
   const Json tempo = assistant.change("set_tempo", {{"tempo", 126}});
-  assistant.see(shortNumber(tempo["before"]) + " → " + shortNumber(tempo["tempo"]) + " BPM");
+  assistant.see(shown(tempo["before"]) + " → " + shown(tempo["tempo"]) + " BPM");
   expect(tempo["tempo"] == 126, "the tempo is 126");
 }
 
@@ -228,9 +227,8 @@ std::string searchClap(Assistant& assistant) {
   const Json samples = assistant.ask(
       "search_samples", {{"query", "tight club clap"}, {"role", "clap"}, {"limit", 3}})["samples"];
   for (const Json& sample : samples) {
-    assistant.row(fitted(sample["name"].get<std::string>(), 22) +
-                  fitted(sample["pack"].get<std::string>(), 20) +
-                  sample["sampleId"].get<std::string>());
+    assistant.row(fitted(shown(sample["name"]), 22) + fitted(shown(sample["pack"]), 20) +
+                  shown(sample["sampleId"]));
   }
   expect(samples.at(0)["name"] == "Tight Club Clap 02", "the best match comes first");
   return samples[0]["sampleId"];
@@ -240,34 +238,35 @@ void importClap(Assistant& assistant) {
   const std::string id = searchClap(assistant);
   const Json done = assistant.change(
       "import_sample", {{"sampleId", id}, {"startTime", 4}, {"trackName", "Clap layer"}});
-  assistant.see(done["sample"].get<std::string>() + " lies on track " + done["trackIndex"].dump() +
-                ", " + done["track"].get<std::string>());
+  assistant.see(shown(done["sample"]) + " lies on track " + shown(done["trackIndex"]) + ", " +
+                shown(done["track"]));
   expect(done["trackIndex"] == 13, "the sample has a track of its own");
 }
 
 void buildArrangement(Assistant& assistant) {
   const Json built = assistant.change("build_arrangement");
   for (const Json& section : built["sections"]) {
-    assistant.row(fitted(section["name"].get<std::string>(), 10) +
-                  fitted("beat " + shortNumber(section["startTime"]), 12) +
-                  bar(section["bars"].get<double>() / 32, 32) + " " + section["bars"].dump());
+    assistant.row(fitted(shown(section["name"]), 10) +
+                  fitted("beat " + shown(section["startTime"]), 12) +
+                  bar(section["bars"].get<double>() / 32, 32) + " " + shown(section["bars"]));
   }
-  assistant.see(quantity(built["clipsAdded"], "clip") + " in " + built["bars"].dump() + " bars");
+  assistant.see(quantity(built["clipsAdded"], "clip") + " in " + shown(built["bars"]) + " bars");
   expect(built["bars"] == 128, "the arrangement has 128 bars");
 }
 
 void undo(Assistant& assistant) {
   const Json undone = assistant.ask("undo_last_organization", {{"confirm", true}});
-  assistant.see("Taken back: " + undone["undone"].get<std::string>());
-  expect(assistant.ask("analyze_project")["locators"].empty(), "the sections have gone");
+  assistant.see("Taken back: " + shown(undone["undone"]));
+  const Json project = assistant.ask("analyze_project");
+  assistant.see("The Arrangement ends at beat " + shown(project["arrangementLength"]) + " again");
+  expect(project["arrangementLength"] == 64, "the sections have gone");
 }
 
-void findKeyOf(Assistant& assistant, const std::string& track, const std::string& kind) {
-  (void)assistant.change("select_track", {{"trackIndex", trackNamed(assistant, track)}});
+void findKeyOf(Assistant& assistant, std::size_t track, const std::string& kind) {
+  (void)assistant.change("select_track", {{"trackIndex", track}});
   const Json key = assistant.ask("find_key");
-  assistant.see(key["clip"].get<std::string>() + " (" + kind +
-                "): " + key["key"].get<std::string>() + ", confidence " +
-                key["confidence"].dump().substr(0, 4));
+  assistant.see(shown(key["clip"]) + ": " + shown(key["key"]) + ", confidence " +
+                fixed(key["confidence"], 2));
   expect(key["kind"] == kind && key["key"] == "F♯ minor", "the " + kind + " clip is in F♯ minor");
 }
 
@@ -289,6 +288,7 @@ void captureMaster(Assistant& assistant) {
   assistant.show(heard);
   expect(heard["scope"] == "renderedMasterResampling" && heard["temporaryTrackRemoved"] == true,
          "the master was measured and the temporary track has gone");
+  expect(heard["key"] == "F♯ minor", "the master is in F♯ minor too");
 }
 
 struct Step {
@@ -312,9 +312,8 @@ const std::vector<Step>& steps() {
       {"Find a tight clap and import it", importClap},
       {"Build a club arrangement behind the loops", buildArrangement},
       {"The user would rather not: undo", undo},
-      {"Which key are the chords in?", [](Assistant& a) { findKeyOf(a, "07 Chords", "midi"); }},
-      {"Which key is the pad in, by ear?",
-       [](Assistant& a) { findKeyOf(a, "08 Chords 2", "audio"); }},
+      {"Which key are the chords in?", [](Assistant& a) { findKeyOf(a, 6, "midi"); }},
+      {"Which key is the pad in, by ear?", [](Assistant& a) { findKeyOf(a, 7, "audio"); }},
       {"Listen to the pad", listenToClip},
       {"Record eight bars of the master and listen", captureMaster},
   };
@@ -333,19 +332,23 @@ void playSession(McpClient& client, std::ostream& out) {
   out << "\nAll " << steps().size() << " steps went as expected.\n";
 }
 
-std::size_t listenToFiles(McpClient& client, std::size_t count, std::ostream& out) {
+std::size_t listenToFiles(McpClient& client, const std::vector<std::string>& files,
+                          std::ostream& out) {
   Assistant assistant(client, out);
-  (void)assistant.ask("get_session");
   std::size_t failures = 0;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    out << (i == 0 ? "  " : "\n  ") << fitted(files[i], kPageWidth - 2) << "\n";
     try {
-      const Json selected = assistant.change("select_track", {{"trackIndex", i}});
-      out << "\n    " << fitted(selected["track"].get<std::string>(), kPageWidth - 4) << "\n";
-      assistant.show(assistant.ask("listen_selected_clip"));
+      (void)assistant.quietly("get_session");
+      (void)assistant.quietly(
+          "select_track",
+          {{"trackIndex", i}, {"expectedRevision", assistant.revision}, {"confirm", true}});
+      assistant.show(assistant.quietly("listen_selected_clip"));
     } catch (const std::runtime_error& reason) {
-      ++failures;
       assistant.see(reason.what());
+      ++failures;
     }
+    out.flush();
   }
   return failures;
 }

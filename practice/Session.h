@@ -13,8 +13,9 @@ namespace brindlevane::practice {
 /// @throws std::runtime_error  a step went wrong: what() says what was expected
 void playSession(McpClient& client, std::ostream& out);
 
-/// Selects and listens to each track of a set of files, printing a page for each.
+/// Prints a page for each file, one a track of the set that the server is linked to.
 /// @return how many could not be listened to; each has its reason on its page
-[[nodiscard]] std::size_t listenToFiles(McpClient& client, std::size_t count, std::ostream& out);
+[[nodiscard]] std::size_t listenToFiles(McpClient& client, const std::vector<std::string>& files,
+                                        std::ostream& out);
 
 }  // namespace brindlevane::practice

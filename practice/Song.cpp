@@ -16,11 +16,11 @@ struct Chord {
   std::array<int, 3> tones;
 };
 
-// i i VI VI iv iv v v i III VI VI iv VII v v in F sharp minor, a bar each.
+// Sixteen bars in F sharp minor.
 constexpr Chord kFsm{30, {54, 57, 61}}, kD{38, {54, 57, 62}}, kBm{35, {54, 59, 62}},
-    kCsm{37, {52, 56, 61}}, kA{33, {52, 57, 61}}, kE{28, {52, 56, 59}};
-constexpr std::array kBars = {kFsm, kFsm, kD, kD, kBm, kBm, kCsm, kCsm,
-                              kFsm, kA,   kD, kD, kBm, kE,  kCsm, kCsm};
+    kCs{37, {53, 56, 61}}, kA{33, {52, 57, 61}};
+constexpr std::array kBars = {kFsm, kFsm, kD, kD, kCs, kCs, kFsm, kFsm,
+                              kFsm, kA,   kD, kD, kBm, kBm, kCs,  kFsm};
 
 enum class Pitch { fixed, root, chord, melody };
 
@@ -33,12 +33,12 @@ struct Phrase {
 };
 
 constexpr std::array kPhrases = {
-    Phrase{"kick", 1, Pitch::fixed, 31, "X...x...X...x..."},
+    Phrase{"kick", 1, Pitch::fixed, 30, "X...x...X...x..."},
     Phrase{"clap", 1, Pitch::fixed, 39, "....x.......X..."},
     Phrase{"hat", 1, Pitch::fixed, 42, "..x...x...X..ox."},
-    Phrase{"percussion", 1, Pitch::fixed, 62, "x..o..x..o..X..."},
+    Phrase{"percussion", 1, Pitch::fixed, 66, "x..o..x..o..X..."},
     Phrase{"bass", 16, Pitch::root, 12, "..X-..x-o.X-..x-"},
-    Phrase{"sub", 16, Pitch::root, 0, "x---------------"},
+    Phrase{"sub", 16, Pitch::root, 12, "x---------------"},
     Phrase{"chords", 16, Pitch::chord, 0, "X-.o..x-..X--..."},
     Phrase{"pad", 16, Pitch::chord, 0, "x---------------"},
     Phrase{"lead", 16, Pitch::melody, 24, "X-.o..x-..X---.."},
@@ -106,20 +106,20 @@ const Json& deviceTable() {
 // Session view or the transposition of an audio clip.
 const Json& trackTable() {
   static const Json kTable = Json::parse(R"([
-    ["1-MIDI", "midi", "kick", -4, [-70, -70], ["Drum Rack", "EQ Eight"], "Kick four on the floor"],
+    ["1-MIDI", "midi", "kick", -7, [-70, -70], ["Drum Rack", "EQ Eight"], "Kick four on the floor"],
     ["Clap", "midi", "clap", -9, [-18, -70], ["Drum Rack"], "Backbeat"],
     ["Audio 3", "audio", "hat", -11, [-70, -70], ["Auto Filter"], "Offbeat hats 124bpm"],
     ["Perc loop copy", "midi", "percussion", -13, [-24, -20], ["Drum Rack"], "Conga 3-3-2"],
     ["bass final FINAL2", "midi", "bass", -8, [-70, -70], ["Operator", "Compressor"],
      "Rolling bass", "Rolling bass B"],
     ["Sub", "midi", "sub", -7, [-70, -70], ["Operator"], "Sub roots"],
-    ["7-Wavetable", "midi", "chords", -9, [-16, -22], ["Wavetable", "Compressor"],
+    ["7-Wavetable", "midi", "chords", -5, [-16, -22], ["Wavetable", "Compressor"],
      "Chord stabs", "Chord stabs B"],
-    ["Harbour pad", "audio", "pad", -8, [-20, -70], ["Auto Filter", "Utility"],
+    ["Harbour pad", "audio", "pad", -5, [-20, -70], ["Auto Filter", "Utility"],
      "Harbour pad Em 110bpm", 2],
-    ["lead??", "midi", "lead", -12, [-18, -16], ["Wavetable"], "Ferry hook"],
+    ["lead??", "midi", "lead", -9, [-18, -16], ["Wavetable"], "Ferry hook"],
     ["Audio 10", "audio", "vocal", 1.5, [-14, -18], ["EQ Eight"], "Vox chop"],
-    ["Riser", "audio", "fx", -14, [-22, -70], [], "Night riser"],
+    ["Riser", "audio", "fx", -14, [-22, -70], [], "Night swells"],
     ["Audio 12", "audio", "", 0, [-70, -70], []]
   ])");
   return kTable;
@@ -210,12 +210,14 @@ Json nightFerry(AudioPool& pool) {
 Json setOfFiles(const std::vector<std::string>& files) {
   Json set = emptySet("Your files");
   for (const std::string& file : files) {
-    const std::string name = std::filesystem::path(file).filename().string();
+    // A file's name may hold bytes that are no text; it shows in no route but the key source's.
+    const std::string name = "File " + std::to_string(set["tracks"].size() + 1);
     Json clip = emptyClip(name, 0, kSongBeats);
     clip.update(
         {{"transposeSemitones", 0}, {"filePath", std::filesystem::absolute(file).string()}});
-    set["tracks"].push_back(emptyTrack(name, "audio", ""));
-    set["tracks"].back()["clips"] = Json::array({clip});
+    Json track = emptyTrack(name, "audio", "");
+    track["clips"].push_back(clip);
+    set["tracks"].push_back(track);
   }
   return set;
 }

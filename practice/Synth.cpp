@@ -22,7 +22,7 @@ struct Voice {
   double decay;    // seconds to 1/e after the attack
   double release;  // seconds, linear, after the key is let go
   double dropHz;   // how far above its pitch the tone starts
-  double width;    // left lies below the pitch by this share, right above it
+  double width;    // each side has the tone a second time, this share lower left, higher right
   double pan;      // -1 left to 1 right
   double level;
 };
@@ -121,8 +121,9 @@ void addNote(Stereo& window, std::string_view name, const Tone& tone, double gai
       const int side = channel * 2 - 1;
       // The difference of two neighbours leaves the high part of the noise.
       const double hiss = noiseAt(age, channel) - 0.9 * noiseAt(age - 1, channel);
-      const double sample =
-          lookUp(table, cycles * (1 + side * voice.width)) + voice.noise * hiss * 0.5;
+      const double doubled =
+          lookUp(table, cycles) + lookUp(table, cycles * (1 + side * voice.width));
+      const double sample = (doubled + voice.noise * hiss) / 2;
       window[static_cast<std::size_t>(i * 2 + channel)] +=
           static_cast<float>(loudness * (1 + side * voice.pan) * sample);
     }

@@ -38,7 +38,7 @@ bool run(const std::filesystem::path& server, const std::vector<std::string>& fi
     playSession(client, std::cout);
     return true;
   }
-  return listenToFiles(client, files.size(), std::cout) == 0;
+  return listenToFiles(client, files, std::cout) == 0;
 }
 
 }  // namespace

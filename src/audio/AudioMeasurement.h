@@ -1,11 +1,11 @@
 #pragma once
 
+#include "platform/Json.h"
+
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "platform/Json.h"
 
 namespace brindlevane {
 

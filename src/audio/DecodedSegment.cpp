@@ -1,8 +1,8 @@
 #include "audio/DecodedSegment.h"
 
-#include <algorithm>
-
 #include "key/SignalMath.h"
+
+#include <algorithm>
 
 namespace brindlevane {
 namespace {
@@ -35,8 +35,8 @@ bool DecodedSegment::decode(AudioFile& file, std::int64_t start, std::int64_t co
   return file.readBlocks(start, count, keep).has_value();
 }
 
-Channels DecodedSegment::channels() const {
-  Channels views;
+LocalAudioAnalyzer::Channels DecodedSegment::channels() const {
+  LocalAudioAnalyzer::Channels views;
   for (const SampleBuffer& channel : channels_) {
     views.push_back(channel.samples());
   }

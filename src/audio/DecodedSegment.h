@@ -1,14 +1,14 @@
 #pragma once
 
+#include "audio/ChannelSums.h"
+#include "platform/AudioFile.h"
+#include "platform/SampleBuffer.h"
+
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <span>
 #include <vector>
-
-#include "audio/Levels.h"
-#include "platform/AudioFile.h"
-#include "platform/SampleBuffer.h"
 
 namespace brindlevane {
 
@@ -28,7 +28,7 @@ class DecodedSegment {
   [[nodiscard]] bool decode(AudioFile& file, std::int64_t start, std::int64_t count,
                             const std::function<void()>& progress);
 
-  [[nodiscard]] Channels channels() const;
+  [[nodiscard]] LocalAudioAnalyzer::Channels channels() const;
 
   /// The mean of the channels; see mixToMono. Stays in its place while it grows.
   [[nodiscard]] std::span<const float> mono() const;

@@ -1,17 +1,15 @@
 #include "audio/Levels.h"
 
+#include "key/SignalMath.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 
-#include "key/SignalMath.h"
-
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
 
-constexpr float kClippingThreshold = 0.999F;
-constexpr auto kClippedMagnitude = std::bit_cast<std::uint32_t>(kClippingThreshold);
 constexpr double kAmplitudeFloor = 0.000001;
 constexpr double kDecibelFloor = -120;
 constexpr double kWindowSeconds = 0.4;
@@ -21,75 +19,16 @@ constexpr double kHighPercentile = 0.95;
 constexpr double kLowPercentile = 0.2;
 constexpr double kWidestRangeDb = 60;
 
-// A run that stays in the first-level cache between the two passes over it.
-constexpr std::size_t kRun = 4096;
-
-class LevelSums {
- public:
-  void add(std::span<const float> samples) {
-    const std::uint32_t peak = peakMagnitude(samples);
-    if (peak >= kInfiniteMagnitude) {
-      addFiniteOf(samples);
-      return;
-    }
-    peak_ = std::max(peak_, peak);
-    if (peak >= kClippedMagnitude) {
-      clipped_ += static_cast<std::size_t>(
-          std::count_if(samples.begin(), samples.end(),
-                        [](float sample) { return std::fabs(sample) >= kClippingThreshold; }));
-    }
-    addSums(samples);
-  }
-
-  [[nodiscard]] Levels result() const {
-    if (count_ == 0) {
-      return {};
-    }
-    const auto count = static_cast<double>(count_);
-    return {count_, std::bit_cast<float>(peak_), std::sqrt(sumOfSquares_ / count), sum_ / count,
-            static_cast<double>(clipped_) * 100 / count};
-  }
-
- private:
-  void addSums(std::span<const float> samples) {
-    // Copies, for the compiler cannot keep members in registers here.
-    double sum = sum_;
-    double sumOfSquares = sumOfSquares_;
-    for (const float single : samples) {
-      const double sample = single;
-      sum += sample;
-      sumOfSquares += sample * sample;
-    }
-    sum_ = sum;
-    sumOfSquares_ = sumOfSquares;
-    count_ += samples.size();
-  }
-
-  void addFiniteOf(std::span<const float> samples) {
-    for (const float& sample : samples) {
-      if (std::isfinite(sample)) {
-        add(std::span(&sample, 1));
-      }
-    }
-  }
-
-  std::size_t count_ = 0;
-  std::size_t clipped_ = 0;
-  std::uint32_t peak_ = 0;
-  double sum_ = 0;
-  double sumOfSquares_ = 0;
-};
-
 }  // namespace
 
-Levels levels(const Channels& channels) {
-  LevelSums sums;
-  for (const std::span<const float> channel : channels) {
-    for (std::size_t start = 0; start < channel.size(); start += kRun) {
-      sums.add(channel.subspan(start, std::min(kRun, channel.size() - start)));
-    }
+Levels levels(const ChannelSums& sums) {
+  const ChannelSums::Pool& pool = sums.pool;
+  if (pool.count == 0) {
+    return {};
   }
-  return sums.result();
+  const auto count = static_cast<double>(pool.count);
+  return {std::bit_cast<float>(pool.peakMagnitude), std::sqrt(pool.sumOfSquares / count),
+          pool.sum / count, static_cast<double>(pool.clipped) * 100 / count};
 }
 
 double decibels(double amplitude) {
@@ -97,8 +36,8 @@ double decibels(double amplitude) {
 }
 
 std::vector<double> shortTermRms(std::span<const float> mono, double sampleRate) {
-  const auto window = static_cast<std::size_t>(
-      std::max(framesIn(kWindowSeconds, sampleRate), kShortestWindow));
+  const auto window =
+      static_cast<std::size_t>(std::max(framesIn(kWindowSeconds, sampleRate), kShortestWindow));
   std::vector<double> result;
   for (std::size_t start = 0; start + window <= mono.size(); start += window) {
     const float power = meanSquare(mono.subspan(start, window));
@@ -116,7 +55,8 @@ double dynamicRangeDb(std::vector<double> rms) {
   }
   std::sort(rms.begin(), rms.end());
   const auto levelAt = [&rms](double percentile) {
-    return decibels(rms[static_cast<std::size_t>(static_cast<double>(rms.size() - 1) * percentile)]);
+    return decibels(
+        rms[static_cast<std::size_t>(static_cast<double>(rms.size() - 1) * percentile)]);
   };
   return std::clamp(levelAt(kHighPercentile) - levelAt(kLowPercentile), 0.0, kWidestRangeDb);
 }

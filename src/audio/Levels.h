@@ -1,29 +1,21 @@
 #pragma once
 
-#include <cstddef>
+#include "audio/ChannelSums.h"
+
 #include <span>
 #include <vector>
 
-namespace brindlevane {
-
-/// Views of the channels of a segment, in the order of the file, all of the same length.
-using Channels = std::vector<std::span<const float>>;
-
-}  // namespace brindlevane
-
 namespace brindlevane::LocalAudioAnalyzer {
 
-/// Levels over the finite samples of all channels, taken as one run: the first channel from its
-/// first to its last sample, then the next one.
+/// Levels over the finite samples of all channels; all 0 when there is none.
 struct Levels {
-  std::size_t sampleCount = 0;   ///< finite samples; with 0 the other fields are 0
-  float peak = 0;                ///< largest magnitude
-  double rms = 0;                ///< root of the mean square
-  double dcOffset = 0;           ///< mean
-  double clippedPercent = 0;     ///< samples of a magnitude of 0.999 or more, 0 to 100
+  float peak = 0;             ///< largest magnitude
+  double rms = 0;             ///< root of the mean square
+  double dcOffset = 0;        ///< mean
+  double clippedPercent = 0;  ///< samples of a magnitude of 0.999 or more, 0 to 100
 };
 
-[[nodiscard]] Levels levels(const Channels& channels);
+[[nodiscard]] Levels levels(const ChannelSums& sums);
 
 /// An amplitude in dB relative to full scale 1.0; -120 or more.
 [[nodiscard]] double decibels(double amplitude);

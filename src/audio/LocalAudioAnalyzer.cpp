@@ -1,11 +1,7 @@
 #include "audio/LocalAudioAnalyzer.h"
 
-#include <algorithm>
-#include <cmath>
-#include <new>
-#include <utility>
-
 #include "audio/AudioMeasurementError.h"
+#include "audio/ChannelSums.h"
 #include "audio/DecodedSegment.h"
 #include "audio/Levels.h"
 #include "audio/MeasurementCache.h"
@@ -16,6 +12,11 @@
 #include "key/MusicalKeyAnalyzer.h"
 #include "key/SignalMath.h"
 #include "platform/FileAttributes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <utility>
 
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
@@ -44,8 +45,7 @@ MeasurementCache& measurementCache() {
 std::int64_t scaled(double value, double unitsPerOne) {
   constexpr double kLargest = 9.0e18;
   const double units = std::round(value * unitsPerOne);
-  return std::isnan(units) ? 0
-                           : static_cast<std::int64_t>(std::clamp(units, -kLargest, kLargest));
+  return std::isnan(units) ? 0 : static_cast<std::int64_t>(std::clamp(units, -kLargest, kLargest));
 }
 
 AudioCacheKey cacheKey(const std::string& at, double transposeSemitones, double startSeconds,
@@ -72,9 +72,9 @@ Segment plannedSegment(const AudioFile& file, double startSeconds, std::optional
   return segment;
 }
 
-// Audible means: something was sampled, and neither its peak nor its power is next to nothing.
+// Neither the peak nor the power may be next to nothing; without a finite sample both are 0.
 void requireSignal(const Levels& measured) {
-  if (measured.sampleCount == 0 || !(measured.peak > kPeakFloor) || !(measured.rms > kRmsFloor)) {
+  if (!(measured.peak > kPeakFloor) || !(measured.rms > kRmsFloor)) {
     throw AudioMeasurementError::insufficientSignal();
   }
 }
@@ -95,8 +95,8 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   const double sampleRate = file.sampleRate();
   DecodedSegment decoded(static_cast<std::size_t>(file.channelCount()),
                          static_cast<std::size_t>(segment.frames));
-  const auto keyFrames = static_cast<std::size_t>(
-      framesIn(MusicalKeyAnalyzer::kLongestSeconds, sampleRate));
+  const auto keyFrames =
+      static_cast<std::size_t>(framesIn(MusicalKeyAnalyzer::kLongestSeconds, sampleRate));
   ChromaCollector collector(decoded.mono().data(), sampleRate);
   const bool readable = decoded.decode(file, segment.startFrame, segment.frames, [&] {
     collector.announce(std::min(decoded.mono().size(), keyFrames));
@@ -104,16 +104,16 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   if (!readable) {
     throw AudioMeasurementError::unreadableAudio();
   }
-  const Channels channels = decoded.channels();
   const std::span<const float> mono = decoded.mono();
   if (mono.size() < static_cast<std::size_t>(kFewestFrames)) {
     throw AudioMeasurementError::insufficientSignal();
   }
-  const Levels levelsOfAll = levels(channels);
+  const ChannelSums sums = channelSums(decoded.channels());
+  const Levels levelsOfAll = levels(sums);
   requireSignal(levelsOfAll);
   const double dynamicRange = dynamicRangeDb(shortTermRms(mono, sampleRate));
   SpectralSummary spectrum = spectralSummary(mono, sampleRate);
-  const StereoSummary stereo = stereoSummary(channels);
+  const StereoSummary stereo = stereoSummary(sums);
   std::vector<double> envelope = waveform(mono, kWaveformPoints);
   const std::optional<KeyDetection> key =
       keyOf(collector, mono.size(), sampleRate, transposeSemitones);

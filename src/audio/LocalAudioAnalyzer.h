@@ -1,9 +1,9 @@
 #pragma once
 
+#include "audio/AudioMeasurement.h"
+
 #include <optional>
 #include <string>
-
-#include "audio/AudioMeasurement.h"
 
 /// Measures audio files on the local disk.
 namespace brindlevane::LocalAudioAnalyzer {

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "audio/AudioMeasurement.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
-
-#include "audio/AudioMeasurement.h"
 
 namespace brindlevane {
 

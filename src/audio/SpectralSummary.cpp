@@ -1,14 +1,14 @@
 #include "audio/SpectralSummary.h"
 
+#include "key/SignalMath.h"
+#include "platform/Fft.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <complex>
 #include <cstddef>
 #include <string_view>
-
-#include "key/SignalMath.h"
-#include "platform/Fft.h"
 
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
@@ -55,8 +55,8 @@ std::vector<Bin> usedBins(double sampleRate) {
     if (frequency < kLowestFrequency || frequency > highest) {
       continue;
     }
-    const double position = std::log(frequency / kLowestFrequency) /
-                            std::log(highest / kLowestFrequency) * kColumns;
+    const double position =
+        std::log(frequency / kLowestFrequency) / std::log(highest / kLowestFrequency) * kColumns;
     bins.push_back({index, frequency, bandOf(frequency),
                     std::min(static_cast<std::size_t>(position), kColumns - 1)});
   }
@@ -93,8 +93,7 @@ class SpectralSums {
       total += bandPower_[band];
     }
     for (std::size_t band = 0; band < kBands.size(); ++band) {
-      summary.bands[std::string(kBands[band].key)] =
-          total > 0 ? bandPower_[band] * 100 / total : 0;
+      summary.bands[std::string(kBands[band].key)] = total > 0 ? bandPower_[band] * 100 / total : 0;
     }
     scaleRows();
     summary.spectrogram = std::move(rows_);

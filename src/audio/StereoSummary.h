@@ -1,8 +1,8 @@
 #pragma once
 
-#include <optional>
+#include "audio/ChannelSums.h"
 
-#include "audio/Levels.h"
+#include <optional>
 
 namespace brindlevane::LocalAudioAnalyzer {
 
@@ -14,6 +14,6 @@ struct StereoSummary {
 
 /// @return nothing in it for fewer than two channels, or two of different lengths; samples that are
 ///     not finite leave correlation 1 and width 0
-[[nodiscard]] StereoSummary stereoSummary(const Channels& channels);
+[[nodiscard]] StereoSummary stereoSummary(const ChannelSums& sums);
 
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -1,14 +1,14 @@
 #include "key/ChromaCollector.h"
 
+#include "key/KeyAnalysisError.h"
+#include "key/SignalMath.h"
+#include "platform/Fft.h"
+
 #include <algorithm>
 #include <cmath>
 #include <complex>
 #include <numeric>
 #include <system_error>
-
-#include "key/KeyAnalysisError.h"
-#include "key/SignalMath.h"
-#include "platform/Fft.h"
 
 namespace brindlevane {
 namespace {
@@ -141,9 +141,8 @@ void ChromaCollector::announce(std::size_t count) {
     return;
   }
   try {
-    helper_ = std::thread([this, folder = std::make_shared<Folder>(*bins_)] {
-      foldGroups(*folder, true);
-    });
+    helper_ = std::thread(
+        [this, folder = std::make_shared<Folder>(*bins_)] { foldGroups(*folder, true); });
   } catch (const std::system_error&) {
     // No thread to be had: the caller of finish() folds alone, with the same result.
   }

@@ -1,16 +1,16 @@
 #include "key/MusicalKeyAnalyzer.h"
 
+#include "key/KeyAnalysisError.h"
+#include "key/SignalMath.h"
+#include "platform/AudioFile.h"
+#include "platform/SampleBuffer.h"
+
 #include <algorithm>
 #include <cmath>
 #include <new>
 #include <numeric>
 #include <string_view>
 #include <vector>
-
-#include "key/KeyAnalysisError.h"
-#include "key/SignalMath.h"
-#include "platform/AudioFile.h"
-#include "platform/SampleBuffer.h"
 
 namespace brindlevane::MusicalKeyAnalyzer {
 namespace {
@@ -21,8 +21,7 @@ constexpr std::int64_t kMostFramesBuffered = 4294967295;
 constexpr double kFlatnessFloor = 1e-6;
 
 constexpr std::array<std::string_view, 12> kNoteNames = {
-    "C",       "C\u266f", "D", "D\u266f", "E", "F", "F\u266f", "G", "G\u266f", "A", "A\u266f",
-    "B"};
+    "C", "C\u266f", "D", "D\u266f", "E", "F", "F\u266f", "G", "G\u266f", "A", "A\u266f", "B"};
 
 // Probe-tone ratings by interval above the tonic.
 constexpr Chroma kMajorProfile = {6.35, 2.23, 3.48, 2.33, 4.38, 4.09,
@@ -85,8 +84,8 @@ KeyDetection analyzeAudio(const std::string& at, double transposeSemitones, doub
   const std::int64_t startFrame = framesIn(start, sampleRate);
   const double wanted = duration.value_or(kLongestSeconds);
   const double seconds = wanted >= 0 ? std::min(wanted, kLongestSeconds) : 0;
-  const std::int64_t planned =
-      std::min(std::max<std::int64_t>(file->length() - startFrame, 0), framesIn(seconds, sampleRate));
+  const std::int64_t planned = std::min(std::max<std::int64_t>(file->length() - startFrame, 0),
+                                        framesIn(seconds, sampleRate));
   if (planned <= kMostFramesRefused || planned > kMostFramesBuffered) {
     throw KeyAnalysisError::insufficientSignal();
   }

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "key/ChromaCollector.h"
+#include "key/KeyDetection.h"
+
 #include <optional>
 #include <span>
 #include <string>
-
-#include "key/ChromaCollector.h"
-#include "key/KeyDetection.h"
 
 /// Estimates the musical key of a clip from its audio or from a profile of its notes.
 ///

@@ -1,11 +1,11 @@
 #include "platform/AudioFile.h"
 
-#include <algorithm>
-#include <utility>
-
 #include "platform/DecoderModules.h"
 #include "platform/RegularFile.h"
 #include "platform/StandardErrorSilencer.h"
+
+#include <algorithm>
+#include <utility>
 
 namespace brindlevane {
 namespace {
@@ -45,11 +45,17 @@ std::optional<AudioFile> AudioFile::open(const std::string& path) {
   return AudioFile(std::move(state));
 }
 
-double AudioFile::sampleRate() const { return state_->format.sampleRate; }
+double AudioFile::sampleRate() const {
+  return state_->format.sampleRate;
+}
 
-int AudioFile::channelCount() const { return state_->format.channelCount; }
+int AudioFile::channelCount() const {
+  return state_->format.channelCount;
+}
 
-std::int64_t AudioFile::length() const { return state_->format.length; }
+std::int64_t AudioFile::length() const {
+  return state_->format.length;
+}
 
 std::optional<std::int64_t> AudioFile::readBlocks(std::int64_t start, std::int64_t count,
                                                   const BlockHandler& handler) {

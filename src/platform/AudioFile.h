@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/AudioDecoder.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -7,8 +9,6 @@
 #include <span>
 #include <string>
 #include <vector>
-
-#include "platform/AudioDecoder.h"
 
 namespace brindlevane {
 

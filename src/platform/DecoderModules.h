@@ -1,8 +1,8 @@
 #pragma once
 
-#include <memory>
-
 #include "platform/AudioDecoder.h"
+
+#include <memory>
 
 namespace brindlevane {
 

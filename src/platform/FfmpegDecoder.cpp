@@ -1,6 +1,10 @@
 // The decoder module for what FFmpeg's libraries read beyond libsndfile: AAC and Apple Lossless in
 // MP4, WMA, AC-3 and more.
 
+#include "platform/AudioDecoder.h"
+#include "platform/ByteSource.h"
+#include "platform/Mp4EditList.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -11,10 +15,6 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
-
-#include "platform/AudioDecoder.h"
-#include "platform/ByteSource.h"
-#include "platform/Mp4EditList.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -124,8 +124,8 @@ class FrameStream {
   // then nothing can be read from it any more.
   bool jumpBefore(std::int64_t mediaFrame) {
     const std::int64_t runUp = static_cast<std::int64_t>(kRunUpSeconds * frame_->sample_rate);
-    const std::int64_t goal = av_rescale_q(mediaFrame - runUp, {1, frame_->sample_rate},
-                                           stream().time_base);
+    const std::int64_t goal =
+        av_rescale_q(mediaFrame - runUp, {1, frame_->sample_rate}, stream().time_base);
     if (av_seek_frame(demuxer_.get(), stream().index, goal, AVSEEK_FLAG_BACKWARD) < 0) {
       return false;
     }
@@ -154,8 +154,7 @@ class FrameStream {
     std::int64_t priming = 0;
     std::int64_t length = 0;
     text >> std::hex >> unused >> priming >> unused >> length;
-    return text && priming >= 0 && length > 0 ? std::optional(Trim{priming, length})
-                                              : std::nullopt;
+    return text && priming >= 0 && length > 0 ? std::optional(Trim{priming, length}) : std::nullopt;
   }
 
   [[nodiscard]] bool isMp4() const {
@@ -316,8 +315,8 @@ class FfmpegDecoder final : public AudioDecoder {
   }
 
   [[nodiscard]] std::int64_t read(float* samples, std::int64_t frames) noexcept override {
-    const std::int64_t wanted =
-        std::min(frames, trim_.length.value_or(std::numeric_limits<std::int64_t>::max()) - position_);
+    const std::int64_t wanted = std::min(
+        frames, trim_.length.value_or(std::numeric_limits<std::int64_t>::max()) - position_);
     std::int64_t done = 0;
     while (done < wanted && available() > 0) {
       const std::int64_t part = std::min(wanted - done, available());
@@ -394,8 +393,8 @@ class FfmpegDecoder final : public AudioDecoder {
   // The end of the edit is given in movie units, often milliseconds. Where it meets the end of
   // the media within one of them it means that end.
   [[nodiscard]] Trim editedTrim(std::int64_t mediaFrames, int rate) const {
-    const std::int64_t priming = std::min(
-        av_rescale(edit_->mediaStart, rate, edit_->mediaTimescale), mediaFrames);
+    const std::int64_t priming =
+        std::min(av_rescale(edit_->mediaStart, rate, edit_->mediaTimescale), mediaFrames);
     const std::int64_t left = mediaFrames - priming;
     const std::int64_t edited = av_rescale(edit_->duration, rate, edit_->movieTimescale);
     const std::int64_t tick = rate / static_cast<std::int64_t>(edit_->movieTimescale);

@@ -8,8 +8,8 @@ namespace brindlevane {
 
 /// What the file system tells about a file without opening it.
 struct FileAttributes {
-  std::uint64_t size = 0;          ///< bytes
-  double modifiedSince1970 = 0;    ///< seconds, with the fraction the file system keeps
+  std::uint64_t size = 0;        ///< bytes
+  double modifiedSince1970 = 0;  ///< seconds, with the fraction the file system keeps
 };
 
 /// @return nothing when the path names no file that may be looked at

@@ -160,8 +160,8 @@ std::optional<Mp4Edit> readMp4Edit(int descriptor) {
     Mp4Edit edit;
     edit.movieTimescale = timescale(reader, *movieHeader);
     edit.mediaTimescale = timescale(reader, *mediaHeader);
-    const bool usable = readPlainList(reader, *list, edit) && edit.movieTimescale > 0 &&
-                        edit.mediaTimescale > 0;
+    const bool usable =
+        readPlainList(reader, *list, edit) && edit.movieTimescale > 0 && edit.mediaTimescale > 0;
     return usable ? std::optional(edit) : std::nullopt;
   }
   return std::nullopt;

@@ -1,6 +1,10 @@
 // The decoder module for what libsndfile reads: WAV, RF64, W64, AIFF, CAF, AU, FLAC, Ogg Vorbis,
 // Opus, MP3 and older kinds.
 
+#include "platform/AudioDecoder.h"
+#include "platform/ByteSource.h"
+#include "platform/MpegHeader.h"
+
 #include <sndfile.h>
 
 #include <algorithm>
@@ -8,10 +12,6 @@
 #include <memory>
 #include <new>
 #include <utility>
-
-#include "platform/AudioDecoder.h"
-#include "platform/ByteSource.h"
-#include "platform/MpegHeader.h"
 
 namespace brindlevane {
 namespace {
@@ -26,7 +26,9 @@ constexpr sf_count_t kMostSamples = 8192;
 constexpr sf_count_t kOpusRunUpSeconds = 5;
 constexpr float kShortScale = 1.0F / 32768;
 
-ByteSource& sourceOf(void* bytes) { return *static_cast<ByteSource*>(bytes); }
+ByteSource& sourceOf(void* bytes) {
+  return *static_cast<ByteSource*>(bytes);
+}
 
 SF_VIRTUAL_IO callbacks() {
   SF_VIRTUAL_IO io = {};
@@ -68,8 +70,8 @@ class SndfileDecoder final : public AudioDecoder {
   }
 
   [[nodiscard]] std::int64_t read(float* samples, std::int64_t frames) noexcept override {
-    const sf_count_t got = holdsShorts() ? readShorts(samples, frames)
-                                         : sf_readf_float(file_.get(), samples, frames);
+    const sf_count_t got =
+        holdsShorts() ? readShorts(samples, frames) : sf_readf_float(file_.get(), samples, frames);
     position_ += got;
     return got == 0 && sf_error(file_.get()) != SF_ERR_NO_ERROR ? -1 : got;
   }

@@ -1,0 +1,104 @@
+// The parts of a measurement, each on 90 s of stereo at 44.1 kHz (the key on its 75 s).
+
+#include "audio/ChannelSums.h"
+#include "audio/Levels.h"
+#include "audio/SpectralSummary.h"
+#include "audio/Waveform.h"
+#include "key/MusicalKeyAnalyzer.h"
+#include "platform/Fft.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <complex>
+#include <cstddef>
+#include <random>
+#include <span>
+#include <vector>
+
+namespace brindlevane {
+namespace {
+
+constexpr double kSampleRate = 44100;
+constexpr std::size_t kFrames = 44100 * 90;
+constexpr std::size_t kKeyFrames = 44100 * 75;
+
+std::vector<float> noise(unsigned seed) {
+  std::mt19937 bits(seed);
+  std::vector<float> samples(kFrames);
+  std::generate(samples.begin(), samples.end(), [&bits] {
+    return static_cast<float>(static_cast<double>(bits()) / 4294967296.0 - 0.5);
+  });
+  return samples;
+}
+
+const std::vector<float>& left() {
+  static const std::vector<float> kSamples = noise(1);
+  return kSamples;
+}
+
+const std::vector<float>& right() {
+  static const std::vector<float> kSamples = noise(2);
+  return kSamples;
+}
+
+// Levels and stereo image.
+void channelSums(benchmark::State& state) {
+  const LocalAudioAnalyzer::Channels channels = {left(), right()};
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(LocalAudioAnalyzer::channelSums(channels));
+  }
+}
+
+void shortTermRms(benchmark::State& state) {
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(LocalAudioAnalyzer::shortTermRms(left(), kSampleRate));
+  }
+}
+
+void spectralSummary(benchmark::State& state) {
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(LocalAudioAnalyzer::spectralSummary(left(), kSampleRate));
+  }
+}
+
+void waveform(benchmark::State& state) {
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(LocalAudioAnalyzer::waveform(left(), 120));
+  }
+}
+
+void audioChroma(benchmark::State& state) {
+  const std::span<const float> samples = std::span(left()).first(kKeyFrames);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(MusicalKeyAnalyzer::audioChroma(samples, kSampleRate));
+  }
+}
+
+void detect(benchmark::State& state) {
+  const Chroma chroma = {6, 2, 3, 2, 4, 4, 3, 5, 2, 4, 2, 3};
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(MusicalKeyAnalyzer::detect(chroma));
+  }
+}
+
+void transform(benchmark::State& state) {
+  const auto length = static_cast<std::size_t>(state.range(0));
+  Fft fft(length);
+  std::vector<std::complex<float>> bins(length / 2);
+  for (auto _ : state) {
+    fft.transform(std::span(left()).first(length), bins);
+    benchmark::DoNotOptimize(bins.data());
+  }
+}
+
+BENCHMARK(channelSums)->Unit(benchmark::kMillisecond);
+BENCHMARK(shortTermRms)->Unit(benchmark::kMillisecond);
+BENCHMARK(spectralSummary)->Unit(benchmark::kMillisecond);
+BENCHMARK(waveform)->Unit(benchmark::kMillisecond);
+BENCHMARK(audioChroma)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(detect)->Unit(benchmark::kMicrosecond);
+BENCHMARK(transform)->Arg(4096)->Arg(8192)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace brindlevane

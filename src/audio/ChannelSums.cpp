@@ -1,0 +1,142 @@
+#include "audio/ChannelSums.h"
+
+#include "key/SignalMath.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <type_traits>
+
+namespace brindlevane::LocalAudioAnalyzer {
+namespace {
+
+constexpr float kClippingThreshold = 0.999F;
+constexpr auto kClippedMagnitude = std::bit_cast<std::uint32_t>(kClippingThreshold);
+
+// A run that stays in the first-level cache while it is looked at more than once.
+constexpr std::size_t kRun = 2048;
+
+using Run = std::span<const float>;
+
+// An addition has to wait for the one before it in the same sum. So each walk below feeds as many
+// sums as it can, which costs hardly more than feeding one: the first walk over two channels sums
+// up the left one for the pool while it takes the means, the second the right one while it takes
+// the deviations from them.
+class Walks {
+ public:
+  explicit Walks(ChannelSums& sums) : sums_(sums) {}
+
+  void overOneChannel(Run channel) {
+    overRuns(channel, {}, [this](auto finite, Run samples, Run) {
+      ChannelSums::Pool pool = sums_.pool;
+      for (const float sample : samples) {
+        addToPool<finite>(pool, sample);
+      }
+      sums_.pool = pool;
+    });
+  }
+
+  void forMeans(Run left, Run right) {
+    overRuns(left, right, [this](auto finite, Run leftRun, Run rightRun) {
+      // Copies, for the compiler cannot keep members in registers here.
+      ChannelSums::Pool pool = sums_.pool;
+      ChannelSums::Stereo stereo = sums_.stereo;
+      for (std::size_t i = 0; i < leftRun.size(); ++i) {
+        const double l = leftRun[i];
+        const double r = rightRun[i];
+        addToPool<finite>(pool, leftRun[i]);
+        if constexpr (!finite) {
+          stereo.leftSum += std::isfinite(l) ? 0 : l;
+        }
+        stereo.rightSum += r;
+        stereo.midPower += (l + r) * (l + r);
+        stereo.sidePower += (l - r) * (l - r);
+      }
+      sums_.pool = pool;
+      sums_.stereo = stereo;
+    });
+    // So far the sum of what the pool leaves out; the pool holds nothing but the left channel yet.
+    sums_.stereo.leftSum += sums_.pool.sum;
+  }
+
+  void forDeviations(Run left, Run right) {
+    const double leftMean = sums_.stereo.leftSum / static_cast<double>(left.size());
+    const double rightMean = sums_.stereo.rightSum / static_cast<double>(right.size());
+    overRuns(right, left, [&](auto finite, Run rightRun, Run leftRun) {
+      ChannelSums::Pool pool = sums_.pool;
+      ChannelSums::Stereo stereo = sums_.stereo;
+      for (std::size_t i = 0; i < rightRun.size(); ++i) {
+        const double l = leftRun[i] - leftMean;
+        const double r = rightRun[i] - rightMean;
+        addToPool<finite>(pool, rightRun[i]);
+        stereo.covariance += l * r;
+        stereo.leftVariance += l * l;
+        stereo.rightVariance += r * r;
+      }
+      sums_.pool = pool;
+      sums_.stereo = stereo;
+    });
+  }
+
+ private:
+  template <bool finite>
+  static void addToPool(ChannelSums::Pool& pool, float single) {
+    const double sample = finite || std::isfinite(single) ? single : 0;
+    pool.sum += sample;
+    pool.sumOfSquares += sample * sample;
+  }
+
+  // Calls `walk` with runs of the channel that goes into the pool and of the other one, after
+  // telling whether the former is all finite, as nearly every run is.
+  template <typename Walk>
+  void overRuns(Run pooled, Run other, const Walk& walk) {
+    for (std::size_t start = 0; start < pooled.size(); start += kRun) {
+      const std::size_t length = std::min(kRun, pooled.size() - start);
+      const Run run = pooled.subspan(start, length);
+      const Run otherRun = other.empty() ? other : other.subspan(start, length);
+      if (const std::uint32_t peak = peakMagnitude(run); peak < kInfiniteMagnitude) {
+        count(run, peak);
+        walk(std::true_type(), run, otherRun);
+      } else {
+        for (const float& sample : run) {
+          if (std::isfinite(sample)) {
+            count(Run(&sample, 1), peakMagnitude(Run(&sample, 1)));
+          }
+        }
+        walk(std::false_type(), run, otherRun);
+      }
+    }
+  }
+
+  void count(Run finite, std::uint32_t peak) {
+    ChannelSums::Pool& pool = sums_.pool;
+    pool.count += finite.size();
+    pool.peakMagnitude = std::max(pool.peakMagnitude, peak);
+    if (peak >= kClippedMagnitude) {
+      pool.clipped +=
+          static_cast<std::size_t>(std::count_if(finite.begin(), finite.end(), [](float sample) {
+            return std::fabs(sample) >= kClippingThreshold;
+          }));
+    }
+  }
+
+  ChannelSums& sums_;
+};
+
+}  // namespace
+
+ChannelSums channelSums(const Channels& channels) {
+  ChannelSums sums;
+  sums.isStereo = channels.size() >= 2 && channels[0].size() == channels[1].size();
+  Walks walks(sums);
+  if (sums.isStereo) {
+    walks.forMeans(channels[0], channels[1]);
+    walks.forDeviations(channels[0], channels[1]);
+  }
+  for (std::size_t channel = sums.isStereo ? 2 : 0; channel < channels.size(); ++channel) {
+    walks.overOneChannel(channels[channel]);
+  }
+  return sums;
+}
+
+}  // namespace brindlevane::LocalAudioAnalyzer

@@ -1,0 +1,250 @@
+#include "key/KeyAnalysisError.h"
+#include "key/MusicalKeyAnalyzer.h"
+#include "tests/support/AudioFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <numbers>
+
+namespace brindlevane::MusicalKeyAnalyzer {
+namespace {
+
+using testing::frequencyOf;
+using testing::noise;
+using testing::tones;
+
+constexpr Chroma kMajor = {6.35, 2.23, 3.48, 2.33, 4.38, 4.09, 2.52, 5.19, 2.39, 3.66, 2.29, 2.88};
+constexpr Chroma kMinor = {6.33, 2.68, 3.52, 5.38, 2.60, 3.53, 2.54, 4.75, 3.98, 2.69, 3.34, 3.17};
+const std::vector<std::string> kNames = {"C", "C\u266f", "D", "D\u266f", "E", "F", "F\u266f",
+                                         "G", "G\u266f", "A", "A\u266f", "B"};
+const std::string kInsufficient =
+    "Le clip ne contient pas assez de signal tonal pour d\u00e9terminer une key.";
+
+Chroma rotated(const Chroma& profile, std::size_t root) {
+  Chroma chroma = {};
+  for (std::size_t i = 0; i < 12; ++i) {
+    chroma[(root + i) % 12] = profile[i];
+  }
+  return chroma;
+}
+
+template <typename Call>
+std::string refusalOf(const Call& call) {
+  try {
+    static_cast<void>(call());
+    return "";
+  } catch (const KeyAnalysisError& error) {
+    return error.what();
+  }
+}
+
+TEST(Detect, NamesEachOfThe24Profiles) {
+  for (std::size_t root = 0; root < 12; ++root) {
+    for (const auto& [profile, mode] : {std::pair(kMajor, " major"), std::pair(kMinor, " minor")}) {
+      const KeyDetection detection = detect(rotated(profile, root));
+      EXPECT_EQ(detection.key, kNames[root] + mode);
+      EXPECT_EQ(detection.confidence, 0.96);
+      EXPECT_EQ(detection.analyzedSeconds, 0);
+    }
+  }
+}
+
+TEST(Detect, MeasuresConfidenceByFitAndLead) {
+  Chroma single = {};
+  single[9] = 1;
+  EXPECT_EQ(detect(single).key, "A major");
+  EXPECT_NEAR(correlation(single, kMajor, 9), 0.6845, 5e-5);
+  EXPECT_NEAR(correlation(single, kMinor, 9), 0.6842, 5e-5);
+  EXPECT_NEAR(detect(single).confidence, 0.536, 5e-4);
+  const Chroma triad = {1, 0, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0};
+  EXPECT_EQ(detect(triad, 0, 12.5).key, "C major");
+  EXPECT_NEAR(detect(triad).confidence, 0.764, 5e-4);
+  EXPECT_EQ(detect(triad, 0, 12.5).analyzedSeconds, 12.5);
+}
+
+TEST(Detect, PrefersTheLowerRootOfEqualScores) {
+  // Two notes a tritone apart look the same from either.
+  const Chroma tritone = {0, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0};
+  const std::string key = detect(tritone).key;
+  const double best = std::max(correlation(tritone, kMajor, 1), correlation(tritone, kMinor, 1));
+  const bool isMajor = correlation(tritone, kMajor, 1) == best;
+  EXPECT_TRUE(key.starts_with("C\u266f") || !isMajor) << key;
+  EXPECT_NEAR(detect(tritone).confidence, 0.43 + 0.45 * std::max(best - 0.45, 0.0), 0.1);
+}
+
+TEST(Detect, TransposesByRoundedSemitones) {
+  const std::vector<std::pair<double, std::string>> cases = {
+      {0, "C"},         {2, "D"},    {-1, "B"},           {2.5, "D\u266f"},
+      {-2.5, "A"},      {2.49, "D"}, {12, "C"},           {-25, "B"},
+      {0.5, "C\u266f"}, {1e18, "E"}, {std::nan(""), "C"}, {-1.0 / 0.0, "C"}};
+  for (const auto& [semitones, note] : cases) {
+    EXPECT_EQ(detect(kMajor, semitones).key, note + " major") << semitones;
+  }
+}
+
+TEST(Detect, RefusesProfilesWithoutACentre) {
+  const std::vector<std::vector<double>> profiles = {
+      {},
+      std::vector<double>(11, 1),
+      std::vector<double>(13, 1),
+      std::vector<double>(12, 0),
+      std::vector<double>(12, 3),
+      {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -1},
+      {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1.0000005},
+      {1e308, 1e308, 1e308, 0, 0, 0, 0, 0, 0, 0, 0, 0}};
+  for (const std::vector<double>& profile : profiles) {
+    EXPECT_EQ(refusalOf([&] { return detect(profile); }), kInsufficient) << profile.size();
+  }
+}
+
+TEST(Correlation, OfAFlatProfileIsTheWorst) {
+  Chroma flat = {};
+  flat.fill(2);
+  EXPECT_EQ(correlation(flat, kMajor, 0), -1);
+}
+
+// By the definition: each frame transformed by the sum, each bin's logarithm by itself.
+Chroma directChroma(const std::vector<float>& samples, double sampleRate) {
+  Chroma chroma = {};
+  for (std::size_t start = 0; start + 8192 <= samples.size(); start += 4096) {
+    for (std::size_t k = 1; k < 4096; ++k) {
+      const double frequency = static_cast<double>(k) * sampleRate / 8192;
+      if (frequency < 45 || frequency > 5000) {
+        continue;
+      }
+      std::complex<double> bin;
+      for (std::size_t j = 0; j < 8192; ++j) {
+        const double turn = 2 * std::numbers::pi / 8192;
+        const double window = 0.8165 * (1 - std::cos(turn * static_cast<double>(j)));
+        bin += std::polar(window * samples[start + j], -turn * static_cast<double>(k * j % 8192));
+      }
+      const double note = std::round(12 * std::log2(frequency / 440) + 69);
+      chroma[static_cast<std::size_t>(note) % 12] +=
+          std::log(1 + std::abs(bin)) / std::sqrt(frequency);
+    }
+  }
+  return chroma;
+}
+
+TEST(AudioChroma, AgreesWithTheSumOfTheTransform) {
+  for (const double sampleRate : {44100.0, 192000.0}) {
+    SCOPED_TRACE(sampleRate);
+    std::vector<float> samples = noise(6, 0.01, 16384);
+    const std::vector<float> chord = tones({196, 247, 294}, 0.2, samples.size(), sampleRate);
+    std::transform(samples.begin(), samples.end(), chord.begin(), samples.begin(), std::plus<>());
+    const Chroma expected = directChroma(samples, sampleRate);
+    const Chroma chroma = audioChroma(samples, sampleRate);
+    for (std::size_t i = 0; i < 12; ++i) {
+      EXPECT_NEAR(chroma[i] / expected[i], 1, 2e-5) << i;
+    }
+  }
+}
+
+TEST(AudioChroma, DoesNotDependOnWhenTheSamplesArrive) {
+  const std::vector<float> samples = noise(8, 0.5, 44100 * 20 + 17);
+  const Chroma whole = audioChroma(samples, 44100);
+  for (const std::size_t step : {1000U, 4096U, 300000U}) {
+    ChromaCollector collector(samples.data(), 44100);
+    for (std::size_t count = step; count < samples.size(); count += step) {
+      collector.announce(count);
+    }
+    collector.announce(samples.size());
+    EXPECT_EQ(collector.finish(samples.size()), whole) << step;
+  }
+  // A signal that turns out one sample shorter than announced, and one frame shorter for it.
+  const std::size_t exact = 8192 + 4096 * 55;
+  ChromaCollector collector(samples.data(), 44100);
+  collector.announce(exact);
+  EXPECT_EQ(collector.finish(exact - 1), audioChroma(std::span(samples).first(exact - 1), 44100));
+  ChromaCollector abandoned(samples.data(), 44100);
+  abandoned.announce(samples.size());
+}
+
+TEST(AudioChroma, NeedsThreeFramesThatSound) {
+  const std::vector<float> tone = tones({440}, 0.5, 16384);
+  const auto refusal = [](std::span<const float> samples) {
+    return refusalOf([&] { return audioChroma(samples, 44100); });
+  };
+  EXPECT_EQ(refusal(tone), "");
+  EXPECT_EQ(refusal(std::span(tone).first(16383)), kInsufficient);
+  EXPECT_EQ(refusal({}), kInsufficient);
+  // A constant power of 5e-7 sounds, a little less does not.
+  EXPECT_EQ(refusal(std::vector<float>(16384, std::sqrt(5.001e-7F))), "");
+  EXPECT_EQ(refusal(std::vector<float>(16384, std::sqrt(4.999e-7F))), kInsufficient);
+  EXPECT_EQ(refusal(std::vector<float>(16384, std::nanf(""))), kInsufficient);
+  // No bin of so high a rate lies below 5 kHz.
+  EXPECT_EQ(refusalOf([&] { return audioChroma(tone, 2e9); }), kInsufficient);
+}
+
+TEST(AudioChroma, PutsASineIntoItsPitchClass) {
+  const Chroma chroma = audioChroma(tones({440}, 0.5, 88200), 44100);
+  EXPECT_EQ(std::max_element(chroma.begin(), chroma.end()) - chroma.begin(), 9);
+}
+
+// A cadence of triads over their bass notes, with the tonic held at its end.
+std::vector<float> music(std::size_t root, bool minor) {
+  const std::vector<std::size_t> scale = minor ? std::vector<std::size_t>{0, 2, 3, 5, 7, 8, 10}
+                                               : std::vector<std::size_t>{0, 2, 4, 5, 7, 9, 11};
+  std::vector<float> samples;
+  for (const auto& [degree, beats] :
+       std::vector<std::pair<std::size_t, std::size_t>>{{0, 2}, {3, 1}, {4, 1}, {0, 4}}) {
+    const auto note = [&, first = degree](std::size_t step, std::size_t octave) {
+      const std::size_t place = first + step;
+      return frequencyOf(static_cast<double>(octave + root + scale[place % 7] + 12 * (place / 7)));
+    };
+    const std::vector<float> chord =
+        tones({note(0, 36), note(0, 48), note(0, 60), note(2, 60), note(4, 60)}, 0.1, 12000 * beats,
+              22050);
+    samples.insert(samples.end(), chord.begin(), chord.end());
+  }
+  return samples;
+}
+
+TEST(AnalyzeAudio, FindsAll24KeysInMusic) {
+  const testing::TemporaryDirectory directory;
+  for (std::size_t root = 0; root < 12; ++root) {
+    for (const bool minor : {false, true}) {
+      const std::vector<float> samples = music(root, minor);
+      testing::writeWav(directory.file("a.wav"), {samples, samples}, 22050);
+      const KeyDetection detection = analyzeAudio(directory.file("a.wav"), 0, 0, std::nullopt);
+      EXPECT_EQ(detection.key, kNames[root] + (minor ? " minor" : " major"));
+      EXPECT_EQ(detection.analyzedSeconds, static_cast<double>(samples.size()) / 22050);
+      EXPECT_EQ(analyzeAudio(directory.file("a.wav"), 1, 0, std::nullopt).key,
+                kNames[(root + 1) % 12] + (minor ? " minor" : " major"));
+    }
+  }
+}
+
+TEST(AnalyzeAudio, PlansTheSegmentInFrames) {
+  const testing::TemporaryDirectory directory;
+  const std::string path = directory.file("a.wav");
+  testing::writeWav(path, {tones({262, 330, 392}, 0.2, 8000 * 100, 8000)}, 8000);
+  const double infinity = std::numeric_limits<double>::infinity();
+  const std::vector<std::tuple<double, std::optional<double>, double>> cases = {
+      {0, std::nullopt, 75}, {-1, 200, 75},           {std::nan(""), 60, 60},
+      {90, infinity, 10},    {90, 4.00013, 4.000125}, {-infinity, 3, 3}};
+  for (const auto& [start, duration, analyzed] : cases) {
+    EXPECT_EQ(analyzeAudio(path, 0, start, duration).analyzedSeconds, analyzed) << start;
+  }
+  for (const auto& [start, duration] : std::vector<std::pair<double, std::optional<double>>>{
+           {100, std::nullopt}, {1e300, 5}, {0, -1}, {0, std::nan("")}, {0, 0.512}, {0, 2.04}}) {
+    EXPECT_EQ(refusalOf([&] { return analyzeAudio(path, 0, start, duration); }), kInsufficient);
+  }
+}
+
+TEST(AnalyzeAudio, RefusesWhatIsNoAudio) {
+  const testing::TemporaryDirectory directory;
+  testing::writeBytes(directory.file("a.wav"), std::string(5000, 'x'));
+  for (const std::string& path : {directory.file("a.wav"), directory.file("missing")}) {
+    EXPECT_EQ(refusalOf([&] { return analyzeAudio(path, 0, 0, std::nullopt); }),
+              "Le fichier audio du clip est illisible.");
+  }
+  EXPECT_STREQ(KeyAnalysisError::unsupportedAudio().what(),
+               "Le format audio de ce clip n\u2019est pas pris en charge.");
+}
+
+}  // namespace
+}  // namespace brindlevane::MusicalKeyAnalyzer

@@ -1,0 +1,322 @@
+#include "platform/AudioFile.h"
+#include "platform/FileAttributes.h"
+#include "tests/support/AudioFiles.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <utility>
+
+namespace brindlevane {
+namespace {
+
+using testing::noise;
+using testing::run;
+using testing::Signal;
+using testing::TemporaryDirectory;
+using testing::writeBytes;
+using testing::writeWav;
+
+constexpr std::int64_t kAll = std::numeric_limits<std::int64_t>::max() / 2;
+
+Signal readAll(const std::string& path) {
+  std::optional<AudioFile> file = AudioFile::open(path);
+  return file ? file->read(0, kAll).value_or(Signal{}) : Signal{};
+}
+
+std::string bytesOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// How a file is made of a 16-bit WAV file: options of ffmpeg where they name a codec, else of sox.
+const std::map<std::string, std::string>& options() {
+  static const std::map<std::string, std::string> kOptions = {
+      {"u8.wav", "-e unsigned -b 8"},
+      {"s24.wav", "-b 24"},
+      {"s32.wav", "-b 32"},
+      {"float.wav", "-e float -b 32"},
+      {"double.wav", "-e float -b 64"},
+      {"rf64.wav", "-c:a pcm_s16le -rf64 always"},
+      {"s16.aiff", ""},
+      {"s24.aiff", "-b 24"},
+      {"s16.aifc", ""},
+      {"s16.w64", ""},
+      {"s16.au", ""},
+      {"s16.caf", ""},
+      {"alac.caf", "-c:a alac"},
+      {"s16.flac", ""},
+      {"s24.flac", "-b 24"},
+      {"flac.oga", "-c:a flac"},
+      {"flac.mp4", "-c:a flac -strict experimental"},
+      {"flac.mka", "-c:a flac"},
+      {"alac.m4a", "-c:a alac"},
+      {"wavpack.wv", "-c:a wavpack"},
+      {"tta.tta", "-c:a tta"},
+      {"lame.mp3", "-c:a libmp3lame -b:a 256k"},
+      {"lame.mp4", "-c:a libmp3lame -b:a 256k"},
+      {"bare.mp3", "-c:a libmp3lame -write_xing 0"},
+      {"aac.m4a", "-c:a aac -b:a 256k"},
+      {"aac.mov", "-c:a aac -b:a 256k"},
+      {"aac.aac", "-c:a aac"},
+      {"vorbis.ogg", "-c:a libvorbis -q:a 8"},
+      {"opus.opus", "-c:a libopus"},
+      {"opus.webm", "-c:a libopus"},
+      {"wma.wma", "-c:a wmav2"},
+      {"ac3.ac3", "-c:a ac3"}};
+  return kOptions;
+}
+
+// Files of every kind, made from one second and a quarter of stereo: noise, and two sines.
+class EveryKind : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    directory_ = new TemporaryDirectory();
+    source_ = Signal{noise(1, 0.4, kFrames), testing::tones({440, 1000}, 0.3, kFrames)};
+    writeWav(path("source.wav"), source_);
+    run("sox -D " + path("source.wav") + " -e signed -b 16 " + path("s16.wav"));
+  }
+  static void TearDownTestSuite() { delete directory_; }
+
+  static std::string path(const std::string& name) { return directory_->file(name); }
+
+  // The path of a file, made when first asked for.
+  static std::string made(const std::string& name) {
+    if (!std::filesystem::exists(path(name))) {
+      const std::string& how = options().at(name);
+      const std::string tool = how.starts_with("-c:a") ? "ffmpeg -v error -y -i " : "sox -D ";
+      run(tool + path("s16.wav") + " " + how + " " + path(name) + " 2>/dev/null");
+    }
+    return path(name);
+  }
+
+  static constexpr std::size_t kFrames = 54441;
+  static inline TemporaryDirectory* directory_ = nullptr;
+  static inline Signal source_;
+};
+
+TEST_F(EveryKind, LosslessFilesGiveTheIntegersOverThePowerOfTwoOfTheirWidth) {
+  const Signal expected = readAll(made("s16.wav"));
+  ASSERT_EQ(expected.size(), 2U);
+  ASSERT_EQ(expected[0].size(), kFrames);
+  for (std::size_t i = 0; i < kFrames; ++i) {
+    ASSERT_EQ(expected[0][i] * 32768, std::round(expected[0][i] * 32768)) << i;
+    ASSERT_NEAR(expected[0][i], source_[0][i], 0.51 / 32768) << i;
+  }
+  for (const char* const name :
+       {"s24.wav",  "s32.wav",  "float.wav", "double.wav", "rf64.wav",   "s16.aiff", "s24.aiff",
+        "s16.aifc", "s16.w64",  "s16.au",    "s16.caf",    "alac.caf",   "s16.flac", "s24.flac",
+        "flac.oga", "flac.mp4", "flac.mka",  "alac.m4a",   "wavpack.wv", "tta.tta"}) {
+    SCOPED_TRACE(name);
+    std::optional<AudioFile> file = AudioFile::open(made(name));
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->sampleRate(), 44100);
+    EXPECT_EQ(file->channelCount(), 2);
+    EXPECT_EQ(file->length(), static_cast<std::int64_t>(kFrames));
+    EXPECT_TRUE(file->read(0, kAll) == expected);
+  }
+}
+
+TEST_F(EveryKind, EightBitsAreCentredOn128) {
+  const Signal samples = readAll(made("u8.wav"));
+  for (std::size_t i = 0; i < kFrames; i += 97) {
+    ASSERT_EQ(samples[0][i] * 128, std::round(samples[0][i] * 128));
+    ASSERT_NEAR(samples[0][i], source_[0][i], 1.01 / 128);
+  }
+}
+
+struct Lossy {
+  std::string name;
+  std::size_t frames;  // 0: whatever the format rounds the source to
+  bool aligned;        // whether the samples can be compared with those of the source
+};
+
+TEST_F(EveryKind, LossyFilesLoseTheirDeclaredPrimingAndPadding) {
+  const std::vector<Lossy> kinds = {
+      {"aac.m4a", kFrames, true},  {"aac.mov", kFrames, true},    {"lame.mp3", kFrames, true},
+      {"lame.mp4", kFrames, true}, {"vorbis.ogg", kFrames, true}, {"opus.opus", 59256, false},
+      {"opus.webm", 59256, false}, {"bare.mp3", 56448, false},    {"wma.wma", 0, false},
+      {"ac3.ac3", 0, false},       {"aac.aac", 0, false}};
+  for (const Lossy& kind : kinds) {
+    SCOPED_TRACE(kind.name);
+    std::optional<AudioFile> file = AudioFile::open(made(kind.name));
+    ASSERT_TRUE(file);
+    const Signal all = file->read(0, kAll).value_or(Signal{});
+    ASSERT_EQ(all.size(), 2U);
+    EXPECT_EQ(file->length(), static_cast<std::int64_t>(all[1].size()));
+    EXPECT_NEAR(static_cast<double>(all[1].size()) / file->sampleRate(), kFrames / 44100.0, 0.06);
+    if (kind.frames > 0) {
+      EXPECT_EQ(all[1].size(), kind.frames);
+    }
+    for (std::size_t i = 4096; kind.aligned && i + 4096 < kFrames; ++i) {
+      ASSERT_NEAR(all[1][i], source_[1][i], 0.12) << i;
+    }
+  }
+}
+
+TEST_F(EveryKind, APartIsCutFromTheWholeToTheFrame) {
+  for (const char* const name :
+       {"s16.wav", "s16.flac", "s16.caf", "alac.caf", "lame.mp3", "bare.mp3", "vorbis.ogg",
+        "opus.opus", "aac.m4a", "alac.m4a", "wma.wma", "ac3.ac3"}) {
+    SCOPED_TRACE(name);
+    const Signal all = readAll(made(name));
+    ASSERT_FALSE(all.empty());
+    const auto length = static_cast<std::int64_t>(all[0].size());
+    std::optional<AudioFile> reused = AudioFile::open(made(name));
+    for (const std::int64_t start :
+         {std::int64_t{1}, std::int64_t{1151}, length - 2500, length / 2, std::int64_t{30000},
+          std::int64_t{0}, length - 1, length, length + 1}) {
+      SCOPED_TRACE(start);
+      const auto part = reused->read(start, 2500);
+      ASSERT_TRUE(part);
+      for (std::size_t channel = 0; channel < all.size(); ++channel) {
+        const auto from = all[channel].begin() + std::min(start, length);
+        const auto to = all[channel].begin() + std::min(start + 2500, length);
+        EXPECT_TRUE((*part)[channel] == std::vector<float>(from, to));
+      }
+    }
+  }
+}
+
+TEST_F(EveryKind, GaplessDataOfItunesReplacesAnEditList) {
+  std::string bytes = bytesOf(made("aac.m4a"));
+  // The edit list is hidden, and the gapless data put at the end of the movie box, the last one.
+  bytes.replace(bytes.find("edts"), 4, "free");
+  const auto box = [](const std::string& type, const std::string& content) {
+    std::string size = {0, 0, 0, 0};
+    size[2] = static_cast<char>((content.size() + 8) / 256);
+    size[3] = static_cast<char>((content.size() + 8) % 256);
+    return size + type + content;
+  };
+  const std::string zeros(4, '\0');
+  const std::string tag =
+      box("----", box("mean", zeros + "com.apple.iTunes") + box("name", zeros + "iTunSMPB") +
+                      box("data", std::string("\0\0\0\1", 4) + zeros +
+                                      " 00000000 00000400 000000A7 000000000000D4A9 00000000"));
+  const std::string handler = box("hdlr", zeros + zeros + "mdirappl" + std::string(9, '\0'));
+  const std::string added = box("udta", box("meta", zeros + handler + box("ilst", tag)));
+  const std::size_t movie = bytes.find("moov") - 4;
+  std::uint32_t size = 0;
+  for (std::size_t i = 0; i < 4; ++i) {
+    size = size << 8U | static_cast<unsigned char>(bytes[movie + i]);
+  }
+  size += static_cast<std::uint32_t>(added.size());
+  for (std::size_t i = 0; i < 4; ++i) {
+    bytes[movie + i] = static_cast<char>(size >> (24 - 8 * i));
+  }
+  writeBytes(path("itunes.m4a"), bytes + added);
+  EXPECT_TRUE(readAll(path("itunes.m4a")) == readAll(made("aac.m4a")));
+}
+
+TEST(AudioFile, FloatSamplesComeAsTheyAre) {
+  const TemporaryDirectory directory;
+  const float infinity = std::numeric_limits<float>::infinity();
+  const std::vector<float> odd = {0,      -0.0F,  1,        -1,        3.5F,
+                                  -1e30F, 1e-40F, infinity, -infinity, std::nanf("")};
+  writeWav(directory.file("odd.wav"), {odd});
+  const Signal samples = readAll(directory.file("odd.wav"));
+  ASSERT_EQ(samples.size(), 1U);
+  ASSERT_EQ(samples[0].size(), odd.size());
+  EXPECT_EQ(std::memcmp(samples[0].data(), odd.data(), odd.size() * sizeof(float)), 0);
+}
+
+TEST(AudioFile, OnlyRegularFilesAreOpened) {
+  const TemporaryDirectory directory;
+  writeWav(directory.file("a.wav"), {noise(1, 0.5, 5000)});
+  ASSERT_EQ(::mkfifo(directory.file("fifo").c_str(), 0600), 0);
+  EXPECT_TRUE(AudioFile::open(directory.file("a.wav")));
+  const std::vector<std::string> others = {directory.file("fifo"),
+                                           directory.file(""),
+                                           directory.file("missing.wav"),
+                                           directory.file("a.wav") + std::string(1, '\0'),
+                                           "/dev/zero",
+                                           "/dev/stdin",
+                                           ""};
+  for (const std::string& path : others) {
+    SCOPED_TRACE(path);
+    EXPECT_FALSE(AudioFile::open(path));
+  }
+}
+
+long residentKiB() {
+  rusage usage = {};
+  ::getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+TEST(AudioFile, PromisesOfAHeaderCostNothing) {
+  const TemporaryDirectory directory;
+  writeWav(directory.file("a.wav"), {noise(1, 0.5, 16)});
+  ASSERT_TRUE(AudioFile::open(directory.file("a.wav")));
+  std::string huge = bytesOf(directory.file("a.wav"));
+  huge.replace(4, 4, "\xff\xff\xff\xff");
+  huge.replace(40, 4, "\xf0\xff\xff\xff");
+  std::string wide = huge;
+  wide.replace(22, 2, "\xe8\x03");                        // 1000 channels
+  wide.replace(24, 4, std::string("\0\x94\x35\x77", 4));  // at 2 GHz
+  wide.replace(32, 2, "\xa0\x0f");
+  const long before = residentKiB();
+  for (const std::string& bytes : {huge, wide}) {
+    writeBytes(directory.file("b.wav"), bytes);
+    std::optional<AudioFile> file = AudioFile::open(directory.file("b.wav"));
+    const auto samples = file ? file->read(0, kAll) : std::nullopt;
+    EXPECT_LE(samples ? samples->front().size() : 0, 16U);
+  }
+  EXPECT_LT(residentKiB() - before, 64 * 1024);
+}
+
+TEST_F(EveryKind, DamagedFilesKeepStandardErrorSilent) {
+  const int kept = ::dup(STDERR_FILENO);
+  const int heard = ::open(path("stderr").c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+  ::dup2(heard, STDERR_FILENO);
+  for (const char* const name : {"s16.wav", "s16.flac", "lame.mp3", "bare.mp3", "vorbis.ogg",
+                                 "opus.opus", "aac.m4a", "wma.wma", "aac.aac"}) {
+    std::string bytes = bytesOf(made(name));
+    for (std::size_t i = 300; i < bytes.size(); i += 211) {
+      bytes[i] = static_cast<char>(bytes[i] ^ 0x55);
+    }
+    writeBytes(path("damaged"), bytes);
+    readAll(path("damaged"));
+    writeBytes(path("damaged"), bytes.substr(0, bytes.size() / 3));
+    readAll(path("damaged"));
+  }
+  const bool works = ::write(STDERR_FILENO, "!", 1) == 1;
+  ::dup2(kept, STDERR_FILENO);
+  ::close(kept);
+  ::close(heard);
+  EXPECT_TRUE(works);
+  EXPECT_EQ(bytesOf(path("stderr")), "!");
+}
+
+TEST(FileAttributes, TellSizeAndTimeOfModification) {
+  const TemporaryDirectory directory;
+  writeBytes(directory.file("f"), "12345");
+  const timespec times[2] = {{0, 0}, {1700000000, 250000000}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, directory.file("f").c_str(), times, 0), 0);
+  const auto attributes = fileAttributes(directory.file("f"));
+  ASSERT_TRUE(attributes);
+  EXPECT_EQ(attributes->size, 5U);
+  EXPECT_EQ(attributes->modifiedSince1970, 1700000000.25);
+  EXPECT_FALSE(fileAttributes(directory.file("missing")));
+}
+
+TEST(StandardizedPath, IsAbsoluteAndPlain) {
+  EXPECT_EQ(standardizedPath("/a/./b//c/../d.wav"), "/a/b/d.wav");
+  EXPECT_EQ(standardizedPath("/a/b/"), "/a/b");
+  EXPECT_EQ(standardizedPath("/"), "/");
+  EXPECT_EQ(standardizedPath("x.wav"), (std::filesystem::current_path() / "x.wav").string());
+}
+
+}  // namespace
+}  // namespace brindlevane

@@ -1,0 +1,42 @@
+#include "platform/Fft.h"
+#include "tests/support/AudioFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace brindlevane {
+namespace {
+
+TEST(Fft, GivesTheUnscaledSumOfTheDefinition) {
+  for (const std::size_t length : {2U, 6U, 30U, 256U, 4096U}) {
+    SCOPED_TRACE(length);
+    const std::vector<float> samples = testing::noise(7, 1, length);
+    std::vector<std::complex<float>> bins(length / 2 + 1);
+    Fft(length).transform(samples, bins);
+    for (std::size_t k = 0; k<bins.size(); k += length> 256 ? 61 : 1) {
+      std::complex<double> sum;
+      for (std::size_t j = 0; j < length; ++j) {
+        sum += static_cast<double>(samples[j]) *
+               std::polar(1.0, -2 * std::numbers::pi * static_cast<double>(k * j % length) /
+                                   static_cast<double>(length));
+      }
+      ASSERT_NEAR(bins[k].real(), sum.real(), 1e-5 * std::sqrt(length)) << k;
+      ASSERT_NEAR(bins[k].imag(), sum.imag(), 1e-5 * std::sqrt(length)) << k;
+    }
+  }
+}
+
+TEST(Fft, FewerBinsAreTheFirstOnes) {
+  const std::vector<float> samples = testing::noise(7, 1, 1024);
+  std::vector<std::complex<float>> all(513);
+  std::vector<std::complex<float>> some(100);
+  Fft fft(1024);
+  fft.transform(samples, all);
+  fft.transform(samples, some);
+  EXPECT_TRUE(std::equal(some.begin(), some.end(), all.begin()));
+}
+
+}  // namespace
+}  // namespace brindlevane

@@ -1,0 +1,215 @@
+#include "practice/PracticeBridge.h"
+#include "practice/Song.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <tuple>
+
+namespace brindlevane::practice {
+namespace {
+
+const std::string kToken(48, 'a');
+
+class PracticeBridgeTest : public testing::Test {
+ protected:
+  static LiveSet nightFerryIn(const TemporaryFolder& folder) {
+    AudioPool audio(folder.path());
+    Json song = nightFerry(audio);
+    return {.audio = std::move(audio), .song = std::move(song)};
+  }
+
+  /// The whole envelope that answers a request.
+  Json envelope(const std::string& method, const std::string& path, const std::string& body) {
+    return Json::parse(bridge_.answer({method, path, kToken, body}).body);
+  }
+
+  Json get(const std::string& path) { return envelope("GET", path, "")["result"]; }
+  Json post(const std::string& path, const Json& body) {
+    return envelope("POST", path, body.dump())["result"];
+  }
+
+  /// The body with what a write needs beside its own.
+  Json approved(Json body = Json::object()) {
+    body.update({{"confirm", true}, {"expectedRevision", bridge_.set().revision}});
+    return body;
+  }
+
+  std::string refusalOf(const std::string& path, const Json& body) {
+    return envelope("POST", path, body.dump()).value("/error/code"_json_pointer, "");
+  }
+
+  TemporaryFolder folder_;
+  PracticeBridge bridge_{nightFerryIn(folder_), kToken};
+};
+
+const std::vector<std::pair<std::string, Json>> kReversibleWrites = {
+    {"/v1/tempo", {{"tempo", 130}}},
+    {"/v1/tracks/create", {{"kind", "midi"}, {"name", "Keys"}, {"index", 3}}},
+    {"/v1/tracks/rename", {{"trackIndex", 2.0}, {"name", "Hats"}}},
+    {"/v1/tracks/state", {{"trackIndex", 0}, {"field", "solo"}, {"enabled", true}}},
+    {"/v1/tracks/volume", {{"trackIndex", 0}, {"displayDb", -70}}},
+    {"/v1/tracks/send", {{"trackIndex", 0}, {"sendIndex", 1}, {"displayDb", 0}}},
+    {"/v1/devices/parameters",
+     {{"trackIndex", 4}, {"deviceIndex", 0}, {"parameterIndex", 0}, {"value", 20000}}},
+    {"/v1/clips/midi", {{"trackIndex", 0}, {"startTime", 64}, {"length", 4}}},
+    {"/v1/clips/midi/replace",
+     {{"trackIndex", 0}, {"notes", {{{"pitch", 36}, {"startTime", 0}, {"duration", 1}}}}}},
+    {"/v1/workflows/organize", Json::object()},
+    {"/v1/arrangement/build", Json::object()},
+};
+
+TEST_F(PracticeBridgeTest, EachWriteNeedsApprovalAndTheRevisionOfNowAndIsTakenBackByUndo) {
+  for (const auto& [path, body] : kReversibleWrites) {
+    SCOPED_TRACE(path);
+    const Json before = bridge_.set().song;
+    const std::int64_t revision = bridge_.set().revision;
+    Json stale = approved(body);
+    stale["expectedRevision"] = revision - 1;
+    EXPECT_EQ(refusalOf(path, stale), "REVISION_CONFLICT");
+    Json unconfirmed = approved(body);
+    unconfirmed.erase("confirm");
+    if (path != "/v1/tempo") {
+      EXPECT_EQ(refusalOf(path, unconfirmed), "CONFIRMATION_REQUIRED");
+    }
+    EXPECT_EQ(bridge_.set().song, before);
+    EXPECT_EQ(post(path, approved(body))["revision"], revision + 1);
+    EXPECT_NE(bridge_.set().song, before);
+    EXPECT_EQ(post("/v1/undo", Json::object())["revision"], revision + 2);
+    EXPECT_EQ(bridge_.set().song, before);
+  }
+  EXPECT_EQ(refusalOf("/v1/undo", Json::object()), "NOTHING_TO_UNDO");
+}
+
+TEST_F(PracticeBridgeTest, RefusesWhatIsNotThereAndLeavesTheSetAsItWas) {
+  const Json note = {{"pitch", 36}, {"startTime", 0}, {"duration", 0}};
+  const std::vector<std::tuple<std::string, Json, std::string>> cases = {
+      {"/v1/tracks/rename", {{"trackIndex", 12}, {"name", "x"}}, "INVALID_INDEX"},
+      {"/v1/tracks/rename", {{"trackIndex", "0"}, {"name", "x"}}, "INVALID_INDEX"},
+      {"/v1/tracks/create", {{"kind", "midi"}, {"index", 13}}, "INVALID_INDEX"},
+      {"/v1/tracks/send", {{"trackIndex", 0}, {"sendIndex", 2}, {"displayDb", 0}}, "INVALID_INDEX"},
+      {"/v1/tracks/send",
+       {{"trackIndex", 0}, {"sendIndex", 0}, {"displayDb", 0.1}},
+       "INVALID_ARGUMENT"},
+      {"/v1/devices/parameters",
+       {{"trackIndex", 4}, {"deviceIndex", 0}, {"parameterIndex", 0}, {"value", 19.9}},
+       "INVALID_ARGUMENT"},
+      {"/v1/clips/midi", {{"trackIndex", 2}, {"startTime", 64}, {"length", 4}}, "NOT_A_MIDI_TRACK"},
+      {"/v1/clips/midi", {{"trackIndex", 0}, {"startTime", 63}, {"length", 4}}, "POSITION_TAKEN"},
+      {"/v1/clips/midi",
+       {{"trackIndex", 0}, {"startTime", 64}, {"length", 4}, {"notes", {note}}},
+       "INVALID_ARGUMENT"},
+      {"/v1/clips/midi/replace", {{"trackIndex", 1}, {"notes", {note}}}, "CLIP_NOT_SELECTED"},
+      {"/v1/samples/import",
+       {{"sampleId", std::string(24, '0')}, {"startTime", 0}},
+       "UNKNOWN_SAMPLE"},
+      {"/v1/master-capture/cancel", {{"jobId", "master_0"}}, "UNKNOWN_JOB"},
+      {"/v1/nothing", Json::object(), "NOT_FOUND"},
+      {"/v1/context", Json::object(), "METHOD_NOT_ALLOWED"},
+      {"/v1/undo", Json::array(), "INVALID_JSON"},
+  };
+  const Json before = bridge_.set().song;
+  for (const auto& [path, body, code] : cases) {
+    SCOPED_TRACE(path + body.dump());
+    EXPECT_EQ(refusalOf(path, body.is_object() ? approved(body) : body), code);
+    EXPECT_EQ(bridge_.set().song, before);
+  }
+  EXPECT_EQ(envelope("POST", "/v1/undo", "{\"a\":")["error"]["code"], "INVALID_JSON");
+  const std::string deep(100000, '[');
+  EXPECT_EQ(envelope("POST", "/v1/undo", deep)["error"]["code"], "INVALID_JSON");
+  EXPECT_EQ(bridge_.answer({"GET", "/v1/session", "another", ""}).status, 403);
+}
+
+TEST_F(PracticeBridgeTest, ANewTrackAndClipShowInTheNextContext) {
+  (void)post("/v1/tracks/create", approved({{"kind", "midi"}, {"name", "Arp"}}));
+  const Json note = {{"pitch", 61}, {"startTime", 1}, {"duration", 0.5}};
+  (void)post("/v1/clips/midi", approved({{"trackIndex", 12},
+                                         {"startTime", 8},
+                                         {"length", 16},
+                                         {"name", "Rise"},
+                                         {"notes", {note}}}));
+  const Json context = get("/v1/context");
+  const Json& track = context["projectAnalysis"]["tracks"][12];
+  EXPECT_EQ(track["name"], "Arp");
+  EXPECT_EQ(track["clips"][0]["name"], "Rise");
+  EXPECT_EQ(track["clips"][0]["noteCount"], 1);
+  EXPECT_EQ(context["selection"]["notes"][0]["pitch"], 61);
+}
+
+TEST_F(PracticeBridgeTest, TheSelectedTrackDecidesWhatTheKeySourceIs) {
+  const auto sourceOf = [this](int track) {
+    (void)post("/v1/tracks/select", approved({{"trackIndex", track}}));
+    return envelope("GET", "/v1/key-source", "");
+  };
+  const Json clap = sourceOf(1)["result"];
+  EXPECT_EQ(clap["kind"], "midi");
+  EXPECT_EQ(clap["pitchClasses"], Json({0, 0, 0, 0.5, 0, 0, 0, 0, 0, 0, 0, 0}));
+  const Json pad = sourceOf(7)["result"];
+  EXPECT_EQ(pad["kind"], "audio");
+  EXPECT_EQ(pad["transposeSemitones"], 2);
+  EXPECT_NEAR(pad["analysisRange"]["durationSeconds"], 64 * 60 / 124.0 * std::exp2(2 / 12.0), 1e-4);
+  EXPECT_TRUE(std::filesystem::is_regular_file(pad["filePath"].get<std::string>()));
+  EXPECT_EQ(sourceOf(11)["error"]["code"], "NO_CLIP_SELECTED");
+}
+
+TEST_F(PracticeBridgeTest, SampleSearchRanksByWordsWithinARole) {
+  const auto namesFor = [this](const Json& body) {
+    std::vector<std::string> names;
+    const Json result = post("/v1/samples/search", body);
+    for (const Json& sample : result["samples"]) {
+      EXPECT_EQ(sample["sampleId"].get<std::string>().size(), 24U);
+      names.push_back(sample["name"]);
+    }
+    return names;
+  };
+  using Names = std::vector<std::string>;
+  EXPECT_EQ(namesFor({{"query", "TIGHT kick"}, {"limit", 2}}),
+            (Names{"Tight Tech Kick 01", "Deep Round Kick 07"}));
+  EXPECT_EQ(namesFor({{"query", "concrete"}, {"role", "clap"}}), Names{"Wide Room Clap"});
+  EXPECT_EQ(namesFor({{"query", "zither"}}), Names{});
+  EXPECT_EQ(namesFor(Json::object()).size(), 12U);
+}
+
+TEST_F(PracticeBridgeTest, TheArrangementIsAppendedInEightSections) {
+  const Json built = post("/v1/arrangement/build", approved());
+  EXPECT_EQ(built["startTime"], 64);
+  EXPECT_EQ(built["sections"].size(), 8U);
+  const Json project = get("/v1/analysis/project");
+  EXPECT_EQ(project["arrangementLength"], 64 + 128 * 4);
+  const Json& bass = project["tracks"][4]["clips"];
+  EXPECT_NE(bass[2]["name"], bass[3]["name"]) << "the variations take turns";
+}
+
+TEST_F(PracticeBridgeTest, ACaptureIsRenderedInPartsAsIfAtOnce) {
+  (void)post("/v1/tempo", approved({{"tempo", 240}}));
+  (void)post("/v1/transport/play", Json::object());
+  const Json wanted = {{"bars", 2}, {"startTime", 6.5}};
+  EXPECT_EQ(refusalOf("/v1/master-capture/start", approved(wanted)), "TRANSPORT_RUNNING");
+  (void)post("/v1/transport/stop", Json::object());
+  const Json job = {{"jobId", post("/v1/master-capture/start", approved(wanted))["jobId"]}};
+  EXPECT_EQ(get("/v1/context")["projectAnalysis"]["tracks"].size(), 13U);
+  std::vector<double> progress;
+  Json status = post("/v1/master-capture/status", job);
+  for (; status["status"] == "running"; status = post("/v1/master-capture/status", job)) {
+    progress.push_back(status["progress"]);
+  }
+  EXPECT_EQ(status["status"], "ready");
+  ASSERT_EQ(progress.size(), 2U);
+  EXPECT_NEAR(progress[1], 2 / 3.0, 1e-4);
+  const std::string file = status["filePath"];
+  const LiveSet& set = bridge_.set();
+  EXPECT_EQ(std::filesystem::file_size(file), 44U + 2 * kSampleRate * 4);
+  const Stereo* sound = set.audio.find(file);
+  ASSERT_NE(sound, nullptr);
+  EXPECT_EQ(*sound, renderMaster(set.song["tracks"], set.audio, 240, 6.5, 2 * kSampleRate));
+  Json cleanup = job;
+  cleanup["confirm"] = true;
+  EXPECT_EQ(post("/v1/master-capture/cleanup", cleanup)["temporaryTrackRemoved"], true);
+  EXPECT_FALSE(std::filesystem::exists(file));
+  EXPECT_EQ(get("/v1/context")["projectAnalysis"]["tracks"].size(), 12U);
+}
+
+}  // namespace
+}  // namespace brindlevane::practice

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace brindlevane::testing {
+
+/// One array of samples per channel, full scale = 1.
+using Signal = std::vector<std::vector<float>>;
+
+/// A directory of its own, removed with the object.
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory();
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  ~TemporaryDirectory();
+
+  [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Writes a WAV file of 32-bit float samples.
+void writeWav(const std::string& path, const Signal& signal, double sampleRate = 44100);
+
+/// Writes any bytes.
+void writeBytes(const std::string& path, const std::string& bytes);
+
+/// Runs a shell command and fails the test when it fails.
+void run(const std::string& command);
+
+/// A sum of sines of equal amplitude.
+[[nodiscard]] std::vector<float> tones(const std::vector<double>& frequencies, double amplitude,
+                                       std::size_t count, double sampleRate = 44100);
+
+/// White noise with a fixed seed, evenly spread from -amplitude to amplitude.
+[[nodiscard]] std::vector<float> noise(unsigned seed, double amplitude, std::size_t count);
+
+/// Hz of a MIDI note.
+[[nodiscard]] double frequencyOf(double midiNote);
+
+}  // namespace brindlevane::testing
