@@ -6,6 +6,7 @@
 #include "support/ChildProcess.h"
 #include "support/ScratchFolder.h"
 
+#include <array>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@ namespace fs = std::filesystem;
 constexpr int kRounds = 9;
 constexpr int kLongestListen = 90;
 constexpr int kLongestKey = 75;
+constexpr std::array kOtherKinds{".flac", ".mp3", ".m4a"};
 
 std::string callOf(const std::string& tool) {
   return R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":"brindlevane_)" + tool +
@@ -58,55 +60,78 @@ class Listener {
   }
 
   CannedBridge& bridge() { return bridge_; }
-  double residentMiB() const { return server_.residentMiB(); }
+
+  /// What the server holds when it has answered and tidied up.
+  double residentMiB() {
+    server_.exchange("{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"tools/list\"}\n");
+    return server_.residentMiB();
+  }
 
  private:
   CannedBridge bridge_;
   ChildProcess server_{{BRINDLEVANE_PROGRAM}, bridge_.supportFolder()};
 };
 
-double secondsToRun(const std::vector<std::string>& command) {
+void benchMemory(Table& table, Listener& listener, const fs::path& wav) {
+  const double idle = listener.residentMiB();
+  for (const char* kind : {".wav", ".m4a"}) {
+    listener.select(fs::path(wav).replace_extension(kind));
+    (void)listener.listen();
+    table.addMemory(std::string("more after 90 s of ") + (kind + 1), listener.residentMiB() - idle,
+                    8);
+  }
+}
+
+/// What a user would run instead, with the file between its two halves.
+struct Peer {
+  const char* kind;
+  const char* name;
+  std::vector<std::string> command;
+  std::vector<std::string> options;
+  double highest;
+};
+
+double secondsToRun(const Peer& peer, const fs::path& file) {
+  std::vector<std::string> command = peer.command;
+  command.push_back(file);
+  command.insert(command.end(), peer.options.begin(), peer.options.end());
   return secondsOf([&] { ChildProcess(command).finish(); });
 }
 
 void benchKinds(Table& table, Listener& listener, const fs::path& wav) {
-  const auto add = [&](const fs::path& file, const std::string& peer,
-                       const std::function<double()>& runPeer, double highest) {
-    table.addTimes("90 s of " + file.extension().string().substr(1), peer,
+  const std::vector<std::string> ffmpeg{"ffmpeg", "-nostdin", "-i"};
+  const std::vector<std::string> decode{"-f", "null", "-"};
+  const std::vector<std::string> astats{"-af", "astats", "-f", "null", "-"};
+  const std::vector<Peer> peers = {
+      {".wav", "sox stats", {"sox"}, {"-n", "stats"}, 1.0},
+      {".wav", "ffmpeg astats", ffmpeg, astats, 1.0},
+      {".flac", "ffmpeg decoding", ffmpeg, decode, 1.0},
+      {".flac", "ffmpeg astats", ffmpeg, astats, 1.0},
+      {".mp3", "ffmpeg decoding", ffmpeg, decode, 1.0},
+      {".mp3", "ffmpeg astats", ffmpeg, astats, 1.0},
+      {".m4a", "ffmpeg decoding", ffmpeg, decode, 1.0},
+      {".m4a", "ffmpeg astats", ffmpeg, astats, 1.0},
+  };
+  for (const Peer& peer : peers) {
+    const fs::path file = fs::path(wav).replace_extension(peer.kind);
+    table.addTimes(std::string("90 s of ") + (peer.kind + 1), peer.name,
                    takeTurns(
-                       kRounds, [&] { return listener.secondsToAnswer(kListen, file); }, runPeer),
+                       kRounds, [&] { return listener.secondsToAnswer(kListen, file); },
+                       [&] { return secondsToRun(peer, file); }),
+                   peer.highest);
+  }
+}
+
+void benchDecoding(Table& table, Listener& listener, const fs::path& wav) {
+  const auto add = [&](const char* what, const char* tool, int seconds, double highest) {
+    table.addTimes(what, "libsndfile decoding",
+                   takeTurns(
+                       kRounds, [&] { return listener.secondsToAnswer(tool, wav); },
+                       [&] { return secondsOf([&] { decodeOnly(wav, seconds); }); }),
                    highest);
   };
-  const auto ffmpeg = [](const fs::path& file, const std::vector<std::string>& filter) {
-    std::vector<std::string> command{"ffmpeg", "-nostdin", "-i", file};
-    command.insert(command.end(), filter.begin(), filter.end());
-    command.insert(command.end(), {"-f", "null", "-"});
-    return secondsToRun(command);
-  };
-  add(
-      wav, "sox stats",
-      [&] {
-        return secondsToRun({"sox", wav, "-n", "stats"});
-      },
-      1.0);
-  add(
-      wav, "libsndfile decoding",
-      [&] { return secondsOf([&] { decodeOnly(wav, kLongestListen); }); }, 3.5);
-  for (const std::string kind : {"wav", "flac", "mp3", "m4a"}) {
-    fs::path file = wav;
-    file.replace_extension(kind);
-    if (file != wav) {
-      convertAudio(wav, file);
-      add(
-          file, "ffmpeg decoding", [&] { return ffmpeg(file, {}); }, 1.0);
-    }
-    add(
-        file, "ffmpeg astats",
-        [&] {
-          return ffmpeg(file, {"-af", "astats"});
-        },
-        1.0);
-  }
+  add("90 s of wav", kListen, kLongestListen, 3.5);
+  add("key of 75 s of wav", kFindKey, kLongestKey, 4.0);
 }
 
 void benchRepeat(Table& table, Listener& listener, const fs::path& wav) {
@@ -145,19 +170,15 @@ void benchListening(Table& table) {
   const ScratchFolder folder;
   const fs::path wav = folder.path() / "music.wav";
   writeMusic(wav, kLongestListen);
+  for (const char* kind : kOtherKinds) {
+    convertAudio(wav, fs::path(wav).replace_extension(kind));
+  }
   Listener listener;
-  listener.select(wav);
-  const double idle = listener.residentMiB();
-  (void)listener.listen();
+  benchMemory(table, listener, wav);
   benchKinds(table, listener, wav);
-  table.addTimes("key of 75 s", "libsndfile decoding",
-                 takeTurns(
-                     kRounds, [&] { return listener.secondsToAnswer(kFindKey, wav); },
-                     [&] { return secondsOf([&] { decodeOnly(wav, kLongestKey); }); }),
-                 4.0);
+  benchDecoding(table, listener, wav);
   benchRepeat(table, listener, wav);
   benchLengths(table, listener, wav);
-  table.addMemory("more after all this", listener.residentMiB() - idle, 8);
 }
 
 }  // namespace brindlevane

@@ -73,7 +73,8 @@ pid_t start(std::vector<std::string> command, std::vector<std::string> environme
 }  // namespace
 
 ChildProcess::ChildProcess(const std::vector<std::string>& command,
-                           const std::filesystem::path& supportFolder) {
+                           const std::filesystem::path& supportFolder)
+    : name_(command.front()) {
   const auto [childInput, ourInput] = makePipe();
   const auto [ourOutput, childOutput] = makePipe();
   input_ = ourInput;
@@ -95,13 +96,13 @@ ChildProcess::~ChildProcess() {
 template <typename Take>
 void ChildProcess::exchangeBlocks(std::string_view line, Take take) {
   if (write(input_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
-    throw std::runtime_error("a program does not read its input");
+    throw std::runtime_error(name_ + " does not read its input");
   }
   std::string_view got;
   do {
     const ssize_t count = read(output_, block_.data(), block_.size());
     if (count <= 0) {
-      throw std::runtime_error("a program left without an answer");
+      throw std::runtime_error(name_ + " left without an answer");
     }
     got = std::string_view(block_.data(), static_cast<std::size_t>(count));
     take(got);
@@ -124,7 +125,7 @@ void ChildProcess::finish() {
   int status = 0;
   waitpid(std::exchange(process_, -1), &status, 0);
   if (status != 0) {
-    throw std::runtime_error("a program failed");
+    throw std::runtime_error(name_ + " failed");
   }
 }
 

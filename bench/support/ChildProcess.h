@@ -44,6 +44,7 @@ class ChildProcess {
   template <typename Take>
   void exchangeBlocks(std::string_view line, Take take);
 
+  std::string name_;
   pid_t process_ = -1;
   int input_ = -1;
   int output_ = -1;
