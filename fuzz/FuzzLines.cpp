@@ -2,6 +2,8 @@
 #include "server/BrindlevaneMCPMain.h"
 #include "tests/support/ScriptedBridge.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
@@ -15,6 +17,21 @@ using namespace brindlevane;
 void require(bool holds) {
   if (!holds) {
     std::abort();
+  }
+}
+
+/// What is read must be what the JSON library's own, slower parser reads. That one stops at a NUL
+/// byte and has no limit to nesting.
+void checkReading(std::string_view text) {
+  const std::optional<Json> read = parseJson(text);
+  const Json expected = Json::parse(text, nullptr, /*allow_exceptions=*/false);
+  const auto opened =
+      std::count(text.begin(), text.end(), '[') + std::count(text.begin(), text.end(), '{');
+  if (read) {
+    require(*read == expected);
+  } else {
+    require(expected.is_discarded() || text.find('\0') != std::string_view::npos ||
+            opened > static_cast<std::ptrdiff_t>(kDeepestNesting));
   }
 }
 
@@ -59,6 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   while (!rest.empty()) {
     const std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+    checkReading(line);
     checkAnswer(line, BrindlevaneMCPMain::answer(line, access));
   }
   return 0;
