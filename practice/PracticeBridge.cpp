@@ -13,46 +13,57 @@ namespace {
 constexpr std::size_t kHistoryLength = 32;
 constexpr int kNesting = 16;
 
+// What a request must bring, and what it does.
+struct Rules {
+  bool confirms;        // the body must carry "confirm": true
+  bool checksRevision;  // the body must carry the revision of now
+  bool changes;         // the revision goes up
+};
+
+constexpr Rules kOpen{false, false, false};
+constexpr Rules kChange{false, false, true};
+constexpr Rules kConfirmedChange{true, false, true};
+constexpr Rules kWrite{false, true, true};
+constexpr Rules kConfirmedWrite{true, true, true};
+
 struct Route {
   std::string_view method;
   std::string_view path;
-  bool confirms;            // the body must carry "confirm": true
-  bool checksRevision;      // the body must carry the revision of now
-  bool changes;             // the revision goes up
+  Rules rules;
   std::string_view undoes;  // what undo takes back, empty where it cannot
   Json (*handle)(LiveSet& set, const Json& body);
 };
 
 constexpr std::array kRoutes = {
-    Route{"GET", "/v1/health", false, false, false, "", health},
-    Route{"GET", "/v1/session", false, false, false, "", session},
-    Route{"GET", "/v1/context", false, false, false, "", context},
-    Route{"GET", "/v1/analysis/project", false, false, false, "", projectAnalysis},
-    Route{"GET", "/v1/analysis/mix-prep", false, false, false, "", mixPreparation},
-    Route{"GET", "/v1/key-source", false, false, false, "", keySource},
-    Route{"POST", "/v1/devices/parameters/read", false, false, false, "", deviceParameters},
-    Route{"POST", "/v1/devices/parameters", true, true, true, "set device parameter",
+    Route{"GET", "/v1/health", kOpen, "", health},
+    Route{"GET", "/v1/session", kOpen, "", session},
+    Route{"GET", "/v1/context", kOpen, "", context},
+    Route{"GET", "/v1/analysis/project", kOpen, "", projectAnalysis},
+    Route{"GET", "/v1/analysis/mix-prep", kOpen, "", mixPreparation},
+    Route{"GET", "/v1/key-source", kOpen, "", keySource},
+    Route{"POST", "/v1/devices/parameters/read", kOpen, "", deviceParameters},
+    Route{"POST", "/v1/devices/parameters", kConfirmedWrite, "set device parameter",
           setDeviceParameter},
-    Route{"POST", "/v1/transport/play", false, false, false, "", play},
-    Route{"POST", "/v1/transport/stop", false, false, false, "", stop},
-    Route{"POST", "/v1/tempo", false, true, true, "set tempo", setTempo},
-    Route{"POST", "/v1/tracks/create", true, true, true, "create track", createTrack},
-    Route{"POST", "/v1/tracks/rename", true, true, true, "rename track", renameTrack},
-    Route{"POST", "/v1/tracks/select", true, true, true, "", selectTrack},
-    Route{"POST", "/v1/tracks/state", true, true, true, "set track state", setTrackState},
-    Route{"POST", "/v1/tracks/volume", true, true, true, "set track volume", setTrackVolume},
-    Route{"POST", "/v1/tracks/send", true, true, true, "set send level", setSendLevel},
-    Route{"POST", "/v1/clips/midi", true, true, true, "create MIDI clip", createMidiClip},
-    Route{"POST", "/v1/clips/midi/replace", true, true, true, "replace notes", replaceMidiClip},
-    Route{"POST", "/v1/workflows/organize", true, true, true, "organize tracks", organizeTracks},
-    Route{"POST", "/v1/arrangement/build", true, true, true, "build arrangement", buildArrangement},
-    Route{"POST", "/v1/samples/search", false, false, false, "", searchSamples},
-    Route{"POST", "/v1/samples/import", true, true, true, "import sample", importSample},
-    Route{"POST", "/v1/master-capture/start", true, true, true, "", startCapture},
-    Route{"POST", "/v1/master-capture/status", false, false, false, "", captureStatus},
-    Route{"POST", "/v1/master-capture/cancel", true, false, true, "", endCapture},
-    Route{"POST", "/v1/master-capture/cleanup", true, false, true, "", endCapture},
-    Route{"POST", "/v1/undo", false, false, true, "", undo},
+    Route{"POST", "/v1/transport/play", kOpen, "", play},
+    Route{"POST", "/v1/transport/stop", kOpen, "", stop},
+    Route{"POST", "/v1/tempo", kWrite, "set tempo", setTempo},
+    Route{"POST", "/v1/tracks/create", kConfirmedWrite, "create track", createTrack},
+    Route{"POST", "/v1/tracks/rename", kConfirmedWrite, "rename track", renameTrack},
+    Route{"POST", "/v1/tracks/select", kConfirmedWrite, "", selectTrack},
+    Route{"POST", "/v1/tracks/state", kConfirmedWrite, "set track state", setTrackState},
+    Route{"POST", "/v1/tracks/volume", kConfirmedWrite, "set track volume", setTrackVolume},
+    Route{"POST", "/v1/tracks/send", kConfirmedWrite, "set send level", setSendLevel},
+    Route{"POST", "/v1/clips/midi", kConfirmedWrite, "create MIDI clip", createMidiClip},
+    Route{"POST", "/v1/clips/midi/replace", kConfirmedWrite, "replace notes", replaceMidiClip},
+    Route{"POST", "/v1/workflows/organize", kConfirmedWrite, "organize tracks", organizeTracks},
+    Route{"POST", "/v1/arrangement/build", kConfirmedWrite, "build arrangement", buildArrangement},
+    Route{"POST", "/v1/samples/search", kOpen, "", searchSamples},
+    Route{"POST", "/v1/samples/import", kConfirmedWrite, "import sample", importSample},
+    Route{"POST", "/v1/master-capture/start", kConfirmedWrite, "", startCapture},
+    Route{"POST", "/v1/master-capture/status", kOpen, "", captureStatus},
+    Route{"POST", "/v1/master-capture/cancel", kConfirmedChange, "", endCapture},
+    Route{"POST", "/v1/master-capture/cleanup", kConfirmedChange, "", endCapture},
+    Route{"POST", "/v1/undo", kChange, "", undo},
 };
 
 const Route& routeOf(const HttpRequest& request) {
@@ -87,10 +98,10 @@ Json bodyOf(const HttpRequest& request) {
 }
 
 void checkRules(const Route& route, const Json& body, std::int64_t revision) {
-  if (route.confirms && body.value("confirm", Json()) != true) {
+  if (route.rules.confirms && body.value("confirm", Json()) != true) {
     throw Refusal(400, "CONFIRMATION_REQUIRED", "Ask the user first, then send confirm = true.");
   }
-  if (route.checksRevision && body.value("expectedRevision", Json()) != revision) {
+  if (route.rules.checksRevision && body.value("expectedRevision", Json()) != revision) {
     throw Refusal(409, "REVISION_CONFLICT",
                   "The set has changed: it is at revision " + std::to_string(revision) +
                       ", the request expected " + body.value("expectedRevision", Json()).dump() +
@@ -100,7 +111,7 @@ void checkRules(const Route& route, const Json& body, std::int64_t revision) {
 }
 
 Json carryOut(const Route& route, LiveSet& set, const Json& body) {
-  if (!route.changes) {
+  if (!route.rules.changes) {
     return route.handle(set, body);
   }
   Json before = set.song;

@@ -26,9 +26,9 @@ void run(const std::filesystem::path& supportFolder) {
   const RunningBridge bridge;
   const BridgeFile file(supportFolder, bridge.port(), bridge.token());
   std::cout << "Night Ferry, 12 tracks, plays at http://127.0.0.1:" << bridge.port() << "\n"
-            << "Wrote " << file.path().string() << "; it goes when this program ends.\n"
+            << "Wrote " << file.path() << "; it goes when this program ends.\n"
             << "Start the server on this set with\n\n  XDG_DATA_HOME="
-            << file.path().parent_path().parent_path().string() << " brindlevane\n\n"
+            << file.path().parent_path().parent_path() << " brindlevane\n\n"
             << "Ctrl-C ends the bridge." << std::endl;
   int signal = 0;
   sigwait(&endings, &signal);

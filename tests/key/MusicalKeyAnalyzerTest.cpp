@@ -229,9 +229,10 @@ TEST(AnalyzeAudio, PlansTheSegmentInFrames) {
   for (const auto& [start, duration, analyzed] : cases) {
     EXPECT_EQ(analyzeAudio(path, 0, start, duration).analyzedSeconds, analyzed) << start;
   }
-  for (const auto& [start, duration] : std::vector<std::pair<double, std::optional<double>>>{
+  for (const auto& segment : std::vector<std::pair<double, std::optional<double>>>{
            {100, std::nullopt}, {1e300, 5}, {0, -1}, {0, std::nan("")}, {0, 0.512}, {0, 2.04}}) {
-    EXPECT_EQ(refusalOf([&] { return analyzeAudio(path, 0, start, duration); }), kInsufficient);
+    EXPECT_EQ(refusalOf([&] { return analyzeAudio(path, 0, segment.first, segment.second); }),
+              kInsufficient);
   }
 }
 
