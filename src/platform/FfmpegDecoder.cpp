@@ -139,6 +139,20 @@ class FrameStream {
     return av_rescale_q(frame_->pts, stream().time_base, {1, frame_->sample_rate});
   }
 
+  // Counts the packets of the whole file without decoding them; the stream is used up then.
+  // Nothing unless each of them holds as many frames as the first.
+  std::optional<std::int64_t> countFixedPackets() {
+    const std::string_view format = demuxer_->iformat->name;
+    if (format != "mp3" && format != "aac" && format != "ac3") {
+      return std::nullopt;
+    }
+    while (av_read_frame(demuxer_.get(), packet_.get()) >= 0) {
+      packets_ += packet_->stream_index == streamIndex_ ? 1 : 0;
+      av_packet_unref(packet_.get());
+    }
+    return packets_;
+  }
+
   [[nodiscard]] const AVFrame& frame() const { return *frame_; }
   [[nodiscard]] const AVStream& stream() const {
     return *demuxer_->streams[static_cast<unsigned>(streamIndex_)];
@@ -221,6 +235,7 @@ class FrameStream {
       const bool wanted = packet_->stream_index == streamIndex_;
       const int sent = wanted ? avcodec_send_packet(codec_.get(), packet_.get()) : AVERROR(EAGAIN);
       av_packet_unref(packet_.get());
+      packets_ += wanted ? 1 : 0;
       if (sent == 0) {
         return true;
       }
@@ -234,6 +249,7 @@ class FrameStream {
   Packet packet_;
   Frame frame_;
   int streamIndex_ = -1;
+  std::int64_t packets_ = 0;  // read from the stream so far
   bool drained_ = false;
 };
 
@@ -350,13 +366,10 @@ class FfmpegDecoder final : public AudioDecoder {
     return usable && drop(trim_.priming);
   }
 
-  // Finds the length: the one declared, or else by decoding the file to its end once.
+  // Finds the length: the one declared, or else by going through the file to its end once.
   bool measure() {
     if (!trim_.length) {
-      while (available() > 0) {
-        advance(available());
-      }
-      const std::int64_t counted = position_;
+      const std::int64_t counted = countFrames();
       if (!start()) {
         return false;
       }
@@ -364,6 +377,17 @@ class FfmpegDecoder final : public AudioDecoder {
     }
     format_.length = *trim_.length;
     return true;
+  }
+
+  std::int64_t countFrames() {
+    const std::int64_t perPacket = stream_->frame().nb_samples;
+    if (const std::optional<std::int64_t> packets = stream_->countFixedPackets()) {
+      return *packets * perPacket;
+    }
+    while (available() > 0) {
+      advance(available());
+    }
+    return position_;
   }
 
   bool restart() {
