@@ -20,8 +20,8 @@ namespace brindlevane {
 namespace {
 
 constexpr double kSampleRate = 44100;
-constexpr std::size_t kFrames = 44100 * 90;
-constexpr std::size_t kKeyFrames = 44100 * 75;
+constexpr std::size_t kFrames = std::size_t{44100} * 90;
+constexpr std::size_t kKeyFrames = std::size_t{44100} * 75;
 
 std::vector<float> noise(unsigned seed) {
   std::mt19937 bits(seed);
@@ -45,39 +45,39 @@ const std::vector<float>& right() {
 // Levels and stereo image.
 void channelSums(benchmark::State& state) {
   const LocalAudioAnalyzer::Channels channels = {left(), right()};
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(LocalAudioAnalyzer::channelSums(channels));
   }
 }
 
 void shortTermRms(benchmark::State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(LocalAudioAnalyzer::shortTermRms(left(), kSampleRate));
   }
 }
 
 void spectralSummary(benchmark::State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(LocalAudioAnalyzer::spectralSummary(left(), kSampleRate));
   }
 }
 
 void waveform(benchmark::State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(LocalAudioAnalyzer::waveform(left(), 120));
   }
 }
 
 void audioChroma(benchmark::State& state) {
   const std::span<const float> samples = std::span(left()).first(kKeyFrames);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(MusicalKeyAnalyzer::audioChroma(samples, kSampleRate));
   }
 }
 
 void detect(benchmark::State& state) {
   const Chroma chroma = {6, 2, 3, 2, 4, 4, 3, 5, 2, 4, 2, 3};
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(MusicalKeyAnalyzer::detect(chroma));
   }
 }
@@ -86,7 +86,7 @@ void transform(benchmark::State& state) {
   const auto length = static_cast<std::size_t>(state.range(0));
   Fft fft(length);
   std::vector<std::complex<float>> bins(length / 2);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     fft.transform(std::span(left()).first(length), bins);
     benchmark::DoNotOptimize(bins.data());
   }

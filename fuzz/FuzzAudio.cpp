@@ -30,6 +30,7 @@ bool isPlausible(const brindlevane::AudioMeasurement& measurement) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-identifier-naming): the name is libFuzzer's.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string path = inputPath();
   std::ofstream(path, std::ios::binary | std::ios::trunc)

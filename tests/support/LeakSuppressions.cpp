@@ -1,5 +1,9 @@
 // What the leak sanitizer is to pass over; without that sanitizer, nothing calls this.
 
 // libsndfile forgets a few kilobytes each time it gives up on a damaged Vorbis stream.
+// NOLINTBEGIN(readability-identifier-naming, bugprone-reserved-identifier): the sanitizer's name.
 extern "C" const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions() { return "leak:vorbis_info_init\n"; }
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:vorbis_info_init\n";
+}
+// NOLINTEND(readability-identifier-naming, bugprone-reserved-identifier)
