@@ -2,7 +2,6 @@
 
 #include "platform/DecoderModules.h"
 #include "platform/RegularFile.h"
-#include "platform/StandardErrorSilencer.h"
 
 #include <algorithm>
 #include <utility>
@@ -16,10 +15,8 @@ constexpr std::int64_t kBlockSamples = 16384;
 
 }  // namespace
 
-// Members are destroyed from the last to the first: the decoder goes while its descriptor is open
-// and standard error still silent.
+// Members are destroyed from the last to the first: the decoder goes while its descriptor is open.
 struct AudioFile::State {
-  StandardErrorSilencer silence;
   RegularFile file;
   std::unique_ptr<AudioDecoder> decoder;
   AudioDecoder::Format format;
@@ -36,7 +33,7 @@ std::optional<AudioFile> AudioFile::open(const std::string& path) {
   if (!file) {
     return std::nullopt;
   }
-  auto state = std::make_unique<State>(State{{}, std::move(*file), nullptr, {}, 0});
+  auto state = std::make_unique<State>(State{std::move(*file), nullptr, {}, 0});
   state->decoder = openAudioDecoder(state->file.descriptor());
   if (!state->decoder) {
     return std::nullopt;

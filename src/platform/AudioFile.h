@@ -17,8 +17,8 @@ namespace brindlevane {
 /// Integer samples are scaled by the power of two of their width (16 bits: 1/32768); float samples
 /// come as they are, beyond full scale, infinite or NaN. Positions are exact to the frame in every
 /// format, and priming and padding that the file declares are no part of the signal. The decoders
-/// live in modules beside the program, loaded when a file first needs them. While a file is open,
-/// whatever is written to standard error is dropped, for decoders print notes on damaged files.
+/// live in modules beside the program, loaded when a file first needs them. They may print notes on
+/// damaged files to standard error.
 class AudioFile {
  public:
   /// Receives consecutive frames, interleaved; the view is valid during the call only.

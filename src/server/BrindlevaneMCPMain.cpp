@@ -96,6 +96,7 @@ bool answerNextLine(StandardStreams& streams, const BridgeAccess& bridge) {
 }  // namespace
 
 void main() {
+  tuneAllocator();
   StandardStreams streams;
   const BridgeAccess bridge = installedBridge();
   while (answerNextLine(streams, bridge)) {

@@ -276,29 +276,6 @@ TEST(AudioFile, PromisesOfAHeaderCostNothing) {
   EXPECT_LT(residentKiB() - before, 64 * 1024);
 }
 
-TEST_F(EveryKind, DamagedFilesKeepStandardErrorSilent) {
-  const int kept = ::dup(STDERR_FILENO);
-  const int heard = ::open(path("stderr").c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
-  ::dup2(heard, STDERR_FILENO);
-  for (const char* const name : {"s16.wav", "s16.flac", "lame.mp3", "bare.mp3", "vorbis.ogg",
-                                 "opus.opus", "aac.m4a", "wma.wma", "aac.aac"}) {
-    std::string bytes = bytesOf(made(name));
-    for (std::size_t i = 300; i < bytes.size(); i += 211) {
-      bytes[i] = static_cast<char>(bytes[i] ^ 0x55);
-    }
-    writeBytes(path("damaged"), bytes);
-    readAll(path("damaged"));
-    writeBytes(path("damaged"), bytes.substr(0, bytes.size() / 3));
-    readAll(path("damaged"));
-  }
-  const bool works = ::write(STDERR_FILENO, "!", 1) == 1;
-  ::dup2(kept, STDERR_FILENO);
-  ::close(kept);
-  ::close(heard);
-  EXPECT_TRUE(works);
-  EXPECT_EQ(bytesOf(path("stderr")), "!");
-}
-
 TEST(FileAttributes, TellSizeAndTimeOfModification) {
   const TemporaryDirectory directory;
   writeBytes(directory.file("f"), "12345");

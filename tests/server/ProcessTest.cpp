@@ -1,3 +1,4 @@
+#include "bridge/BrindlevaneBridgeCompatibility.h"
 #include "platform/Json.h"
 #include "tests/support/FakeBridge.h"
 #include "tests/support/ServerProcess.h"
@@ -7,6 +8,10 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -88,6 +93,42 @@ TEST(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
     server.closeOutput();
     EXPECT_EQ(server.wait(), 0);
   }
+}
+
+TEST(Process, WhatDecodersPrintAboutDamagedFilesGoesNowhere) {
+  const TemporaryFolder folder;
+  std::string file;
+  const FakeBridge bridge([&file](int connection) {
+    const bool isHealth = FakeBridge::receive(connection).starts_with("GET /v1/health");
+    const Json result =
+        isHealth ? Json{{"bridgeVersion", BrindlevaneBridgeCompatibility::minimumVersion},
+                        {"capabilities", BrindlevaneBridgeCompatibility::requiredCapabilities()}}
+                 : Json{{"kind", "audio"}, {"filePath", file}};
+    (void)FakeBridge::send(
+        connection, "HTTP/1.0 200 OK\r\n\r\n" + compactJson({{"ok", true}, {"result", result}}));
+  });
+  folder.write("Brindlevane/bridge.json", configuration(bridge.port()));
+  ServerProcess server({"XDG_DATA_HOME=" + folder.path().string()});
+  int answers = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(AUDIO_FILES)) {
+    std::ifstream source(entry.path(), std::ios::binary);
+    std::string bytes(std::istreambuf_iterator<char>(source), {});
+    for (std::size_t i = 300; i < bytes.size(); i += 211) {
+      bytes[i] = static_cast<char>(bytes[i] ^ 0x55);
+    }
+    file = folder.write("damaged/" + entry.path().filename().string(), bytes).string();
+    server.send(
+        R"({"id":1,"method":"tools/call","params":{"name":"brindlevane_listen_selected_clip"}})"
+        "\n");
+    const std::optional<Json> response = parseJson(server.line());
+    ASSERT_TRUE(response) << file;
+    answers += response->at("result").at("content").size() == 1 ? 1 : 0;
+  }
+  EXPECT_GT(answers, 20);
+  server.closeInput();
+  EXPECT_EQ(server.wait(), 0);
+  EXPECT_EQ(server.restOfOutput(), "");
+  EXPECT_EQ(server.restOfError(), "");
 }
 
 TEST(Process, TheConfigurationIsTheCurrentUsersAndReadAnew) {
