@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace brindlevane::practice {
 namespace {
@@ -26,7 +27,7 @@ void advance(LiveSet& set, MasterCapture& capture) {
   const Stereo part = renderMaster(set.song["tracks"], set.audio, capture.tempo, beat, frames);
   capture.sound.insert(capture.sound.end(), part.begin(), part.end());
   if (capture.sound.size() / 2 == capture.frames) {
-    capture.filePath = set.audio.add(capture.jobId, std::move(capture.sound));
+    capture.filePath = set.audio.add(capture.jobId, std::exchange(capture.sound, {}));
   }
 }
 
@@ -36,8 +37,9 @@ Json describe(const MasterCapture& capture) {
     view.update({{"status", "ready"}, {"progress", 1.0}, {"filePath", capture.filePath}});
     return view;
   }
-  const auto done = static_cast<double>(capture.sound.size() / 2);
-  view.update({{"status", "running"}, {"progress", done / static_cast<double>(capture.frames)}});
+  const std::size_t done = capture.sound.size() / 2;
+  const double progress = static_cast<double>(done) / static_cast<double>(capture.frames);
+  view.update({{"status", "running"}, {"progress", progress}});
   return view;
 }
 

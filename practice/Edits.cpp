@@ -163,10 +163,10 @@ Json createMidiClip(LiveSet& set, const Json& body) {
   Json clip = emptyClip(textIn(body, "name", "MIDI clip"), startTime, length);
   clip["color"] = track["color"];
   clip["notes"] = notesIn(body);
-  const Json answer = {{"track", track["name"]},
-                       {"clip", clip["name"]},
-                       {"clipIndex", track["clips"].size()},
-                       {"noteCount", clip["notes"].size()}};
+  Json answer = {{"track", track["name"]},
+                 {"clip", clip["name"]},
+                 {"clipIndex", track["clips"].size()},
+                 {"noteCount", clip["notes"].size()}};
   set.song["selectedTrack"] = body["trackIndex"].get<std::size_t>();
   set.song["selectedClip"] = track["clips"].size();
   track["clips"].push_back(clip);

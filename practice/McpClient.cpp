@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -15,7 +16,7 @@
 #include <vector>
 
 // POSIX leaves the declaration to the program.
-extern char** environ;
+extern char** environ;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 namespace brindlevane::practice {
 namespace {
@@ -63,11 +64,9 @@ McpClient::McpClient(const std::filesystem::path& server, const std::filesystem:
   std::string program = server.string();
   std::array<char*, 2> arguments = {program.data(), nullptr};
   std::vector<std::string> variables = environmentWith(home);
-  std::vector<char*> environment;
-  for (std::string& variable : variables) {
-    environment.push_back(variable.data());
-  }
-  environment.push_back(nullptr);
+  std::vector<char*> environment(variables.size() + 1);  // ends with a null pointer
+  std::ranges::transform(variables, environment.begin(),
+                         [](std::string& text) { return text.data(); });
   const int error = posix_spawnp(&process_, program.c_str(), &actions, nullptr, arguments.data(),
                                  environment.data());
   posix_spawn_file_actions_destroy(&actions);

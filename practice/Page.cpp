@@ -51,9 +51,9 @@ void printFigures(std::ostream& out, const Json& m) {
 }
 
 void printWaveform(std::ostream& out, const std::vector<double>& points) {
-  constexpr int kRows = 3;
+  constexpr long kRows = 3;
   const double peak = points.empty() ? 0 : std::max(*std::ranges::max_element(points), 1e-9);
-  for (int row = kRows - 1; row >= 0 && peak > 0; --row) {
+  for (long row = kRows - 1; row >= 0 && peak > 0; --row) {
     out << kMargin;
     for (std::size_t column = 0; column < kColumns; ++column) {
       const double height = loudest(points, column, kColumns) / peak * kRows * 8;

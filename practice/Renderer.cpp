@@ -15,9 +15,10 @@ struct Window {
 void addMidiClip(Window& window, const Json& clip, const std::string& voice, double gain) {
   const double length = clip["length"];
   const double loopLength = clip["loopLength"];
-  for (double loop = 0; loop < length; loop += loopLength) {
+  const int loops = static_cast<int>(std::ceil(length / loopLength));
+  for (int loop = 0; loop < loops; ++loop) {
     for (const Json& note : clip["notes"]) {
-      const double beat = loop + note["startTime"].get<double>();
+      const double beat = loop * loopLength + note["startTime"].get<double>();
       if (note["startTime"] >= loopLength || beat >= length || note.value("mute", false)) {
         continue;
       }
@@ -57,7 +58,7 @@ void addAudioClip(Window& window, const Json& clip, const Stereo& source, double
 }  // namespace
 
 std::string AudioPool::add(const std::string& name, Stereo sound) {
-  const std::string path = (folder_ / (name + ".wav")).string();
+  std::string path = (folder_ / (name + ".wav")).string();
   writeWav(path, sound);
   sounds_[path] = std::move(sound);
   return path;

@@ -236,7 +236,8 @@ Json emptyClip(const std::string& name, double startTime, double length) {
 
 Json audioClip(const std::string& name, double startTime, const Stereo& sound, double tempo,
                AudioPool& pool) {
-  const double seconds = static_cast<double>(sound.size() / 2) / kSampleRate;
+  const std::size_t frames = sound.size() / 2;
+  const double seconds = static_cast<double>(frames) / kSampleRate;
   Json clip = emptyClip(name, startTime, seconds * tempo / 60);
   clip.update(
       {{"transposeSemitones", 0}, {"fileSeconds", seconds}, {"filePath", pool.add(name, sound)}});

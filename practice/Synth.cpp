@@ -103,8 +103,8 @@ void append(std::string& bytes, std::uint32_t value, int count) {
 
 }  // namespace
 
-void addNote(Stereo& window, std::string_view name, const Tone& tone, double gain) {
-  const Voice& voice = voiceNamed(name);
+void addNote(Stereo& window, std::string_view voiceName, const Tone& tone, double gain) {
+  const Voice& voice = voiceNamed(voiceName);
   const Table& table = tableOf(voice);
   const double hertz = 440 * std::exp2((tone.pitch - 69) / 12);
   const auto frames = static_cast<std::int64_t>(window.size() / 2);

@@ -26,10 +26,10 @@ struct Tone {
 /// A note is a closed formula of the time since its start, without a filter that remembers, so a
 /// piece of music rendered in several windows is the same as when rendered in one.
 ///
-/// @param voice  "kick", "clap", "hat", "percussion", "bass", "sub", "chords", "pad", "lead",
-///               "vocal" or "fx"; any other name sounds like "chords"
-/// @param gain   linear
-void addNote(Stereo& window, std::string_view voice, const Tone& tone, double gain);
+/// @param voiceName  "kick", "clap", "hat", "percussion", "bass", "sub", "chords", "pad", "lead",
+///                   "vocal" or "fx"; any other name sounds like "chords"
+/// @param gain       linear
+void addNote(Stereo& window, std::string_view voiceName, const Tone& tone, double gain);
 
 /// Writes a 16-bit PCM WAV file.
 /// @throws std::runtime_error  the file cannot be written

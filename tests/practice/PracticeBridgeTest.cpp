@@ -23,7 +23,7 @@ class PracticeBridgeTest : public testing::Test {
 
   /// The whole envelope that answers a request.
   Json envelope(const std::string& method, const std::string& path, const std::string& body) {
-    return Json::parse(bridge_.answer({method, path, kToken, body}).body);
+    return Json::parse(bridge.answer({method, path, kToken, body}).body);
   }
 
   Json get(const std::string& path) { return envelope("GET", path, "")["result"]; }
@@ -33,7 +33,7 @@ class PracticeBridgeTest : public testing::Test {
 
   /// The body with what a write needs beside its own.
   Json approved(Json body = Json::object()) {
-    body.update({{"confirm", true}, {"expectedRevision", bridge_.set().revision}});
+    body.update({{"confirm", true}, {"expectedRevision", bridge.set().revision}});
     return body;
   }
 
@@ -41,8 +41,8 @@ class PracticeBridgeTest : public testing::Test {
     return envelope("POST", path, body.dump()).value("/error/code"_json_pointer, "");
   }
 
-  TemporaryFolder folder_;
-  PracticeBridge bridge_{nightFerryIn(folder_), kToken};
+  TemporaryFolder folder;
+  PracticeBridge bridge{nightFerryIn(folder), kToken};
 };
 
 const std::vector<std::pair<std::string, Json>> kReversibleWrites = {
@@ -64,8 +64,8 @@ const std::vector<std::pair<std::string, Json>> kReversibleWrites = {
 TEST_F(PracticeBridgeTest, EachWriteNeedsApprovalAndTheRevisionOfNowAndIsTakenBackByUndo) {
   for (const auto& [path, body] : kReversibleWrites) {
     SCOPED_TRACE(path);
-    const Json before = bridge_.set().song;
-    const std::int64_t revision = bridge_.set().revision;
+    const Json before = bridge.set().song;
+    const std::int64_t revision = bridge.set().revision;
     Json stale = approved(body);
     stale["expectedRevision"] = revision - 1;
     EXPECT_EQ(refusalOf(path, stale), "REVISION_CONFLICT");
@@ -74,11 +74,11 @@ TEST_F(PracticeBridgeTest, EachWriteNeedsApprovalAndTheRevisionOfNowAndIsTakenBa
     if (path != "/v1/tempo") {
       EXPECT_EQ(refusalOf(path, unconfirmed), "CONFIRMATION_REQUIRED");
     }
-    EXPECT_EQ(bridge_.set().song, before);
+    EXPECT_EQ(bridge.set().song, before);
     EXPECT_EQ(post(path, approved(body))["revision"], revision + 1);
-    EXPECT_NE(bridge_.set().song, before);
+    EXPECT_NE(bridge.set().song, before);
     EXPECT_EQ(post("/v1/undo", Json::object())["revision"], revision + 2);
-    EXPECT_EQ(bridge_.set().song, before);
+    EXPECT_EQ(bridge.set().song, before);
   }
   EXPECT_EQ(refusalOf("/v1/undo", Json::object()), "NOTHING_TO_UNDO");
 }
@@ -110,16 +110,16 @@ TEST_F(PracticeBridgeTest, RefusesWhatIsNotThereAndLeavesTheSetAsItWas) {
       {"/v1/context", Json::object(), "METHOD_NOT_ALLOWED"},
       {"/v1/undo", Json::array(), "INVALID_JSON"},
   };
-  const Json before = bridge_.set().song;
+  const Json before = bridge.set().song;
   for (const auto& [path, body, code] : cases) {
     SCOPED_TRACE(path + body.dump());
     EXPECT_EQ(refusalOf(path, body.is_object() ? approved(body) : body), code);
-    EXPECT_EQ(bridge_.set().song, before);
+    EXPECT_EQ(bridge.set().song, before);
   }
   EXPECT_EQ(envelope("POST", "/v1/undo", "{\"a\":")["error"]["code"], "INVALID_JSON");
   const std::string deep(100000, '[');
   EXPECT_EQ(envelope("POST", "/v1/undo", deep)["error"]["code"], "INVALID_JSON");
-  EXPECT_EQ(bridge_.answer({"GET", "/v1/session", "another", ""}).status, 403);
+  EXPECT_EQ(bridge.answer({"GET", "/v1/session", "another", ""}).status, 403);
 }
 
 TEST_F(PracticeBridgeTest, ANewTrackAndClipShowInTheNextContext) {
@@ -199,11 +199,12 @@ TEST_F(PracticeBridgeTest, ACaptureIsRenderedInPartsAsIfAtOnce) {
   ASSERT_EQ(progress.size(), 2U);
   EXPECT_NEAR(progress[1], 2 / 3.0, 1e-4);
   const std::string file = status["filePath"];
-  const LiveSet& set = bridge_.set();
+  const LiveSet& set = bridge.set();
   EXPECT_EQ(std::filesystem::file_size(file), 44U + 2 * kSampleRate * 4);
   const Stereo* sound = set.audio.find(file);
   ASSERT_NE(sound, nullptr);
-  EXPECT_EQ(*sound, renderMaster(set.song["tracks"], set.audio, 240, 6.5, 2 * kSampleRate));
+  EXPECT_EQ(*sound,
+            renderMaster(set.song["tracks"], set.audio, 240, 6.5, std::size_t{2} * kSampleRate));
   Json cleanup = job;
   cleanup["confirm"] = true;
   EXPECT_EQ(post("/v1/master-capture/cleanup", cleanup)["temporaryTrackRemoved"], true);
