@@ -38,6 +38,7 @@ struct ChannelSums {
   Stereo stereo;
 };
 
+/// Sums up all channels, in two walks over the first two and one over each other.
 [[nodiscard]] ChannelSums channelSums(const Channels& channels);
 
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -15,6 +15,7 @@ struct Levels {
   double clippedPercent = 0;  ///< samples of a magnitude of 0.999 or more, 0 to 100
 };
 
+/// The levels that the sums amount to.
 [[nodiscard]] Levels levels(const ChannelSums& sums);
 
 /// An amplitude in dB relative to full scale 1.0; -120 or more.

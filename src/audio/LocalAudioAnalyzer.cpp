@@ -30,7 +30,6 @@ constexpr std::size_t kWaveformPoints = 120;
 
 // The part of a file that is asked for.
 struct Segment {
-  double startSeconds = 0;
   std::int64_t startFrame = 0;
   std::int64_t frames = 0;
 };
@@ -64,8 +63,8 @@ Segment plannedSegment(const AudioFile& file, double startSeconds, std::optional
   const double lastStart =
       std::max(static_cast<double>(file.length()) / sampleRate - 1 / sampleRate, 0.0);
   Segment segment;
-  segment.startSeconds = startSeconds > 0 ? std::min(startSeconds, lastStart) : 0;
-  segment.startFrame = framesIn(segment.startSeconds, sampleRate);
+  segment.startFrame =
+      framesIn(startSeconds > 0 ? std::min(startSeconds, lastStart) : 0, sampleRate);
   const std::int64_t wanted =
       framesIn(std::min(duration.value_or(kLongestSeconds), kLongestSeconds), sampleRate);
   segment.frames = std::min(std::max<std::int64_t>(file.length() - segment.startFrame, 0), wanted);
@@ -166,6 +165,7 @@ AudioMeasurement analyze(const std::string& at, double transposeSemitones, doubl
     measurementCache().store(key, measurement);
     return measurement;
   } catch (const std::bad_alloc&) {
+    // A header may promise more frames than the address space holds.
     throw AudioMeasurementError::insufficientSignal();
   }
 }

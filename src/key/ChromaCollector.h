@@ -50,6 +50,7 @@ class ChromaCollector {
  private:
   class Folder;
   struct Bins;
+  /// What the frames of one group add.
   struct GroupSum {
     Chroma chroma = {};
     std::size_t framesUsed = 0;

@@ -101,6 +101,7 @@ KeyDetection analyzeAudio(const std::string& at, double transposeSemitones, doub
     }
     return estimate(collector, mono.samples().size(), sampleRate, transposeSemitones);
   } catch (const std::bad_alloc&) {
+    // A header may promise more frames than the address space holds.
     throw KeyAnalysisError::insufficientSignal();
   }
 }

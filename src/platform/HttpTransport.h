@@ -26,16 +26,19 @@ struct HttpRequest {
   std::string body;
 };
 
+/// A complete answer, whatever its status says.
 struct HttpAnswer {
-  unsigned status = 0;
+  unsigned status = 0;  ///< of the last, not an interim one
   std::string body;
 };
 
+/// Why there is no complete answer.
 enum class HttpFailure {
   unreachable,  ///< no connection, silence, a broken or incomplete answer
   bodyTooLong,  ///< more than kLongestHttpBody
 };
 
+/// What became of a request.
 using HttpOutcome = std::variant<HttpAnswer, HttpFailure>;
 
 /// Sends one request over one new connection and waits for the whole answer. `timeout` is the

@@ -78,8 +78,13 @@ void appendDouble(std::string& out, double value) {
     out += "null";
     return;
   }
+  // From here on a whole number has more digits than it takes to read it back.
+  constexpr double kLongWhole = 1e17;
   std::array<char, 32> digits{};
-  const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+  char* const end = digits.data() + digits.size();
+  const auto written = std::abs(value) < kLongWhole ? std::to_chars(digits.data(), end, value)
+                                                    : std::to_chars(digits.data(), end, value,
+                                                                    std::chars_format::scientific);
   const std::string_view text(digits.data(), static_cast<std::size_t>(written.ptr - digits.data()));
   const std::size_t exponent = text.find('e');
   out += text.substr(0, exponent);

@@ -15,12 +15,12 @@ namespace {
 constexpr int kLastStandardDescriptor = STDERR_FILENO;
 
 /// Waits until the descriptor has one of the events, or until its other end is gone.
-/// @return whether one of the events came
-bool waitFor(int descriptor, short events) {
+/// @return what happened; 0 when waiting is impossible
+short waitFor(int descriptor, short events) {
   pollfd polled{descriptor, events, 0};
   while (poll(&polled, 1, -1) < 0 && errno == EINTR) {
   }
-  return (polled.revents & events) != 0;
+  return polled.revents;
 }
 
 [[noreturn]] void leave() {
@@ -35,6 +35,9 @@ int takeOverOutput() {
   do {
     nowhere = open("/dev/null", O_RDWR);
   } while (nowhere >= 0 && nowhere <= kLastStandardDescriptor);
+  if (nowhere < 0) {
+    leave();
+  }
   dup2(nowhere, STDOUT_FILENO);
   dup2(nowhere, STDERR_FILENO);
   close(nowhere);
@@ -95,8 +98,9 @@ StandardStreams::StandardStreams() : input_(STDIN_FILENO), output_(takeOverOutpu
   // The reader's departure is met where it happens, not by a signal.
   std::signal(SIGPIPE, SIG_IGN);
   std::thread([output = output_] {
-    waitFor(output, 0);
-    leave();
+    if (waitFor(output, 0) != 0) {
+      leave();
+    }
   }).detach();
 }
 

@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <string_view>
+
 namespace brindlevane {
 namespace {
 

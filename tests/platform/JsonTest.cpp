@@ -28,7 +28,9 @@ TEST(Json, NumbersAreWrittenInTheFewestDigitsThatReadBackEqual) {
       {"0.0000001", "1e-7"},
       {"2.5E+10", "2.5e10"},
       {"1.7976931348623157e308", "1.7976931348623157e308"},
-      {"18446744073709551616", "18446744073709551616.0"},
+      {"18446744073709551616", "1.8446744073709552e19"},
+      {"-9223372036854775809", "-9.223372036854776e18"},
+      {"100.0", "100.0"},
       {"9.5367431640625e-7", "9.5367431640625e-7"}};
   for (const auto& [read, written] : cases) {
     SCOPED_TRACE(read);
@@ -71,6 +73,8 @@ TEST(Json, TextsThatAreNotOneValidValueAreRefused) {
     EXPECT_FALSE(parseJson(text)) << text.substr(0, 40);
   }
   EXPECT_TRUE(parseJson(nested(kDeepestNesting)));
+  EXPECT_EQ(parseJson("\xEF\xBB\xBF {} "), Json::object());
+  EXPECT_FALSE(parseJson(" \xEF\xBB\xBF{}"));
 }
 
 TEST(Json, StringsAreEscapedOnlyWhereTheyMustBe) {
