@@ -21,7 +21,7 @@ struct HttpAnswer {
   std::string body;
 };
 
-/// A loopback HTTP server on a port of the system's choice, with a thread of its own. Connections
+/// A loopback HTTP server on a port that the system chooses, with a thread of its own. Connections
 /// are kept alive; what is not HTTP gets an answer of 400 and is cut off.
 class Listener {
  public:

@@ -11,7 +11,7 @@ namespace brindlevane {
 /// ($XDG_DATA_HOME when set and absolute, else ~/.local/share), ~/Library/Application Support on
 /// macOS; nothing when the user has no home.
 ///
-/// @see XDG Base Directory Specification, version 0.8.
+/// @see the XDG base directory standard, version 0.8.
 [[nodiscard]] std::optional<std::filesystem::path> applicationSupportFolder();
 
 /// The bytes of a regular file, cut after `longest` of them. Nothing when there is no such file,

@@ -26,7 +26,7 @@ using AnswerParser = http::response_parser<http::string_body>;
 constexpr Seconds kGrace{1};
 constexpr std::uint32_t kLongestHeader = 64 * 1024;
 /// Bounds what a chunk's extensions or the trailers can make us hold.
-constexpr std::size_t kBufferSize = 2 * kLongestHeader;
+constexpr std::size_t kBufferSize = std::size_t{2} * kLongestHeader;
 
 /// One connection that is used once.
 class Connection {

@@ -33,6 +33,7 @@ int releaseSegments(dl_phdr_info* object, std::size_t, void*) {
     if (segment.p_type == PT_LOAD && (segment.p_flags & PF_W) == 0) {
       const std::uintptr_t start = object->dlpi_addr + segment.p_vaddr;
       const std::uintptr_t firstPage = start / pageSize * pageSize;
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader gives addresses as numbers.
       madvise(reinterpret_cast<void*>(firstPage), start + segment.p_memsz - firstPage,
               MADV_DONTNEED);
     }

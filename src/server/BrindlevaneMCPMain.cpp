@@ -95,6 +95,7 @@ bool answerNextLine(StandardStreams& streams, const BridgeAccess& bridge) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): not the entry of the process, but named like it.
 void main() {
   tuneAllocator();
   StandardStreams streams;

@@ -12,7 +12,7 @@
 namespace brindlevane::BrindlevaneMCPMain {
 
 /// Answers the lines of standard input on standard output until the input ends.
-void main();
+void main();  // NOLINT(bugprone-exception-escape): not the entry of the process
 
 /// The line, with its line feed, that answers one line of input; nothing for a notification.
 [[nodiscard]] std::optional<std::string> answer(std::string_view line, const BridgeAccess& access);

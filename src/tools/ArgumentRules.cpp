@@ -142,6 +142,7 @@ Check trackState() {
 
 using RuleTable = std::map<std::string_view, std::vector<Check>>;
 
+// NOLINTNEXTLINE(readability-function-size): a table.
 const RuleTable& rules() {
   static const RuleTable kRules = {
       {"brindlevane_get_session", {noArguments()}},

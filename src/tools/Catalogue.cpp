@@ -20,6 +20,7 @@ Json tool(const std::string& name, const std::string& description, const Json& p
             {"openWorldHint", false}}}};
 }
 
+// NOLINTNEXTLINE(readability-function-size): a table.
 const Json& tools() {
   static const Json kTools = Json::array(
       {tool("brindlevane_get_session",

@@ -27,8 +27,8 @@ class FakeBridge {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
-    bind(listener_, reinterpret_cast<sockaddr*>(&address), length);
-    listen(listener_, 16);
+    (void)bind(listener_, reinterpret_cast<sockaddr*>(&address), length);
+    (void)listen(listener_, 16);
     getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
     port_ = ntohs(address.sin_port);
     thread_ = std::thread([this] { serve(); });
@@ -50,7 +50,7 @@ class FakeBridge {
   }
 
   /// Sends the start, then the piece again and again until the other side goes away.
-  static Treatment repeating(std::string start, std::string piece,
+  static Treatment repeating(const std::string& start, const std::string& piece,
                              std::chrono::milliseconds pause) {
     return [=](int connection) {
       (void)receive(connection);

@@ -21,8 +21,9 @@ class TemporaryFolder {
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
   /// Writes a file, and the folders above it.
+  // NOLINTNEXTLINE(modernize-use-nodiscard): the path is of use to some, the file to all.
   std::filesystem::path write(const std::string& name, const std::string& bytes) const {
-    const std::filesystem::path file = path_ / name;
+    std::filesystem::path file = path_ / name;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream(file, std::ios::binary) << bytes;
     return file;
