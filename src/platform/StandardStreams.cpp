@@ -14,6 +14,8 @@ namespace {
 /// Descriptors above this one are free of a meaning of their own.
 constexpr int kLastStandardDescriptor = STDERR_FILENO;
 
+constexpr int kPipeSize = 1 << 20;
+
 /// Waits until the descriptor has one of the events, or until its other end is gone.
 /// @return what happened; 0 when waiting is impossible
 short waitFor(int descriptor, short events) {
@@ -95,6 +97,11 @@ StandardStreams::StandardStreams() : input_(STDIN_FILENO), output_(takeOverOutpu
   if (output_ < 0) {
     leave();
   }
+#ifdef F_SETPIPE_SZ
+  // A wider pipe lets a long answer through with fewer turns between writer and reader; where the
+  // output is no pipe, or the user has enough of them, it stays as it is.
+  (void)fcntl(output_, F_SETPIPE_SZ, kPipeSize);
+#endif
   // The reader's departure is met where it happens, not by a signal.
   std::signal(SIGPIPE, SIG_IGN);
   std::thread([output = output_] {
