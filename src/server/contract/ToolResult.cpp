@@ -1,5 +1,6 @@
 #include "server/contract/ToolResult.h"
 
+#include <cstddef>
 #include <utility>
 
 namespace brindlevane {
@@ -18,13 +19,16 @@ ToolResult errorResult(const std::string& type, const std::string& message) {
 }
 
 void appendToolResult(std::string& out, const ToolResult& result) {
-  out += R"({"content":[{"text":)";
-  appendPrettyJsonString(out, result.structuredContent);
-  out += R"(,"type":"text"}],"isError":)";
+  out += R"({"isError":)";
   out += result.isError ? "true" : "false";
   out += R"(,"structuredContent":)";
+  const std::size_t start = out.size();
   appendJson(out, result.structuredContent);
-  out += '}';
+  // The pretty text takes about twice the room, and a long line is dear to move when it grows.
+  out.reserve(out.size() + 3 * (out.size() - start));
+  out += R"(,"content":[{"text":)";
+  appendPrettyJsonString(out, result.structuredContent);
+  out += R"(,"type":"text"}]})";
 }
 
 }  // namespace brindlevane
