@@ -11,7 +11,7 @@ set(layers
   "src/workflows|platform server/contract key audio tools bridge"
   "src/server|platform server/contract key audio tools bridge workflows"
   "practice|platform server/contract")
-set(third_party "boost/|uriparser/|utf8proc|sndfile|libav|libswresample|kiss|nlohmann/")
+set(third_party "boost/|uriparser/|utf8proc|sndfile|libav|libswresample|nlohmann/")
 # The shared vocabulary, and the practice bridge's own listener.
 set(may_use_third_party "src/platform/[A-Za-z]+\\.cpp|src/platform/Json\\.h|practice/Listener\\.(h|cpp)")
 
