@@ -29,7 +29,9 @@ class SampleBuffer {
   [[nodiscard]] std::span<const float> samples() const { return {data_, size_}; }
 
  private:
-  float* data_;
+  void* mapping_ = nullptr;
+  std::size_t mappedBytes_ = 0;
+  float* data_ = nullptr;
   std::size_t capacity_;
   std::size_t size_ = 0;
 };
