@@ -6,6 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <type_traits>
+#include <utility>
 
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
@@ -13,7 +14,7 @@ namespace {
 constexpr float kClippingThreshold = 0.999F;
 constexpr auto kClippedMagnitude = std::bit_cast<std::uint32_t>(kClippingThreshold);
 
-// A run that stays in the first-level cache while it is looked at more than once.
+// Samples between two looks at whether all have been finite.
 constexpr std::size_t kRun = 2048;
 
 using Run = std::span<const float>;
@@ -81,43 +82,43 @@ class Walks {
  private:
   template <bool finite>
   static void addToPool(ChannelSums::Pool& pool, float single) {
-    const double sample = finite || std::isfinite(single) ? single : 0;
+    const float counted = finite || std::isfinite(single) ? single : 0;
+    const double sample = counted;
+    pool.peakMagnitude = std::max(pool.peakMagnitude, magnitude(counted));
     pool.sum += sample;
     pool.sumOfSquares += sample * sample;
   }
 
-  // Calls `walk` with runs of the channel that goes into the pool and of the other one, after
-  // telling whether the former is all finite, as nearly every run is.
+  // Calls `walk` with runs of the channel that goes into the pool and of the other one: as if the
+  // former were all finite, as nearly every run is, and once more in the rare other case.
   template <typename Walk>
   void overRuns(Run pooled, Run other, const Walk& walk) {
     for (std::size_t start = 0; start < pooled.size(); start += kRun) {
       const std::size_t length = std::min(kRun, pooled.size() - start);
       const Run run = pooled.subspan(start, length);
       const Run otherRun = other.empty() ? other : other.subspan(start, length);
-      if (const std::uint32_t peak = peakMagnitude(run); peak < kInfiniteMagnitude) {
-        count(run, peak);
-        walk(std::true_type(), run, otherRun);
+      const std::uint32_t peakSoFar = std::exchange(sums_.pool.peakMagnitude, 0);
+      const ChannelSums before = sums_;
+      walk(std::true_type(), run, otherRun);
+      if (sums_.pool.peakMagnitude < kInfiniteMagnitude) {
+        sums_.pool.count += length;
       } else {
-        for (const float& sample : run) {
-          if (std::isfinite(sample)) {
-            count(Run(&sample, 1), peakMagnitude(Run(&sample, 1)));
-          }
-        }
+        sums_ = before;
         walk(std::false_type(), run, otherRun);
+        sums_.pool.count += countIf(run, [](float sample) { return std::isfinite(sample); });
       }
+      if (sums_.pool.peakMagnitude >= kClippedMagnitude) {
+        sums_.pool.clipped += countIf(run, [](float sample) {
+          return std::isfinite(sample) && std::fabs(sample) >= kClippingThreshold;
+        });
+      }
+      sums_.pool.peakMagnitude = std::max(sums_.pool.peakMagnitude, peakSoFar);
     }
   }
 
-  void count(Run finite, std::uint32_t peak) {
-    ChannelSums::Pool& pool = sums_.pool;
-    pool.count += finite.size();
-    pool.peakMagnitude = std::max(pool.peakMagnitude, peak);
-    if (peak >= kClippedMagnitude) {
-      pool.clipped +=
-          static_cast<std::size_t>(std::count_if(finite.begin(), finite.end(), [](float sample) {
-            return std::fabs(sample) >= kClippingThreshold;
-          }));
-    }
+  template <typename Predicate>
+  static std::size_t countIf(Run run, const Predicate& predicate) {
+    return static_cast<std::size_t>(std::count_if(run.begin(), run.end(), predicate));
   }
 
   ChannelSums& sums_;

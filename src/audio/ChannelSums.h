@@ -18,7 +18,7 @@ struct ChannelSums {
   struct Pool {
     std::size_t count = 0;
     std::size_t clipped = 0;          ///< samples of a magnitude of 0.999 or more
-    std::uint32_t peakMagnitude = 0;  ///< largest magnitude; see peakMagnitude()
+    std::uint32_t peakMagnitude = 0;  ///< largest magnitude()
     double sum = 0;
     double sumOfSquares = 0;
   };

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <future>
 #include <new>
 #include <utility>
 
@@ -71,6 +72,18 @@ Segment plannedSegment(const AudioFile& file, double startSeconds, std::optional
   return segment;
 }
 
+// What is measured on the mix of all channels.
+struct MonoSummary {
+  double dynamicRange = 0;
+  SpectralSummary spectrum;
+  std::vector<double> waveform;
+};
+
+MonoSummary monoSummary(std::span<const float> mono, double sampleRate) {
+  return {dynamicRangeDb(shortTermRms(mono, sampleRate)), spectralSummary(mono, sampleRate),
+          waveform(mono, kWaveformPoints)};
+}
+
 // Neither the peak nor the power may be next to nothing; without a finite sample both are 0.
 void requireSignal(const Levels& measured) {
   if (!(measured.peak > kPeakFloor) || !(measured.rms > kRmsFloor)) {
@@ -107,15 +120,16 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   if (mono.size() < static_cast<std::size_t>(kFewestFrames)) {
     throw AudioMeasurementError::insufficientSignal();
   }
+  // By default std::async takes a second thread only where one is to be had.
+  std::future<MonoSummary> summary = std::async([=] { return monoSummary(mono, sampleRate); });
   const ChannelSums sums = channelSums(decoded.channels());
   const Levels levelsOfAll = levels(sums);
   requireSignal(levelsOfAll);
-  const double dynamicRange = dynamicRangeDb(shortTermRms(mono, sampleRate));
-  SpectralSummary spectrum = spectralSummary(mono, sampleRate);
   const StereoSummary stereo = stereoSummary(sums);
-  std::vector<double> envelope = waveform(mono, kWaveformPoints);
   const std::optional<KeyDetection> key =
       keyOf(collector, mono.size(), sampleRate, transposeSemitones);
+
+  MonoSummary mix = summary.get();
 
   AudioMeasurement result;
   result.analyzedSeconds = static_cast<double>(mono.size()) / sampleRate;
@@ -125,15 +139,15 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   result.samplePeakDbFS = decibels(static_cast<double>(levelsOfAll.peak));
   result.rmsDbFS = decibels(levelsOfAll.rms);
   result.crestFactorDb = std::max(result.samplePeakDbFS - result.rmsDbFS, 0.0);
-  result.dynamicRangeDb = dynamicRange;
+  result.dynamicRangeDb = mix.dynamicRange;
   result.dcOffset = levelsOfAll.dcOffset;
   result.clippedSamplePercent = levelsOfAll.clippedPercent;
   result.stereoCorrelation = stereo.correlation;
   result.stereoWidthPercent = stereo.width;
-  result.spectralCentroidHz = spectrum.centroid;
-  result.bandEnergyPercent = std::move(spectrum.bands);
-  result.waveform = std::move(envelope);
-  result.spectrogram = std::move(spectrum.spectrogram);
+  result.spectralCentroidHz = mix.spectrum.centroid;
+  result.bandEnergyPercent = std::move(mix.spectrum.bands);
+  result.waveform = std::move(mix.waveform);
+  result.spectrogram = std::move(mix.spectrum.spectrogram);
   if (key) {
     result.key = key->key;
     result.keyConfidence = key->confidence;

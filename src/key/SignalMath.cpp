@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <numbers>
 
@@ -28,12 +27,10 @@ float meanSquare(std::span<const float> samples) {
 }
 
 std::uint32_t peakMagnitude(std::span<const float> samples) {
-  constexpr std::uint32_t kAllButSign = 0x7fffffff;
   // Signed: the comparison of signed numbers is the one that every processor does in parallel.
   std::int32_t peak = 0;
   for (const float sample : samples) {
-    peak = std::max(peak,
-                    static_cast<std::int32_t>(std::bit_cast<std::uint32_t>(sample) & kAllButSign));
+    peak = std::max(peak, static_cast<std::int32_t>(magnitude(sample)));
   }
   return static_cast<std::uint32_t>(peak);
 }

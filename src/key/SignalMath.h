@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -11,12 +12,13 @@ namespace brindlevane {
 /// single precision. The sum runs in eight interleaved parts, a fixed order on every machine.
 [[nodiscard]] float meanSquare(std::span<const float> samples);
 
-/// The largest magnitude of the samples, as the bit pattern of its single-precision number.
-///
-/// The patterns of magnitudes have the order of the magnitudes and can be compared many at a
-/// time. Infinities lie at kInfiniteMagnitude, NaNs above it.
-///
-/// @return 0 for no samples
+/// The magnitude of a sample as the bit pattern of its single-precision number. The patterns have
+/// the order of the magnitudes; infinities lie at kInfiniteMagnitude, NaNs above it.
+[[nodiscard]] constexpr std::uint32_t magnitude(float sample) {
+  return std::bit_cast<std::uint32_t>(sample) & 0x7fffffffU;
+}
+
+/// The largest magnitude() of the samples; 0 for none.
 [[nodiscard]] std::uint32_t peakMagnitude(std::span<const float> samples);
 
 inline constexpr std::uint32_t kInfiniteMagnitude = 0x7f800000;
