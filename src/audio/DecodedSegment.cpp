@@ -21,7 +21,7 @@ DecodedSegment::DecodedSegment(std::size_t channelCount, std::size_t capacity) {
   for (std::size_t channel = 0; channel < channelCount; ++channel) {
     channels_.emplace_back(perChannel, largePages);
   }
-  if (channelCount > 1) {
+  if (channelCount > 2) {
     mono_.emplace(perChannel, largePages);
   }
 }
@@ -43,8 +43,15 @@ LocalAudioAnalyzer::Channels DecodedSegment::channels() const {
   return views;
 }
 
-std::span<const float> DecodedSegment::mono() const {
-  return mono_ ? mono_->samples() : channels_.front().samples();
+std::size_t DecodedSegment::frames() const {
+  return channels_.front().samples().size();
+}
+
+MonoSignal DecodedSegment::mono() const {
+  if (channels_.size() == 2) {
+    return {channels_[0].room(), channels_[1].room()};
+  }
+  return mono_ ? mono_->room() : channels_.front().room();
 }
 
 void DecodedSegment::append(std::span<const float> interleaved) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "audio/ChannelSums.h"
+#include "key/MonoSignal.h"
 #include "platform/AudioFile.h"
 #include "platform/SampleBuffer.h"
 
@@ -12,7 +13,7 @@
 
 namespace brindlevane {
 
-/// The samples of a segment of an audio file, by channel and mixed to mono.
+/// The samples of a segment of an audio file, by channel and as a mono signal.
 class DecodedSegment {
  public:
   /// @param channelCount  1 or more
@@ -30,14 +31,18 @@ class DecodedSegment {
 
   [[nodiscard]] LocalAudioAnalyzer::Channels channels() const;
 
-  /// The mean of the channels; see mixToMono. Stays in its place while it grows.
-  [[nodiscard]] std::span<const float> mono() const;
+  /// Frames decoded so far.
+  [[nodiscard]] std::size_t frames() const;
+
+  /// The mean of the channels; see mixToMono. It has all of the capacity, and what lies beyond the
+  /// frames decoded so far is not there yet.
+  [[nodiscard]] MonoSignal mono() const;
 
  private:
   void append(std::span<const float> interleaved);
 
   std::vector<SampleBuffer> channels_;
-  std::optional<SampleBuffer> mono_;
+  std::optional<SampleBuffer> mono_;  // of more than two channels
 };
 
 }  // namespace brindlevane

@@ -35,12 +35,13 @@ double decibels(double amplitude) {
   return std::max(20 * std::log10(std::max(amplitude, kAmplitudeFloor)), kDecibelFloor);
 }
 
-std::vector<double> shortTermRms(std::span<const float> mono, double sampleRate) {
+std::vector<double> shortTermRms(const MonoSignal& mono, double sampleRate) {
   const auto window =
       static_cast<std::size_t>(std::max(framesIn(kWindowSeconds, sampleRate), kShortestWindow));
+  std::vector<float> scratch;
   std::vector<double> result;
   for (std::size_t start = 0; start + window <= mono.size(); start += window) {
-    const float power = meanSquare(mono.subspan(start, window));
+    const float power = meanSquare(mono.window(start, window, scratch));
     if (power > kWindowSilenceFloor) {
       result.push_back(std::sqrt(static_cast<double>(power)));
     }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "audio/ChannelSums.h"
+#include "key/MonoSignal.h"
 
-#include <span>
 #include <vector>
 
 namespace brindlevane::LocalAudioAnalyzer {
@@ -26,7 +26,7 @@ struct Levels {
 ///
 /// @param mono        full scale = 1
 /// @param sampleRate  Hz, greater than 0
-[[nodiscard]] std::vector<double> shortTermRms(std::span<const float> mono, double sampleRate);
+[[nodiscard]] std::vector<double> shortTermRms(const MonoSignal& mono, double sampleRate);
 
 /// The spread of short-term levels: the 95th percentile over the 20th, without interpolation.
 ///

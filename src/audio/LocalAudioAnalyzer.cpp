@@ -79,7 +79,7 @@ struct MonoSummary {
   std::vector<double> waveform;
 };
 
-MonoSummary monoSummary(std::span<const float> mono, double sampleRate) {
+MonoSummary monoSummary(const MonoSignal& mono, double sampleRate) {
   return {dynamicRangeDb(shortTermRms(mono, sampleRate)), spectralSummary(mono, sampleRate),
           waveform(mono, kWaveformPoints)};
 }
@@ -109,14 +109,14 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
                          static_cast<std::size_t>(segment.frames));
   const auto keyFrames =
       static_cast<std::size_t>(framesIn(MusicalKeyAnalyzer::kLongestSeconds, sampleRate));
-  ChromaCollector collector(decoded.mono().data(), sampleRate);
+  ChromaCollector collector(decoded.mono(), sampleRate);
   const bool readable = decoded.decode(file, segment.startFrame, segment.frames, [&] {
-    collector.announce(std::min(decoded.mono().size(), keyFrames));
+    collector.announce(std::min(decoded.frames(), keyFrames));
   });
   if (!readable) {
     throw AudioMeasurementError::unreadableAudio();
   }
-  const std::span<const float> mono = decoded.mono();
+  const MonoSignal mono = decoded.mono().first(decoded.frames());
   if (mono.size() < static_cast<std::size_t>(kFewestFrames)) {
     throw AudioMeasurementError::insufficientSignal();
   }
@@ -128,7 +128,6 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   const StereoSummary stereo = stereoSummary(sums);
   const std::optional<KeyDetection> key =
       keyOf(collector, mono.size(), sampleRate, transposeSemitones);
-
   MonoSummary mix = summary.get();
 
   AudioMeasurement result;

@@ -122,7 +122,7 @@ class SpectralSums {
 
 }  // namespace
 
-SpectralSummary spectralSummary(std::span<const float> mono, double sampleRate) {
+SpectralSummary spectralSummary(const MonoSignal& mono, double sampleRate) {
   if (mono.size() < kFrameSize) {
     return {};
   }
@@ -130,12 +130,14 @@ SpectralSummary spectralSummary(std::span<const float> mono, double sampleRate) 
   const std::vector<float> window = hannWindow(kFrameSize, 0.5);
   const std::size_t hop = std::max((mono.size() - kFrameSize) / kMostHops, kShortestHop);
   Fft fft(kFrameSize);
+  std::vector<float> scratch;
   std::vector<float> windowed(kFrameSize);
   std::vector<std::complex<float>> spectrum(kFrameSize / 2);
   SpectralSums sums(sampleRate);
   for (std::size_t start = 0; start + kFrameSize <= mono.size(); start += hop) {
+    const std::span<const float> frame = mono.window(start, kFrameSize, scratch);
     for (std::size_t i = 0; i < kFrameSize; ++i) {
-      windowed[i] = mono[start + i] * window[i];
+      windowed[i] = frame[i] * window[i];
     }
     fft.transform(windowed, spectrum);
     sums.add(spectrum);

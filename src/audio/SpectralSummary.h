@@ -1,7 +1,8 @@
 #pragma once
 
+#include "key/MonoSignal.h"
+
 #include <map>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,6 @@ struct SpectralSummary {
 ///
 /// @param mono        full scale = 1
 /// @param sampleRate  Hz, greater than 0
-[[nodiscard]] SpectralSummary spectralSummary(std::span<const float> mono, double sampleRate);
+[[nodiscard]] SpectralSummary spectralSummary(const MonoSignal& mono, double sampleRate);
 
 }  // namespace brindlevane::LocalAudioAnalyzer

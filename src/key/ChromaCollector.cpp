@@ -68,16 +68,16 @@ class ChromaCollector::Folder {
         products_(bins.count()),
         logarithms_(bins.count()) {}
 
-  GroupSum fold(const float* samples, std::size_t frames) {
+  GroupSum fold(const MonoSignal& signal, std::size_t firstFrame, std::size_t frames) {
     GroupSum sum;
     std::fill(products_.begin(), products_.end(), 1.0);
     std::fill(logarithms_.begin(), logarithms_.end(), 0.0);
-    for (std::size_t frame = 0; frame < frames; ++frame) {
-      const std::span<const float> frameSamples(samples + frame * kHop, kFrameSize);
-      if (meanSquare(frameSamples) < kSilenceFloor) {
+    for (std::size_t frame = firstFrame; frame < firstFrame + frames; ++frame) {
+      const std::span<const float> samples = signal.window(frame * kHop, kFrameSize, mixed_);
+      if (meanSquare(samples) < kSilenceFloor) {
         continue;
       }
-      multiplyIn(frameSamples);
+      multiplyIn(samples);
       if (++sum.framesUsed % kFramesPerLogarithm == 0) {
         takeLogarithms();
       }
@@ -114,14 +114,15 @@ class ChromaCollector::Folder {
 
   const Bins& bins_;
   Fft fft_;
+  std::vector<float> mixed_;
   std::vector<float> windowed_;
   std::vector<std::complex<float>> spectrum_;
   std::vector<double> products_;
   std::vector<double> logarithms_;
 };
 
-ChromaCollector::ChromaCollector(const float* samples, double sampleRate)
-    : samples_(samples), bins_(std::make_shared<const Bins>(sampleRate)) {}
+ChromaCollector::ChromaCollector(const MonoSignal& signal, double sampleRate)
+    : signal_(signal), bins_(std::make_shared<const Bins>(sampleRate)) {}
 
 ChromaCollector::~ChromaCollector() {
   {
@@ -199,7 +200,7 @@ void ChromaCollector::foldGroups(Folder& folder, bool wait) {
     std::unique_lock guard(lock_);
     const std::size_t frames = std::min(kFramesPerGroup, frames_ - firstFrame);
     guard.unlock();
-    const GroupSum sum = folder.fold(samples_ + firstFrame * kHop, frames);
+    const GroupSum sum = folder.fold(signal_, firstFrame, frames);
     guard.lock();
     sums_[*group] = sum;
   }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "key/MonoSignal.h"
+
 #include <array>
 #include <condition_variable>
 #include <cstddef>
@@ -27,10 +29,10 @@ using Chroma = std::array<double, 12>;
 /// @see T. Fujishima, "Realtime Chord Recognition of Musical Sound", ICMC 1999.
 class ChromaCollector {
  public:
-  /// @param samples     where the signal begins; what lies beyond the last announced sample is
-  ///     not touched
+  /// @param signal      with room for all samples to come; what lies beyond the last announced one
+  ///     is not touched
   /// @param sampleRate  Hz, greater than 0
-  ChromaCollector(const float* samples, double sampleRate);
+  ChromaCollector(const MonoSignal& signal, double sampleRate);
   ChromaCollector(const ChromaCollector&) = delete;
   ChromaCollector& operator=(const ChromaCollector&) = delete;
   /// Gives up whatever has not been folded yet.
@@ -60,7 +62,7 @@ class ChromaCollector {
   [[nodiscard]] std::optional<std::size_t> claimGroup(bool wait);
   void foldGroups(Folder& folder, bool wait);
 
-  const float* samples_;
+  MonoSignal signal_;
   std::shared_ptr<const Bins> bins_;
   std::mutex lock_;
   std::condition_variable changed_;

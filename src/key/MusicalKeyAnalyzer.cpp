@@ -91,7 +91,7 @@ KeyDetection analyzeAudio(const std::string& at, double transposeSemitones, doub
   }
   try {
     SampleBuffer mono(static_cast<std::size_t>(planned), true);
-    ChromaCollector collector(mono.samples().data(), sampleRate);
+    ChromaCollector collector(mono.room(), sampleRate);
     const auto mix = [&](std::span<const float> interleaved) {
       mixToMono(interleaved, channelCount, mono.append(interleaved.size() / channelCount));
       collector.announce(mono.samples().size());
@@ -144,7 +144,7 @@ KeyDetection detect(std::span<const double> chroma, double transposeSemitones,
 }
 
 Chroma audioChroma(std::span<const float> samples, double sampleRate) {
-  ChromaCollector collector(samples.data(), sampleRate);
+  ChromaCollector collector(samples, sampleRate);
   collector.announce(samples.size());
   return collector.finish(samples.size());
 }

@@ -28,6 +28,9 @@ class SampleBuffer {
 
   [[nodiscard]] std::span<const float> samples() const { return {data_, size_}; }
 
+  /// All of the capacity, the samples that are not there yet included.
+  [[nodiscard]] std::span<const float> room() const { return {data_, capacity_}; }
+
  private:
   void* mapping_ = nullptr;
   std::size_t mappedBytes_ = 0;

@@ -249,7 +249,7 @@ TEST(Waveform, TakesThePeakOfEachBucket) {
   const std::vector<double> few = waveform(std::vector<float>(50, 0.5F), 120);
   EXPECT_EQ(std::count(few.begin(), few.begin() + 50, 0.5), 50);
   EXPECT_EQ(std::count(few.begin() + 50, few.end(), 0.0), 70);
-  EXPECT_TRUE(waveform({}, 120).empty());
+  EXPECT_TRUE(waveform(std::vector<float>(), 120).empty());
 }
 
 }  // namespace

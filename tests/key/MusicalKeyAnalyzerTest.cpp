@@ -147,7 +147,7 @@ TEST(AudioChroma, DoesNotDependOnWhenTheSamplesArrive) {
   const std::vector<float> samples = noise(8, 0.5, 44100 * 20 + 17);
   const Chroma whole = audioChroma(samples, 44100);
   for (const std::size_t step : {1000U, 4096U, 300000U}) {
-    ChromaCollector collector(samples.data(), 44100);
+    ChromaCollector collector(samples, 44100);
     for (std::size_t count = step; count < samples.size(); count += step) {
       collector.announce(count);
     }
@@ -156,10 +156,10 @@ TEST(AudioChroma, DoesNotDependOnWhenTheSamplesArrive) {
   }
   // A signal that turns out one sample shorter than announced, and one frame shorter for it.
   const std::size_t exact = 8192 + 4096 * 55;
-  ChromaCollector collector(samples.data(), 44100);
+  ChromaCollector collector(samples, 44100);
   collector.announce(exact);
   EXPECT_EQ(collector.finish(exact - 1), audioChroma(std::span(samples).first(exact - 1), 44100));
-  ChromaCollector abandoned(samples.data(), 44100);
+  ChromaCollector abandoned(samples, 44100);
   abandoned.announce(samples.size());
 }
 
