@@ -46,7 +46,9 @@ const std::vector<float>& right() {
 void channelSums(benchmark::State& state) {
   const LocalAudioAnalyzer::Channels channels = {left(), right()};
   while (state.KeepRunning()) {
-    benchmark::DoNotOptimize(LocalAudioAnalyzer::channelSums(channels));
+    LocalAudioAnalyzer::ChannelSummer summer;
+    summer.add(channels);
+    benchmark::DoNotOptimize(summer.finish(channels));
   }
 }
 

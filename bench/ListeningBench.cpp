@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kRounds = 9;
+constexpr int kRounds = 15;
 constexpr int kLongestListen = 90;
 constexpr int kLongestKey = 75;
 constexpr std::array kOtherKinds{".flac", ".mp3", ".m4a"};

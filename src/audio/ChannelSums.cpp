@@ -56,8 +56,6 @@ class Walks {
       sums_.pool = pool;
       sums_.stereo = stereo;
     });
-    // So far the sum of what the pool leaves out; the pool holds nothing but the left channel yet.
-    sums_.stereo.leftSum += sums_.pool.sum;
   }
 
   void forDeviations(Run left, Run right) {
@@ -124,20 +122,33 @@ class Walks {
   ChannelSums& sums_;
 };
 
+bool areStereo(const Channels& channels) {
+  return channels.size() >= 2 && channels[0].size() == channels[1].size();
+}
+
 }  // namespace
 
-ChannelSums channelSums(const Channels& channels) {
-  ChannelSums sums;
-  sums.isStereo = channels.size() >= 2 && channels[0].size() == channels[1].size();
-  Walks walks(sums);
-  if (sums.isStereo) {
-    walks.forMeans(channels[0], channels[1]);
+void ChannelSummer::add(const Channels& part) {
+  Walks walks(sums_);
+  if (areStereo(part)) {
+    walks.forMeans(part[0], part[1]);
+  } else if (!part.empty()) {
+    walks.overOneChannel(part[0]);
+  }
+}
+
+ChannelSums ChannelSummer::finish(const Channels& channels) {
+  Walks walks(sums_);
+  sums_.isStereo = areStereo(channels);
+  if (sums_.isStereo) {
+    // So far the sum of what the pool leaves out; the pool holds nothing but the left channel yet.
+    sums_.stereo.leftSum += sums_.pool.sum;
     walks.forDeviations(channels[0], channels[1]);
   }
-  for (std::size_t channel = sums.isStereo ? 2 : 0; channel < channels.size(); ++channel) {
+  for (std::size_t channel = sums_.isStereo ? 2 : 1; channel < channels.size(); ++channel) {
     walks.overOneChannel(channels[channel]);
   }
-  return sums;
+  return sums_;
 }
 
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -38,7 +38,19 @@ struct ChannelSums {
   Stereo stereo;
 };
 
-/// Sums up all channels, in two walks over the first two and one over each other.
-[[nodiscard]] ChannelSums channelSums(const Channels& channels);
+/// Sums up channels while they are being decoded, for a sample costs least while it is in the
+/// cache. One walk over the first two channels follows the decoder; another over these and one over
+/// each other channel come at the end.
+class ChannelSummer {
+ public:
+  /// Takes in the next samples of all channels.
+  void add(const Channels& part);
+
+  /// @param channels  all samples of all channels, as they were added; the last call
+  [[nodiscard]] ChannelSums finish(const Channels& channels);
+
+ private:
+  ChannelSums sums_;
+};
 
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -27,16 +27,20 @@ DecodedSegment::DecodedSegment(std::size_t channelCount, std::size_t capacity) {
 }
 
 bool DecodedSegment::decode(AudioFile& file, std::int64_t start, std::int64_t count,
-                            const std::function<void()>& progress) {
+                            const std::function<void(const Channels&)>& progress) {
   const auto keep = [&](std::span<const float> interleaved) {
     append(interleaved);
-    progress();
+    Channels block;
+    for (const SampleBuffer& channel : channels_) {
+      block.push_back(channel.samples().last(interleaved.size() / channels_.size()));
+    }
+    progress(block);
   };
   return file.readBlocks(start, count, keep).has_value();
 }
 
-LocalAudioAnalyzer::Channels DecodedSegment::channels() const {
-  LocalAudioAnalyzer::Channels views;
+DecodedSegment::Channels DecodedSegment::channels() const {
+  Channels views;
   for (const SampleBuffer& channel : channels_) {
     views.push_back(channel.samples());
   }

@@ -16,6 +16,8 @@ namespace brindlevane {
 /// The samples of a segment of an audio file, by channel and as a mono signal.
 class DecodedSegment {
  public:
+  using Channels = LocalAudioAnalyzer::Channels;
+
   /// @param channelCount  1 or more
   /// @param capacity      most frames that will be decoded; costs nothing until they are
   /// @throws std::bad_alloc  the address space is not there
@@ -23,13 +25,13 @@ class DecodedSegment {
 
   /// Decodes the frames [start, start + count), as many as there are and `capacity` allows.
   ///
-  /// @param progress  called after each block
+  /// @param progress  called after each block, with its channels
   /// @return false when the segment cannot be read
   /// @throws std::bad_alloc  more samples than may be kept
   [[nodiscard]] bool decode(AudioFile& file, std::int64_t start, std::int64_t count,
-                            const std::function<void()>& progress);
+                            const std::function<void(const Channels&)>& progress);
 
-  [[nodiscard]] LocalAudioAnalyzer::Channels channels() const;
+  [[nodiscard]] Channels channels() const;
 
   /// Frames decoded so far.
   [[nodiscard]] std::size_t frames() const;

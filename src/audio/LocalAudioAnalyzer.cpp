@@ -110,9 +110,12 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   const auto keyFrames =
       static_cast<std::size_t>(framesIn(MusicalKeyAnalyzer::kLongestSeconds, sampleRate));
   ChromaCollector collector(decoded.mono(), sampleRate);
-  const bool readable = decoded.decode(file, segment.startFrame, segment.frames, [&] {
+  ChannelSummer summer;
+  const auto follow = [&](const Channels& block) {
     collector.announce(std::min(decoded.frames(), keyFrames));
-  });
+    summer.add(block);
+  };
+  const bool readable = decoded.decode(file, segment.startFrame, segment.frames, follow);
   if (!readable) {
     throw AudioMeasurementError::unreadableAudio();
   }
@@ -122,7 +125,7 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   }
   // By default std::async takes a second thread only where one is to be had.
   std::future<MonoSummary> summary = std::async([=] { return monoSummary(mono, sampleRate); });
-  const ChannelSums sums = channelSums(decoded.channels());
+  const ChannelSums sums = summer.finish(decoded.channels());
   const Levels levelsOfAll = levels(sums);
   requireSignal(levelsOfAll);
   const StereoSummary stereo = stereoSummary(sums);
