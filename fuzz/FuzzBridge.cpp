@@ -49,12 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   call("brindlevane_listen_selected_clip", none, strange.access());
   call("brindlevane_get_master_listen", job, strange.access());
 
-  static std::string served;
-  static const FakeBridge listener([](int connection) {
-    (void)FakeBridge::receive(connection);
-    (void)FakeBridge::send(connection, served);
-  });
-  served = bytes;
+  const FakeBridge listener(FakeBridge::answering(bytes));
   (void)exchangeOverTcp({.host = "127.0.0.1",
                          .port = listener.port(),
                          .method = "GET",

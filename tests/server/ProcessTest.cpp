@@ -97,8 +97,8 @@ TEST(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
 
 TEST(Process, WhatDecodersPrintAboutDamagedFilesGoesNowhere) {
   const TemporaryFolder folder;
-  std::string file;
-  const FakeBridge bridge([&file](int connection) {
+  const std::string file = folder.path() / "damaged";
+  const FakeBridge bridge([file](int connection) {
     const bool isHealth = FakeBridge::receive(connection).starts_with("GET /v1/health");
     const Json result =
         isHealth ? Json{{"bridgeVersion", BrindlevaneBridgeCompatibility::minimumVersion},
@@ -117,12 +117,12 @@ TEST(Process, WhatDecodersPrintAboutDamagedFilesGoesNowhere) {
     for (std::size_t i = 300; i < bytes.size(); i += 211) {
       bytes[i] = static_cast<char>(bytes[i] ^ 0x55);
     }
-    file = folder.write("damaged/" + entry.path().filename().string(), bytes).string();
+    folder.write("damaged", bytes);
     server.send(
         R"({"id":1,"method":"tools/call","params":{"name":"brindlevane_listen_selected_clip"}})"
         "\n");
     const std::optional<Json> response = parseJson(server.line());
-    ASSERT_TRUE(response) << file;
+    ASSERT_TRUE(response) << entry.path();
     answers += response->at("result").at("content").size() == 1 ? 1 : 0;
   }
   EXPECT_GT(answers, 20);
