@@ -39,8 +39,8 @@ struct ChannelSums {
 };
 
 /// Sums up channels while they are being decoded, for a sample costs least while it is in the
-/// cache. One walk over the first two channels follows the decoder; another over these and one over
-/// each other channel come at the end.
+/// cache. The walk over the first channel, or the first over a stereo pair, follows the decoder;
+/// the others come at the end.
 class ChannelSummer {
  public:
   /// Takes in the next samples of all channels.

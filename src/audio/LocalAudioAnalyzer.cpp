@@ -17,6 +17,7 @@
 #include <cmath>
 #include <future>
 #include <new>
+#include <system_error>
 #include <utility>
 
 namespace brindlevane::LocalAudioAnalyzer {
@@ -84,6 +85,16 @@ MonoSummary monoSummary(const MonoSignal& mono, double sampleRate) {
           waveform(mono, kWaveformPoints)};
 }
 
+std::future<MonoSummary> startedMonoSummary(const MonoSignal& mono, double sampleRate) {
+  const auto measure = [=] { return monoSummary(mono, sampleRate); };
+  try {
+    return std::async(std::launch::async, measure);
+  } catch (const std::system_error&) {
+    // No thread to be had: the caller measures when it asks for the result.
+    return std::async(std::launch::deferred, measure);
+  }
+}
+
 // Neither the peak nor the power may be next to nothing; without a finite sample both are 0.
 void requireSignal(const Levels& measured) {
   if (!(measured.peak > kPeakFloor) || !(measured.rms > kRmsFloor)) {
@@ -123,8 +134,7 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   if (mono.size() < static_cast<std::size_t>(kFewestFrames)) {
     throw AudioMeasurementError::insufficientSignal();
   }
-  // By default std::async takes a second thread only where one is to be had.
-  std::future<MonoSummary> summary = std::async([=] { return monoSummary(mono, sampleRate); });
+  std::future<MonoSummary> summary = startedMonoSummary(mono, sampleRate);
   const ChannelSums sums = summer.finish(decoded.channels());
   const Levels levelsOfAll = levels(sums);
   requireSignal(levelsOfAll);

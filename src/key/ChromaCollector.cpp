@@ -57,12 +57,14 @@ struct ChromaCollector::Bins {
   std::vector<double> weights;
 };
 
-// The working memory of one thread.
+// The working memory of one thread, all of it obtained at once: the helper could tell nobody that
+// there is none.
 class ChromaCollector::Folder {
  public:
   explicit Folder(const Bins& bins)
       : bins_(bins),
         fft_(kFrameSize),
+        mixed_(kFrameSize),
         windowed_(kFrameSize),
         spectrum_(bins.first + bins.count()),
         products_(bins.count()),

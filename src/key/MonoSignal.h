@@ -15,8 +15,7 @@ class MonoSignal {
  public:
   /// @param samples  full scale = 1
   template <std::convertible_to<std::span<const float>> Samples>
-  MonoSignal(const Samples& samples)  // NOLINT(google-explicit-constructor): a view of the same
-      : first_(samples) {}
+  MonoSignal(const Samples& samples) : first_(samples) {}
 
   /// The sum, in single precision, of left / 2 and right / 2.
   ///

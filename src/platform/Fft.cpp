@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 #include <numbers>
+#include <utility>
 #include <vector>
 
 namespace brindlevane {

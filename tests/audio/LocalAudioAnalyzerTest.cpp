@@ -136,6 +136,16 @@ TEST_F(Analyze, MixesAndDescribesAnyNumberOfChannels) {
   EXPECT_NEAR(quad.waveform[60], 0.75 * 0.6, 1e-2);
 }
 
+TEST_F(Analyze, MeasuresAFileThatEndsTooSoonAsFarAsItGoes) {
+  const std::string whole = wav({noise(1, 0.5, 300000), noise(2, 0.5, 300000)});
+  const std::string path = directory_.file("cut.flac");
+  testing::run("sox '" + whole + "' -b 16 '" + path + "'");
+  std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
+  const AudioMeasurement measurement = analyze(path, 0, 0, std::nullopt);
+  EXPECT_NEAR(measurement.analyzedSeconds, measurement.sourceDurationSeconds / 2, 0.2);
+  EXPECT_GT(measurement.waveform.back(), 0.3);
+}
+
 TEST_F(Analyze, FindsTheKeyThatTheKeyAnalysisFinds) {
   // At this rate the division of a frame count by it does not always come back.
   const std::vector<float> chord = tones({220, 261.63, 329.63}, 0.2, 11025 * 80, 11025);

@@ -48,17 +48,18 @@ TEST(Levels, OfASquareWaveAreAllFullScale) {
 TEST(Levels, SumChannelAfterChannelInDoublePrecision) {
   const std::vector<float> left = noise(1, 1.2, 10007);
   const std::vector<float> right = noise(2, 1e-3, 10007);
+  const std::vector<float> third = noise(3, 1e-3, 10007);
   double sum = 0;
   double squares = 0;
-  for (const std::vector<float>* channel : {&left, &right}) {
+  for (const std::vector<float>* channel : {&left, &right, &third}) {
     for (const double sample : *channel) {
       sum += sample;
       squares += sample * sample;
     }
   }
-  const Levels result = levels(channelSums({left, right}));
-  EXPECT_EQ(result.dcOffset, sum / 20014);
-  EXPECT_EQ(result.rms, std::sqrt(squares / 20014));
+  const Levels result = levels(channelSums({left, right, third}));
+  EXPECT_EQ(result.dcOffset, sum / 30021);
+  EXPECT_EQ(result.rms, std::sqrt(squares / 30021));
 }
 
 TEST(Levels, ClippingBeginsAt0999InSinglePrecision) {
@@ -76,6 +77,8 @@ TEST(Levels, LeaveOutSamplesThatAreNotFinite) {
   EXPECT_EQ(result.rms, 0.5);
   EXPECT_EQ(result.dcOffset, 0.5);
   EXPECT_EQ(levels(channelSums({std::vector<float>(4, kInfinity)})).rms, 0);
+  const std::vector<float> clipped = {kInfinity, 1, 0, -kInfinity, 0, std::nanf(""), 0};
+  EXPECT_EQ(levels(channelSums({clipped})).clippedPercent, 25);
 }
 
 TEST(ShortTermRms, CutsWindowsOfFourTenthsOfASecondAndSkipsQuietOnes) {
