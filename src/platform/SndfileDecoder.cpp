@@ -23,11 +23,12 @@ using SndfileHandle = std::unique_ptr<SNDFILE, CloseSndfile>;
 
 // At least one frame of the 1024 channels that libsndfile allows.
 constexpr sf_count_t kMostSamples = 8192;
-// An Opus decoder never quite forgets what it decoded before, so it starts at the beginning to be
-// exact. Only this far ahead it jumps, and then to some time before the goal: a deviation in
-// the fourth decimal is better than waiting longer.
+// An Opus decoder never quite forgets what it decoded before, and a jump within Vorbis now and then
+// misses by some milliseconds, so both start at the beginning to be exact. Only this far ahead they
+// jump, and then to some time before the goal: a small deviation is better than waiting longer.
 constexpr sf_count_t kOpusFarSeconds = 600;
-constexpr sf_count_t kOpusRunUpSeconds = 10;
+constexpr sf_count_t kVorbisFarSeconds = 3600;
+constexpr sf_count_t kRunUpSeconds = 10;
 constexpr float kShortScale = 1.0F / 32768;
 
 ByteSource& sourceOf(void* bytes) {
@@ -91,17 +92,18 @@ class SndfileDecoder final : public AudioDecoder {
     position_ = 0;
   }
 
-  // Vorbis now and then arrives at another frame than asked for, and Opus at other samples.
+  // See kOpusFarSeconds.
   [[nodiscard]] bool seeksInexactly() const {
     const int coding = info_.format & SF_FORMAT_SUBMASK;
     return coding == SF_FORMAT_VORBIS || coding == SF_FORMAT_OPUS;
   }
 
-  // Reaches a frame by decoding what lies before it: all of it, or for Opus far ahead some seconds.
+  // Reaches a frame by decoding what lies before it: all of it, or far ahead some seconds.
   bool decodeUpTo(std::int64_t frame) {
     const bool isOpus = (info_.format & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS;
-    const bool jumps = isOpus && frame - position_ > kOpusFarSeconds * info_.samplerate;
-    const sf_count_t runUp = frame - kOpusRunUpSeconds * info_.samplerate;
+    const sf_count_t farSeconds = isOpus ? kOpusFarSeconds : kVorbisFarSeconds;
+    const bool jumps = frame - position_ > farSeconds * info_.samplerate;
+    const sf_count_t runUp = frame - kRunUpSeconds * info_.samplerate;
     if (jumps && sf_seek(file_.get(), runUp, SEEK_SET) == runUp) {
       position_ = runUp;
     } else if (frame < position_) {
