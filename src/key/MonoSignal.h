@@ -9,8 +9,8 @@ namespace brindlevane {
 
 /// A view of a mono signal: samples as they lie in memory, or the mean of two channels.
 ///
-/// The mean is taken wherever the signal is looked at, several times for most samples: that costs
-/// less than the memory to keep it in.
+/// The mean is taken wherever the signal is looked at, several times for most samples: that takes
+/// no longer than to obtain and fill memory for it.
 class MonoSignal {
  public:
   /// @param samples  full scale = 1

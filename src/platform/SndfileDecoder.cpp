@@ -106,7 +106,8 @@ class SndfileDecoder final : public AudioDecoder {
     const sf_count_t runUp = frame - kRunUpSeconds * info_.samplerate;
     if (jumps && sf_seek(file_.get(), runUp, SEEK_SET) == runUp) {
       position_ = runUp;
-    } else if (frame < position_) {
+    } else if (jumps || frame < position_) {
+      // A jump that failed may have moved the decoder too.
       openFile();
     }
     std::array<float, kMostSamples> unused = {};
