@@ -3,26 +3,25 @@
 #include "audio/AudioMeasurementError.h"
 #include "bridge/BrindlevaneBridgeCompatibility.h"
 #include "bridge/MCPBridgeClient.h"
-#include "bridge/RouteTable.h"
 #include "key/KeyAnalysisError.h"
 #include "server/contract/MCPServerError.h"
-#include "tools/ArgumentRules.h"
+#include "tools/ToolCall.h"
+#include "tools/ToolTable.h"
 #include "workflows/FindKey.h"
 #include "workflows/ListenSelectedClip.h"
 #include "workflows/MasterListenStatus.h"
 
 #include <exception>
-#include <functional>
 #include <map>
 #include <string_view>
 
 namespace brindlevane {
 namespace {
 
-/// What a tool does when its work is more than one request.
-using Workflow = std::function<ToolResult(const MCPBridgeClient& bridge, const Json& arguments)>;
+using Workflow = ToolResult (*)(const MCPBridgeClient& bridge, const Json& arguments);
 
-const Workflow* workflowOf(const std::string& tool) {
+/// What the tools do whose work is more than one request.
+const std::map<std::string_view, Workflow>& workflows() {
   static const std::map<std::string_view, Workflow> kWorkflows = {
       {"brindlevane_find_key",
        [](const MCPBridgeClient& bridge, const Json&) {
@@ -33,23 +32,20 @@ const Workflow* workflowOf(const std::string& tool) {
          return toolResult(listenSelectedClip(bridge), /*isError=*/false);
        }},
       {"brindlevane_get_master_listen", masterListenStatus}};
-  const auto found = kWorkflows.find(tool);
-  return found == kWorkflows.end() ? nullptr : &found->second;
+  return kWorkflows;
 }
 
 ToolResult carryOut(const std::string& name, const Json& arguments, const BridgeAccess& access) {
   BrindlevaneMCP::validateArguments(name, arguments);
   const MCPBridgeClient bridge(access);
   BrindlevaneBridgeCompatibility::requireCompatibleBridge(bridge);
-  if (const Workflow* workflow = workflowOf(name)) {
-    return (*workflow)(bridge, arguments);
-  }
-  const Route* route = routeOf(name);
-  if (route == nullptr) {
-    throw MCPServerError::invalidArguments("Unknown Brindlevane tool: " + name);
+  const BrindlevaneMCP::Tool& tool = BrindlevaneMCP::toolNamed(name);
+  if (!tool.request) {
+    return workflows().at(name)(bridge, arguments);
   }
   return toolResult(
-      bridge.request(route->path, route->method, route->payload(arguments), route->timeout),
+      bridge.request(tool.request->path, tool.request->method,
+                     BrindlevaneMCP::requestBody(tool, arguments), tool.request->timeout),
       /*isError=*/false);
 }
 

@@ -13,6 +13,6 @@ namespace brindlevane {
 ///
 /// @param arguments  an object
 [[nodiscard]] ToolResult callTool(const std::string& name, const Json& arguments,
-                                  const BridgeAccess& access);
+                                  const BridgeAccess& access = installedBridge());
 
 }  // namespace brindlevane

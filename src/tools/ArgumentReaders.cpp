@@ -2,13 +2,20 @@
 
 #include "platform/Text.h"
 #include "server/contract/MCPServerError.h"
-#include "tools/Identifiers.h"
 
 #include <cmath>
 #include <limits>
 #include <string_view>
 
 namespace brindlevane::BrindlevaneMCP {
+namespace {
+
+bool isLowerHex(std::string_view text, std::size_t digits) {
+  return text.size() == digits &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+}  // namespace
 
 std::string string(const Json& arguments, const std::string& key, std::size_t maximumLength) {
   const auto found = arguments.find(key);
@@ -49,8 +56,16 @@ std::int64_t integer(const Json& arguments, const std::string& key) {
 }
 
 void validateJobId(const Json& arguments) {
-  if (!isJobId(string(arguments, "jobId", kLongestJobId))) {
+  constexpr std::string_view kPrefix = "master_";
+  const std::string id = string(arguments, "jobId", kLongestJobId);
+  if (!id.starts_with(kPrefix) || !isLowerHex(std::string_view(id).substr(kPrefix.size()), 32)) {
     throw MCPServerError::invalidArguments("jobId is not a valid Brindlevane master-listen id.");
+  }
+}
+
+void validateSampleId(const Json& arguments) {
+  if (!isLowerHex(string(arguments, "sampleId", kLongestSampleId), 24)) {
+    throw MCPServerError::invalidArguments("sampleId must come from brindlevane_search_samples.");
   }
 }
 

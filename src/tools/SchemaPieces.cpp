@@ -3,7 +3,12 @@
 namespace brindlevane::BrindlevaneMCP {
 
 const Json& confirmationProperties() {
-  static const Json kPiece = {{"confirm", confirmProperty()}};
+  static const Json kPiece = {
+      {"confirm",
+       {{"type", "boolean"},
+        {"const", true},
+        {"description",
+         "Must be true only after the user explicitly approves this Ableton change."}}}};
   return kPiece;
 }
 
@@ -12,6 +17,13 @@ const Json& revisionProperty() {
       {"type", "integer"},
       {"minimum", 0},
       {"description", "Revision returned by brindlevane_get_context or brindlevane_get_session."}};
+  return kPiece;
+}
+
+const Json& sessionRevisionProperty() {
+  static const Json kPiece = {{"type", "integer"},
+                              {"minimum", 0},
+                              {"description", "Revision returned by brindlevane_get_session."}};
   return kPiece;
 }
 
@@ -26,7 +38,7 @@ const Json& midiNotesProperty() {
   static const Json kPiece = {
       {"type", "array"},
       {"minItems", 1},
-      {"maxItems", 512},
+      {"maxItems", kMostNotes},
       {"items",
        {{"type", "object"},
         {"additionalProperties", false},
@@ -47,34 +59,9 @@ const Json& trackCreationProperties() {
        {{"type", "integer"},
         {"minimum", 0},
         {"description", "Optional zero-based insertion index. Omit to append."}}},
-      {"name", nameProperty()},
+      {"name", {{"type", "string"}, {"minLength", 1}, {"maxLength", kLongestName}}},
       {"expectedRevision", revisionProperty()},
-      {"confirm", confirmProperty()}};
-  return kPiece;
-}
-
-const Json& confirmProperty() {
-  static const Json kPiece = {
-      {"type", "boolean"},
-      {"const", true},
-      {"description", "Must be true only after the user explicitly approves this Ableton change."}};
-  return kPiece;
-}
-
-const Json& nameProperty() {
-  static const Json kPiece = {{"type", "string"}, {"minLength", 1}, {"maxLength", 96}};
-  return kPiece;
-}
-
-const Json& jobIdProperty() {
-  static const Json kPiece = {{"type", "string"}, {"pattern", "^master_[a-f0-9]{32}$"}};
-  return kPiece;
-}
-
-const Json& sessionRevisionProperty() {
-  static const Json kPiece = {{"type", "integer"},
-                              {"minimum", 0},
-                              {"description", "Revision returned by brindlevane_get_session."}};
+      {"confirm", confirmationProperties().at("confirm")}};
   return kPiece;
 }
 

@@ -2,7 +2,15 @@
 
 #include "platform/Json.h"
 
+#include <cstddef>
+
 namespace brindlevane::BrindlevaneMCP {
+
+/// Longest track or clip name, in user-perceived characters.
+inline constexpr std::size_t kLongestName = 96;
+
+/// Most MIDI notes in one call.
+inline constexpr std::size_t kMostNotes = 512;
 
 /// The JSON Schema pieces that several tools share, each built once on first use.
 /// @see JSON Schema, draft 2020-12, "Validation".
@@ -11,20 +19,13 @@ namespace brindlevane::BrindlevaneMCP {
 [[nodiscard]] const Json& confirmationProperties();
 /// Schema of `expectedRevision`.
 [[nodiscard]] const Json& revisionProperty();
+/// Schema of `expectedRevision` where only the session gives it.
+[[nodiscard]] const Json& sessionRevisionProperty();
 /// Schema of `trackIndex`.
 [[nodiscard]] const Json& trackIndexProperty();
-/// Schema of `notes`: 1 to 512 MIDI notes.
+/// Schema of `notes`: 1 to kMostNotes MIDI notes.
 [[nodiscard]] const Json& midiNotesProperty();
 /// `properties` of the two tools that create a track.
 [[nodiscard]] const Json& trackCreationProperties();
-
-/// Schema of `confirm`.
-[[nodiscard]] const Json& confirmProperty();
-/// Schema of a track's or clip's name.
-[[nodiscard]] const Json& nameProperty();
-/// Schema of a master-listen job's id.
-[[nodiscard]] const Json& jobIdProperty();
-/// Schema of `expectedRevision` where only the session gives it.
-[[nodiscard]] const Json& sessionRevisionProperty();
 
 }  // namespace brindlevane::BrindlevaneMCP

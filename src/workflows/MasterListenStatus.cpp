@@ -3,7 +3,6 @@
 #include "audio/LocalAudioAnalyzer.h"
 #include "server/contract/MCPServerError.h"
 #include "tools/ArgumentReaders.h"
-#include "tools/Identifiers.h"
 
 #include <exception>
 #include <string>

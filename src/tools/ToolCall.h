@@ -1,9 +1,10 @@
 #pragma once
 
 #include "platform/Json.h"
+#include "tools/ToolTable.h"
 
+#include <optional>
 #include <string>
-#include <vector>
 
 namespace brindlevane::BrindlevaneMCP {
 
@@ -14,7 +15,12 @@ namespace brindlevane::BrindlevaneMCP {
 /// @throws MCPServerError  invalidArguments: says which rule was broken first
 void validateArguments(const std::string& name, const Json& arguments);
 
-/// The names of all tools that have rules.
-[[nodiscard]] std::vector<std::string> toolsWithRules();
+/// The body of the request that carries a call to the bridge: what the request always says, and of
+/// the arguments those that are there.
+///
+/// @param tool       has a request
+/// @param arguments  have passed validateArguments
+/// @return a JSON object; nothing for a "GET"
+[[nodiscard]] std::optional<Json> requestBody(const Tool& tool, const Json& arguments);
 
 }  // namespace brindlevane::BrindlevaneMCP

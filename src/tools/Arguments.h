@@ -1,0 +1,97 @@
+#pragma once
+
+#include "platform/Json.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace brindlevane::BrindlevaneMCP {
+
+/// Refuses a call whose arguments break a rule, with MCPServerError::invalidArguments.
+using Check = std::function<void(const Json& arguments)>;
+
+/// What the bridge is sent of a call's arguments, which have been checked.
+using Value = std::function<Json(const Json& arguments)>;
+
+/// One argument of a tool: how it is offered, when it is accepted, what is sent.
+struct Argument {
+  std::string name;
+  Json schema;  ///< JSON Schema, draft 2020-12
+  Check check;
+  Value sent;  ///< under the argument's own name
+  bool isOptional = false;
+};
+
+/// Makers of arguments. Each makes the schema and the check from the same bounds. A sentence is
+/// the whole refusal of a value that has the right type; an empty description is left out.
+
+/// A whole number of 0 or more.
+[[nodiscard]] Argument index(const std::string& name, const std::string& description = "");
+
+/// A whole number from `least` to `most`.
+[[nodiscard]] Argument count(const std::string& name, std::int64_t least, std::int64_t most,
+                             const std::string& sentence, const std::string& description = "");
+
+/// A number from `least` to `most`, sent as it was received.
+[[nodiscard]] Argument number(const std::string& name, std::int64_t least, std::int64_t most,
+                              const std::string& sentence, const std::string& description = "");
+
+/// The same, sent as a floating-point number.
+[[nodiscard]] Argument floating(const std::string& name, std::int64_t least, std::int64_t most,
+                                const std::string& sentence, const std::string& description = "");
+
+/// A number of any size, sent as it was received.
+[[nodiscard]] Argument anyNumber(const std::string& name, const std::string& description);
+
+/// A position of 0 or more under "startTime".
+[[nodiscard]] Argument startTime(const std::string& description);
+
+/// A text of 1 to `longest` user-perceived characters, counted and sent without outer white space.
+[[nodiscard]] Argument text(const std::string& name, std::size_t longest);
+
+/// "trackIndex".
+[[nodiscard]] Argument trackIndex();
+
+/// "expectedRevision".
+[[nodiscard]] Argument revision();
+
+/// "expectedRevision" where only the session gives it.
+[[nodiscard]] Argument sessionRevision();
+
+/// "jobId": the id of a master-listen job.
+[[nodiscard]] Argument jobId();
+
+/// "sampleId": the id of a sample that was found.
+[[nodiscard]] Argument sampleId();
+
+/// "startTime" and "length" of a clip; both are read before either is judged.
+[[nodiscard]] Argument clipStart();
+[[nodiscard]] Argument clipLength();
+
+/// "field" and "enabled" of a track's state, judged together.
+[[nodiscard]] Argument stateField();
+[[nodiscard]] Argument stateEnabled();
+
+/// "notes" of a new clip.
+[[nodiscard]] Argument newNotes();
+
+/// "notes" that take the place of a clip's own.
+[[nodiscard]] Argument replacingNotes();
+
+/// "expectedRevision", and "index" and "name" where they are present, of a new track.
+[[nodiscard]] std::vector<Argument> trackCreation();
+
+/// "query": words to search for.
+[[nodiscard]] Argument query();
+
+/// "role": a sample's musical role.
+[[nodiscard]] Argument role();
+
+/// The argument, checked and sent only where it is present; a null is present. It is sent as it was
+/// received.
+[[nodiscard]] Argument optional(Argument argument);
+
+}  // namespace brindlevane::BrindlevaneMCP

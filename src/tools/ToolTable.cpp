@@ -1,0 +1,234 @@
+#include "tools/ToolTable.h"
+
+#include "server/contract/MCPServerError.h"
+#include "tools/Arguments.h"
+#include "tools/SchemaPieces.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace brindlevane::BrindlevaneMCP {
+namespace {
+
+constexpr Seconds kUsual{6};
+
+Request get(const std::string& path, Seconds timeout = kUsual) {
+  return {"GET", path, timeout};
+}
+
+Request post(const std::string& path, Seconds timeout = kUsual) {
+  return {"POST", path, timeout};
+}
+
+/// A change that the bridge wants confirmed too.
+Request postConfirmed(const std::string& path, Seconds timeout = kUsual,
+                      Json fixed = Json::object()) {
+  fixed["confirm"] = true;
+  return {"POST", path, timeout, std::move(fixed)};
+}
+
+Tool reading(const std::string& name, const std::string& description,
+             const std::optional<Request>& request = {},
+             const std::vector<Argument>& arguments = {}) {
+  return {name, description, Effect::reads, request, arguments};
+}
+
+Tool writing(const std::string& name, const std::string& description, const Request& request,
+             const std::vector<Argument>& arguments = {}) {
+  return {name, description, Effect::writes, request, arguments};
+}
+
+Tool writingAnew(const std::string& name, const std::string& description, const Request& request,
+                 const std::vector<Argument>& arguments = {}) {
+  return {name, description, Effect::writesAnew, request, arguments};
+}
+
+}  // namespace
+
+// Everywhere, schemas are stricter than checks in three ways: a member that no schema declares is
+// ignored where a tool takes any, the members of a note are left to the bridge, and a length is
+// taken without outer white space.
+// NOLINTNEXTLINE(readability-function-size): a table.
+const std::vector<Tool>& toolTable() {
+  static const std::vector<Tool> kTools = {
+      reading(
+          "brindlevane_get_session",
+          "Read the active Ableton Live project name, playback state, tempo, global Ableton "
+          "scale metadata, track summary and revision. projectScale is metadata from Ableton and "
+          "must never be presented as an analyzed musical key.",
+          get("/v1/session")),
+      reading("brindlevane_get_context",
+              "Read Brindlevane's automatically refreshed Ableton context: session, tracks, clips, "
+              "devices, selected parameters, returns, master, rolling meter windows and "
+              "mix-preparation findings. Use this before answering project-specific questions.",
+              get("/v1/context", Seconds(10))),
+      reading("brindlevane_analyze_project",
+              "Inspect the active Ableton project structure, tracks, clips, devices, parameters, "
+              "returns and master. This is structural project data; it does not listen to rendered "
+              "audio.",
+              get("/v1/analysis/project")),
+      reading(
+          "brindlevane_analyze_mix_preparation",
+          "Analyze session organization and mix-preparation issues such as naming, routing, gain "
+          "staging indicators, empty tracks and project hygiene.",
+          get("/v1/analysis/mix-prep")),
+      reading("brindlevane_get_device_parameters",
+              "Read up to 512 exposed parameters for one Ableton device, including indices, names, "
+              "native values, ranges, display strings and enabled state. Use the returned native "
+              "range before proposing a change.",
+              post("/v1/devices/parameters/read"),
+              {trackIndex(),
+               index("deviceIndex", "Zero-based device index from the selected track's devices.")}),
+      reading(
+          "brindlevane_find_key",
+          "Analyze the selected Ableton audio or MIDI clip locally to estimate its musical key. "
+          "For audio, Brindlevane listens to the source file; for MIDI, it analyzes note pitch "
+          "classes. Select a representative clip first."),
+      reading(
+          "brindlevane_listen_selected_clip",
+          "Decode and measure the selected Ableton audio clip locally. Returns sample peak, RMS, "
+          "crest factor, short-term dynamics, clipping, frequency-band balance, stereo "
+          "correlation/width, spectral centroid, waveform and key. This measures the raw clip "
+          "source before Ableton devices, returns and master processing; it is not a rendered "
+          "master measurement."),
+      writingAnew(
+          "brindlevane_start_master_listen",
+          "After explicit confirmation, record Ableton's actual master output in real time "
+          "through a temporary audio track using Resampling. Ableton must be stopped. This plays "
+          "the project, writes a temporary track and records 1–32 bars.",
+          postConfirmed("/v1/master-capture/start"),
+          {count("bars", 1, 32, "bars must be between 1 and 32.",
+                 "Number of bars to capture in real time."),
+           startTime("Arrangement start position in beats."), revision()}),
+      reading("brindlevane_get_master_listen", "Poll a confirmed master-listen job.", {},
+              {jobId()}),
+      writing(
+          "brindlevane_cancel_master_listen",
+          "Stop and clean a running master-listen capture after explicit user confirmation. "
+          "Restores transport and armed-track state and removes the temporary Brindlevane track.",
+          postConfirmed("/v1/master-capture/cancel"), {jobId()}),
+      writingAnew("brindlevane_play",
+                  "Start Ableton Live playback after explicit user confirmation.",
+                  post("/v1/transport/play")),
+      writing("brindlevane_stop", "Stop Ableton Live playback after explicit user confirmation.",
+              post("/v1/transport/stop")),
+      writing("brindlevane_set_tempo",
+              "Set the Ableton project tempo. First read the session revision, show the proposed "
+              "change, then call with confirm=true and that expectedRevision.",
+              post("/v1/tempo"),
+              {floating("tempo", 40, 240, "tempo must be between 40 and 240 BPM.",
+                        "Target tempo in BPM."),
+               sessionRevision()}),
+      writing(
+          "brindlevane_organize_tracks",
+          "Semantically identify tracks from names, clip filenames, devices and bounded "
+          "MIDI-note statistics, then apply clear numbered names and family colors. The whole "
+          "batch is reversible; clips, devices and routing are preserved. Show the proposal and "
+          "obtain explicit confirmation first.",
+          postConfirmed("/v1/workflows/organize"), {sessionRevision()}),
+      writing(
+          "brindlevane_build_arrangement",
+          "Turn existing Session or Arrangement loops into a reversible 128-bar DJ-ready club "
+          "arrangement. It creates evolving eight-bar layer changes across Intro, Groove, Build "
+          "1, Drop 1, Break, Build 2, a 32-bar Drop 2 and Outro, and rotates through available "
+          "clip variations. Existing Arrangement content is preserved; new clips are appended "
+          "after it. Read the latest context, explain the structure and obtain explicit "
+          "confirmation first.",
+          postConfirmed("/v1/arrangement/build", Seconds(20)), {revision()}),
+      writing("brindlevane_create_midi_track",
+              "Create a MIDI track in the active Ableton project. Read the latest context first, "
+              "explain the change, and only call after explicit user confirmation.",
+              postConfirmed("/v1/tracks/create", kUsual, {{"kind", "midi"}}), trackCreation()),
+      writing("brindlevane_create_audio_track",
+              "Create an audio track in the active Ableton project. Read the latest context first, "
+              "explain the change, and only call after explicit user confirmation.",
+              postConfirmed("/v1/tracks/create", kUsual, {{"kind", "audio"}}), trackCreation()),
+      // A role that is no string is left to the bridge, and a query needs one character that is no
+      // white space, whatever the schemas say.
+      reading("brindlevane_search_samples",
+              "Search the producer's local Ableton User Library, Factory Packs and standard sample "
+              "folders by filename and musical role. Returns opaque sample IDs and metadata, never "
+              "local file paths or audio. This is a local catalog search, not an audio audition.",
+              post("/v1/samples/search", Seconds(20)),
+              {optional(query()), optional(role()),
+               optional(count("limit", 1, 40, "limit must be between 1 and 40."))}),
+      writing("brindlevane_import_sample",
+              "Import one exact sample returned by brindlevane_search_samples onto a new Ableton "
+              "audio track at an Arrangement position. Show the chosen sample name and obtain "
+              "explicit confirmation first. The entire new track is reversible through Brindlevane "
+              "undo.",
+              postConfirmed("/v1/samples/import", Seconds(20)),
+              {sampleId(), startTime("Arrangement position in beats."), revision(),
+               optional(text("trackName", kLongestName))}),
+      // Looser than the schemas: any start of 0 or more, and no notes at all in "notes".
+      writing("brindlevane_create_midi_clip",
+              "Create an Arrangement MIDI clip and optionally add up to 512 MIDI notes. Note "
+              "startTime values are relative to the clip in beats. Confirm the exact track, "
+              "position, length and musical content with the user first.",
+              postConfirmed("/v1/clips/midi", Seconds(10)),
+              {trackIndex(), clipStart(), clipLength(), revision(),
+               optional(text("name", kLongestName)), optional(newNotes())}),
+      writing("brindlevane_replace_selected_midi_clip",
+              "Replace the notes of the MIDI clip currently open in Ableton's Detail view, on the "
+              "specified selected MIDI track. Use this to improve or iterate on an existing "
+              "Brindlevane pattern instead of creating another clip. The previous notes and clip "
+              "name are reversible through Brindlevane undo. Show the exact musical change and "
+              "obtain explicit confirmation first.",
+              postConfirmed("/v1/clips/midi/replace", Seconds(10)),
+              {trackIndex(), revision(), optional(text("name", kLongestName)), replacingNotes()}),
+      writing("brindlevane_rename_track",
+              "Rename one Ableton track without changing clips, routing or devices. Confirm the "
+              "track index and exact new name first.",
+              postConfirmed("/v1/tracks/rename"),
+              {trackIndex(), text("name", kLongestName), revision()}),
+      writing("brindlevane_select_track",
+              "Select one regular Ableton track by zero-based track index after user confirmation.",
+              postConfirmed("/v1/tracks/select"), {trackIndex(), revision()}),
+      writing(
+          "brindlevane_set_track_state",
+          "Set mute, solo or arm on one regular Ableton track. Read the current state and obtain "
+          "explicit confirmation first.",
+          postConfirmed("/v1/tracks/state"),
+          {trackIndex(), stateField(), stateEnabled(), revision()}),
+      writing(
+          "brindlevane_set_track_volume",
+          "Set a track fader using Ableton's displayed dB value between -70 and +6 dB. Read the "
+          "current mixer state and obtain explicit confirmation first.",
+          postConfirmed("/v1/tracks/volume"),
+          {trackIndex(), number("displayDb", -70, 6, "displayDb must be between -70 and +6 dB."),
+           revision()}),
+      writing("brindlevane_set_device_parameter",
+              "Set one exposed Ableton device parameter using its native value. First call "
+              "brindlevane_get_device_parameters, quote the current display value and proposed "
+              "target, then obtain explicit confirmation. The change is reversible.",
+              postConfirmed("/v1/devices/parameters"),
+              {trackIndex(), index("deviceIndex"), index("parameterIndex"),
+               anyNumber("value",
+                         "Native parameter value inside the minimum/maximum reported by "
+                         "brindlevane_get_device_parameters."),
+               revision()}),
+      writing("brindlevane_set_send_level",
+              "Set one track send using Ableton's displayed dB value from -70 to 0 dB. Confirm the "
+              "track, return/send index and exact level first. The change is reversible.",
+              postConfirmed("/v1/tracks/send"),
+              {trackIndex(),
+               index("sendIndex", "Zero-based return/send index from the project context."),
+               number("displayDb", -70, 0, "displayDb must be between -70 and 0 dB."), revision()}),
+      writing(
+          "brindlevane_undo_last_organization",
+          "Undo the most recent reversible Brindlevane action after explicit user confirmation.",
+          post("/v1/undo")),
+  };
+  return kTools;
+}
+
+const Tool& toolNamed(const std::string& name) {
+  const auto found = std::find_if(toolTable().begin(), toolTable().end(),
+                                  [&](const Tool& tool) { return tool.name == name; });
+  if (found == toolTable().end()) {
+    throw MCPServerError::invalidArguments("Unknown Brindlevane tool: " + name);
+  }
+  return *found;
+}
+
+}  // namespace brindlevane::BrindlevaneMCP

@@ -1,0 +1,327 @@
+#include "platform/Text.h"
+#include "server/contract/MCPServerError.h"
+#include "tests/support/ToolCalls.h"
+#include "tools/Catalogue.h"
+#include "tools/ToolCall.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace brindlevane {
+namespace {
+
+const std::string kUnconfirmed =
+    "Explicit user confirmation is required. Ask the user, then call again with confirm=true.";
+const std::string kNoArguments = "This tool does not accept arguments.";
+const std::string kState = "field must be mute, solo or arm, and enabled must be boolean.";
+const std::string kSomeNotes = "notes must contain between 1 and 512 MIDI notes.";
+
+/// What the rules say of a call; nothing when it passes.
+std::string refusalOf(const std::string& tool, const Json& arguments) {
+  try {
+    BrindlevaneMCP::validateArguments("brindlevane_" + tool, arguments);
+    return "";
+  } catch (const MCPServerError& error) {
+    return error.what();
+  }
+}
+
+const Json kAbsent = Json(Json::value_t::discarded);
+
+/// The complete call with one argument changed, or taken away.
+std::string refusalWith(const std::string& tool, const std::string& key, const Json& value) {
+  Json call = completeCalls().at(tool);
+  if (value.is_discarded()) {
+    call.erase(key);
+  } else {
+    call[key] = value;
+  }
+  return refusalOf(tool, call);
+}
+
+/// A value for an argument, and whether the argument's schema allows it.
+struct Sample {
+  std::string what;
+  Json value;
+  bool isAllowed;
+};
+
+Json beyond(const Json& bound, int direction, const Json& type) {
+  return type == "integer" ? Json(bound.get<int>() + direction)
+                           : Json(bound.get<double>() + 0.01 * direction);
+}
+
+std::vector<Sample> numberSamples(const Json& schema) {
+  const Json& type = schema.at("type");
+  std::vector<Sample> samples = {{"text", "1", false}, {"boolean", true, false}};
+  if (type == "integer") {
+    samples.push_back({"fraction", 1.5, false});
+    samples.push_back({"whole with fraction", 1.0, true});
+  }
+  if (schema.contains("minimum")) {
+    samples.push_back({"minimum", schema["minimum"], true});
+    samples.push_back({"below minimum", beyond(schema["minimum"], -1, type), false});
+  }
+  if (schema.contains("exclusiveMinimum")) {
+    samples.push_back({"exclusive minimum", schema["exclusiveMinimum"], false});
+    samples.push_back({"above minimum", beyond(schema["exclusiveMinimum"], 1, type), true});
+  }
+  if (schema.contains("maximum")) {
+    samples.push_back({"maximum", schema["maximum"], true});
+    samples.push_back({"above maximum", beyond(schema["maximum"], 1, type), false});
+  }
+  return samples;
+}
+
+std::vector<Sample> stringSamples(const Json& schema, const Json& usual) {
+  std::vector<Sample> samples = {{"number", 1, false}};
+  if (schema.contains("enum")) {
+    for (const Json& member : schema["enum"]) {
+      samples.push_back({member, member, true});
+    }
+    samples.push_back({"stranger", "stranger", false});
+    samples.push_back({"padded", schema["enum"][0].get<std::string>() + " ", false});
+  } else if (schema.contains("pattern")) {
+    const std::string id(trimmed(usual.get_ref<const std::string&>()));
+    samples.push_back({"id", id, true});
+    samples.push_back({"padded", id + " ", false});
+    samples.push_back({"shorter", id.substr(0, id.size() - 1), false});
+    samples.push_back({"longer", id + "0", false});
+    samples.push_back({"upper case", id.substr(0, id.size() - 1) + "A", false});
+    samples.push_back({"beyond f", id.substr(0, id.size() - 1) + "g", false});
+  } else {
+    const std::size_t longest = schema.at("maxLength");
+    samples.push_back({"empty", "", schema.value("minLength", 0) == 0});
+    samples.push_back({"longest", std::string(longest, 'x'), true});
+    samples.push_back({"too long", std::string(longest + 1, 'x'), false});
+    samples.push_back({"padded", std::string(longest, 'x') + "\u3000", false});
+  }
+  return samples;
+}
+
+std::vector<Sample> arraySamples(const Json& schema) {
+  const auto notes = [](std::size_t count) {
+    return Json(std::vector<Json>(count, {{"pitch", 0}, {"startTime", 0}, {"duration", 1}}));
+  };
+  const std::size_t fewest = schema.at("minItems");
+  const std::size_t most = schema.at("maxItems");
+  return {{"fewest", notes(fewest), true},   {"too few", notes(fewest - 1), false},
+          {"most", notes(most), true},       {"too many", notes(most + 1), false},
+          {"numbers", {1, 2}, false},        {"text", "c4", false},
+          {"object", Json::object(), false}, {"empty note", {Json::object()}, false}};
+}
+
+std::vector<Sample> samplesOf(const Json& schema, const Json& usual) {
+  const Json& type = schema.at("type");
+  std::vector<Sample> samples;
+  if (type == "boolean") {
+    const bool isConstant = schema.contains("const");
+    samples = {{"true", true, true}, {"false", false, !isConstant}, {"number", 1, false}};
+  } else if (type == "string") {
+    samples = stringSamples(schema, usual);
+  } else if (type == "array") {
+    samples = arraySamples(schema);
+  } else {
+    samples = numberSamples(schema);
+  }
+  samples.push_back({"null", nullptr, false});
+  return samples;
+}
+
+/// Where schema and rule differ on purpose: "argument what" of a tool, or of every tool ("*").
+const std::map<std::pair<std::string, std::string>, const char*>& differences() {
+  static const char* const kTrimmed = "outer white space does not count";
+  static const char* const kNotes = "the members of a note are left to the bridge";
+  static const char* const kRole = "a role that is no string is left to the bridge";
+  static const std::map<std::pair<std::string, std::string>, const char*> kDifferences = {
+      {{"*", "jobId padded"}, kTrimmed},
+      {{"*", "sampleId padded"}, kTrimmed},
+      {{"*", "name padded"}, kTrimmed},
+      {{"*", "trackName padded"}, kTrimmed},
+      {{"*", "query padded"}, kTrimmed},
+      {{"*", "field padded"}, kTrimmed},
+      {{"*", "query empty"}, "a query needs a character to look for"},
+      {{"*", "notes empty note"}, kNotes},
+      {{"create_midi_clip", "notes too few"}, "a new clip may be empty"},
+      {{"create_midi_clip", "startTime above maximum"}, "Live knows where its time ends"},
+      {{"*", "role number"}, kRole},
+      {{"*", "role null"}, kRole}};
+  return kDifferences;
+}
+
+TEST(ToolCall, RulesRefuseWhatSchemasForbidAndNothingElse) {
+  std::map<std::pair<std::string, std::string>, const char*> unseen = differences();
+  for (const Json& offered : BrindlevaneMCP::tools()) {
+    const std::string tool = offered["name"].get<std::string>().substr(12);
+    const Json& schema = offered["inputSchema"];
+    const Json& usual = completeCalls().at(tool);
+    SCOPED_TRACE(tool);
+    ASSERT_EQ(usual.size(), schema["properties"].size());
+    EXPECT_EQ(refusalOf(tool, usual), "");
+    // An undeclared member is ignored where a tool takes any, whatever its schema says.
+    EXPECT_EQ(refusalWith(tool, "other", 1), usual.empty() ? kNoArguments : "");
+    EXPECT_EQ(refusalWith(tool, "other", nullptr), usual.empty() ? kNoArguments : "");
+    std::vector<std::string> required = schema["required"];
+    for (const auto& [key, property] : schema["properties"].items()) {
+      const bool isRequired = std::erase(required, key) > 0;
+      EXPECT_EQ(refusalWith(tool, key, kAbsent).empty(), !isRequired) << key;
+      for (const Sample& sample : samplesOf(property, usual.at(key))) {
+        const std::string what = key + " " + sample.what;
+        const bool differs =
+            differences().contains({tool, what}) || differences().contains({"*", what});
+        unseen.erase({tool, what});
+        unseen.erase({"*", what});
+        EXPECT_EQ(refusalWith(tool, key, sample.value).empty(), sample.isAllowed != differs)
+            << what << " " << sample.value.dump().substr(0, 100);
+      }
+    }
+    EXPECT_EQ(required, std::vector<std::string>()) << "required but not declared";
+  }
+  for (const auto& [where, reason] : unseen) {
+    ADD_FAILURE() << where.first << " " << where.second << " was not tried: " << reason;
+  }
+}
+
+/// How an argument that is null, or a stranger to its list, is refused.
+std::string refusalOfNull(const std::string& tool, const std::string& key) {
+  static const std::map<std::string, std::string> kSentences = {
+      {"confirm", kUnconfirmed},
+      {"enabled", kState},
+      {"role", "role is not supported."},
+      {"notes", "notes must be an array."}};
+  if (tool == "replace_selected_midi_clip" && key == "notes") {
+    return kSomeNotes;
+  }
+  if (const auto found = kSentences.find(key); found != kSentences.end()) {
+    return found->second;
+  }
+  return key + (completeCalls().at(tool).at(key).is_string() ? " must be a string."
+                                                             : " must be a number.");
+}
+
+TEST(ToolCall, ChecksComeInOrder) {
+  using Keys = std::vector<std::string>;
+  const std::map<std::string, Keys> orders = {
+      {"get_device_parameters", {"trackIndex", "deviceIndex"}},
+      {"start_master_listen", {"confirm", "bars", "startTime", "expectedRevision"}},
+      {"get_master_listen", {"jobId"}},
+      {"cancel_master_listen", {"confirm", "jobId"}},
+      {"play", {"confirm"}},
+      {"stop", {"confirm"}},
+      {"undo_last_organization", {"confirm"}},
+      {"set_tempo", {"confirm", "tempo", "expectedRevision"}},
+      {"organize_tracks", {"confirm", "expectedRevision"}},
+      {"build_arrangement", {"confirm", "expectedRevision"}},
+      {"create_midi_track", {"confirm", "expectedRevision", "index", "name"}},
+      {"create_audio_track", {"confirm", "expectedRevision", "index", "name"}},
+      {"search_samples", {"query", "role", "limit"}},
+      {"import_sample", {"confirm", "sampleId", "startTime", "expectedRevision", "trackName"}},
+      {"create_midi_clip",
+       {"confirm", "trackIndex", "startTime", "length", "expectedRevision", "name", "notes"}},
+      {"replace_selected_midi_clip",
+       {"confirm", "trackIndex", "expectedRevision", "name", "notes"}},
+      {"rename_track", {"confirm", "trackIndex", "name", "expectedRevision"}},
+      {"select_track", {"confirm", "trackIndex", "expectedRevision"}},
+      {"set_track_state", {"confirm", "trackIndex", "field", "enabled", "expectedRevision"}},
+      {"set_track_volume", {"confirm", "trackIndex", "displayDb", "expectedRevision"}},
+      {"set_device_parameter",
+       {"confirm", "trackIndex", "deviceIndex", "parameterIndex", "value", "expectedRevision"}},
+      {"set_send_level", {"confirm", "trackIndex", "sendIndex", "displayDb", "expectedRevision"}}};
+  for (const auto& [tool, complete] : completeCalls().items()) {
+    const auto found = orders.find(tool);
+    const Keys order = found == orders.end() ? Keys() : found->second;
+    ASSERT_EQ(order.size(), complete.size()) << tool;
+    Json call = Json::object();
+    for (const std::string& key : order) {
+      call[key] = key == "role" ? Json("Kick") : Json();
+    }
+    for (const std::string& key : order) {
+      EXPECT_EQ(refusalOf(tool, call), refusalOfNull(tool, key)) << tool << " " << key;
+      call[key] = complete[key];
+    }
+    EXPECT_EQ(refusalOf(tool, call), "") << tool;
+  }
+  // Both numbers of a clip are read before either is judged.
+  EXPECT_EQ(
+      refusalOf("create_midi_clip", {{"confirm", true}, {"trackIndex", 0}, {"startTime", -1}}),
+      "length must be a number.");
+  EXPECT_EQ(refusalOf("set_track_state", {{"confirm", true}, {"trackIndex", 0}, {"field", "x"}}),
+            kState);
+}
+
+TEST(ToolCall, EachRuleHasItsSentence) {
+  const std::string clip = "Invalid MIDI clip position or length.";
+  const std::string job = "jobId is not a valid Brindlevane master-listen id.";
+  const std::string negative = " must be a non-negative integer.";
+  const Json notes513(std::vector<Json>(513, Json::object()));
+  const std::vector<std::tuple<std::string, std::string, Json, std::string>> cases = {
+      {"get_context", "verbose", true, kNoArguments},
+      {"get_device_parameters", "deviceIndex", kAbsent, "deviceIndex must be a number."},
+      {"get_device_parameters", "deviceIndex", true, "deviceIndex must be a number."},
+      {"get_device_parameters", "trackIndex", 2.5, "trackIndex" + negative},
+      {"get_device_parameters", "trackIndex", -1, "trackIndex" + negative},
+      {"get_device_parameters", "trackIndex", -0.0, ""},
+      {"get_device_parameters", "trackIndex", 9223372036854775807LL, ""},
+      {"get_device_parameters", "trackIndex", 9223372036854775808ULL, "trackIndex" + negative},
+      {"get_device_parameters", "trackIndex", 9223372036854775808.0, "trackIndex" + negative},
+      {"get_device_parameters", "trackIndex", 1e300, "trackIndex" + negative},
+      {"start_master_listen", "bars", 33, "bars must be between 1 and 32."},
+      {"start_master_listen", "bars", -1, "bars" + negative},
+      {"start_master_listen", "startTime", -0.5, "startTime must be zero or greater."},
+      {"get_master_listen", "jobId", kAbsent, "jobId must be a string."},
+      {"get_master_listen", "jobId", std::string(80, 'a'), job},
+      {"get_master_listen", "jobId", "Master_0123456789abcdef0123456789abcdef", job},
+      {"get_master_listen", "jobId", "master_0123456789abcdef0123456789abcdef\nx", job},
+      {"get_master_listen", "jobId", std::string(81, 'a'),
+       "jobId must contain 1 to 80 characters."},
+      {"cancel_master_listen", "jobId", "", "jobId must contain 1 to 80 characters."},
+      {"set_tempo", "tempo", 240.5, "tempo must be between 40 and 240 BPM."},
+      {"create_audio_track", "index", nullptr, "index must be a number."},
+      {"create_midi_track", "name", "  ", "name must contain 1 to 96 characters."},
+      {"search_samples", "query", "   ", "query must contain 1 to 200 characters."},
+      {"search_samples", "role", "Kick", "role is not supported."},
+      {"search_samples", "role", 3, ""},
+      {"search_samples", "limit", 0, "limit must be between 1 and 40."},
+      {"search_samples", "limit", -2, "limit" + negative},
+      {"import_sample", "sampleId", "0123456789ABCDEF01234567",
+       "sampleId must come from brindlevane_search_samples."},
+      {"import_sample", "sampleId", std::string(25, 'a'),
+       "sampleId must contain 1 to 24 characters."},
+      {"import_sample", "startTime", -1, "startTime must be zero or greater."},
+      {"create_midi_clip", "length", 0, clip},
+      {"create_midi_clip", "length", 4096.5, clip},
+      {"create_midi_clip", "startTime", -1, clip},
+      {"create_midi_clip", "startTime", 2000000, ""},
+      {"create_midi_clip", "notes", {Json::object(), 1}, "notes must be an array."},
+      {"create_midi_clip", "notes", notes513,
+       "A MIDI clip can contain at most 512 notes per call."},
+      {"replace_selected_midi_clip", "notes", kAbsent, kSomeNotes},
+      {"replace_selected_midi_clip", "notes", {Json::object(), 1}, kSomeNotes},
+      {"replace_selected_midi_clip", "notes", notes513, kSomeNotes},
+      {"set_track_state", "field", "", "field must contain 1 to 96 characters."},
+      {"set_track_state", "field", "Mute", kState},
+      {"set_track_state", "enabled", kAbsent, kState},
+      {"set_track_volume", "displayDb", 6.5, "displayDb must be between -70 and +6 dB."},
+      {"set_send_level", "displayDb", 0.1, "displayDb must be between -70 and 0 dB."}};
+  for (const auto& [tool, key, value, refusal] : cases) {
+    EXPECT_EQ(refusalWith(tool, key, value), refusal) << tool << " " << key;
+  }
+}
+
+TEST(ToolCall, NothingButTrueConfirms) {
+  for (const Json& confirm : {Json("true"), Json(1), Json({true}), Json({{"confirm", true}})}) {
+    EXPECT_EQ(refusalWith("play", "confirm", confirm), kUnconfirmed) << confirm;
+  }
+}
+
+TEST(ToolCall, OtherNamesAreUnknownAsTheyAreSpelled) {
+  EXPECT_EQ(refusalOf("Play", {{"confirm", true}}), "Unknown Brindlevane tool: brindlevane_Play");
+  EXPECT_EQ(refusalOf("play\u00e9 ", {}), "Unknown Brindlevane tool: brindlevane_play\u00e9 ");
+}
+
+}  // namespace
+}  // namespace brindlevane
