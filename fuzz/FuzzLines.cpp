@@ -21,14 +21,16 @@ void require(bool holds) {
 }
 
 /// What is read must be what the JSON library's own, slower parser reads. That one stops at a NUL
-/// byte and has no limit to nesting.
+/// byte, has no limit to nesting and refuses the escape of half a surrogate pair.
 void checkReading(std::string_view text) {
   const std::optional<Json> read = parseJson(text);
   const Json expected = Json::parse(text, nullptr, /*allow_exceptions=*/false);
   const auto opened =
       std::count(text.begin(), text.end(), '[') + std::count(text.begin(), text.end(), '{');
   if (read) {
-    require(*read == expected);
+    const bool mayHoldHalves =
+        text.find("\\ud") != std::string_view::npos || text.find("\\uD") != std::string_view::npos;
+    require(*read == expected || (expected.is_discarded() && mayHoldHalves));
   } else {
     require(expected.is_discarded() || text.find('\0') != std::string_view::npos ||
             opened > static_cast<std::ptrdiff_t>(kDeepestNesting));

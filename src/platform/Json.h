@@ -16,7 +16,8 @@ using Json = nlohmann::json;
 /// Arrays and objects may lie this deep inside one another, the outermost one counted.
 inline constexpr std::size_t kDeepestNesting = 512;
 
-/// Reads one JSON text (RFC 8259). The last of several equal keys holds.
+/// Reads one JSON text (RFC 8259). The last of several equal keys holds; an escape of half a
+/// surrogate pair, as other writers emit for broken file names, is read as U+FFFD.
 ///
 /// @return nothing unless the text is one whole value in valid UTF-8, nested at most
 ///     kDeepestNesting deep, with every number in the range of a double

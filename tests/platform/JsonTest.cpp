@@ -57,9 +57,13 @@ TEST(Json, TextsThatAreNotOneValidValueAreRefused) {
                                             "'a'",
                                             "// note\n{}",
                                             "\"\t\"",
-                                            "\"\\ud800\"",
-                                            "\"\\udc00x\"",
-                                            "\"\\ud800\\u0041\"",
+                                            "\"\\ud800\\u004\"",
+                                            "\"\\ud800\\u-041\"",
+                                            "\"\\ud800\\x\"",
+                                            "\"\\ud800",
+                                            "\"\\ud80g\"",
+                                            "\"\\u-001\"",
+                                            "\"\\u12\"",
                                             "\"\xC3\"",
                                             "\"\xC0\xAF\"",
                                             "\"\xED\xA0\x80\"",
@@ -75,6 +79,27 @@ TEST(Json, TextsThatAreNotOneValidValueAreRefused) {
   EXPECT_TRUE(parseJson(nested(kDeepestNesting)));
   EXPECT_EQ(parseJson("\xEF\xBB\xBF {} "), Json::object());
   EXPECT_FALSE(parseJson(" \xEF\xBB\xBF{}"));
+}
+
+TEST(Json, EscapesAreReadAndHalfASurrogatePairIsReplaced) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"(\"\\\/\b\f\n\r\t)", "\"\\/\b\f\n\r\t"},
+      {R"(\u0041\u00e9\u20AC)", "A\u00e9\u20ac"},
+      {R"(\ud83c\uDFB9)", "\U0001F3B9"},
+      {R"(\ud800\udc00\udbff\udfff)", "\U00010000\U0010FFFF"},
+      {R"(\ud7ff\ue000)", "\uD7FF\uE000"},
+      {R"(\ud800)", "\uFFFD"},
+      {R"(\udbff.wav)", "\uFFFD.wav"},
+      {R"(\udc00\udfff)", "\uFFFD\uFFFD"},
+      {R"(\ud83d\u0041)", "\uFFFDA"},
+      {R"(\ud83d\n)", "\uFFFD\n"},
+      {R"(\ud83d\ue000)", "\uFFFD\uE000"},
+      {R"(\ud83d\udbff)", "\uFFFD\uFFFD"},
+      {R"(\ud83d\ud83c\udfb9)", "\uFFFD\U0001F3B9"},
+      {R"(\udfb9\ud83c)", "\uFFFD\uFFFD"}};
+  for (const auto& [escaped, text] : cases) {
+    EXPECT_EQ(parseJson('"' + escaped + '"'), Json(text)) << escaped;
+  }
 }
 
 TEST(Json, StringsAreEscapedOnlyWhereTheyMustBe) {
