@@ -1,13 +1,15 @@
 #pragma once
 
-#include <stdexcept>
+#include <exception>
 #include <string>
 
 namespace brindlevane {
 
-/// A measurement that could not be made; what() is the French text that the user reads.
-class AudioMeasurementError : public std::runtime_error {
+/// A measurement that could not be made.
+class AudioMeasurementError : public std::exception {
  public:
+  enum class Case { unreadableAudio, unsupportedAudio, insufficientSignal };
+
   /// The file cannot be opened, or its segment cannot be read.
   [[nodiscard]] static AudioMeasurementError unreadableAudio();
   /// The file opens, but has no channel or no sample rate.
@@ -15,8 +17,14 @@ class AudioMeasurementError : public std::runtime_error {
   /// Too short, silent, or too large to hold.
   [[nodiscard]] static AudioMeasurementError insufficientSignal();
 
+  [[nodiscard]] const char* what() const noexcept override { return errorDescription.c_str(); }
+
+  const Case kind;
+  const std::string errorDescription;  ///< the French text that the user reads
+
  private:
-  explicit AudioMeasurementError(const std::string& message) : std::runtime_error(message) {}
+  AudioMeasurementError(Case kindOfFailure, const char* description)
+      : kind(kindOfFailure), errorDescription(description) {}
 };
 
 }  // namespace brindlevane

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <stdexcept>
+#include <exception>
 #include <string>
 
 namespace brindlevane {
 
-/// A key estimate that could not be made; what() is the French text that the user reads.
-class KeyAnalysisError : public std::runtime_error {
+/// A key estimate that could not be made.
+class KeyAnalysisError : public std::exception {
  public:
+  enum class Case { unreadableAudio, unsupportedAudio, insufficientSignal };
+
   /// The file cannot be opened, or its segment cannot be read.
   [[nodiscard]] static KeyAnalysisError unreadableAudio();
   /// The file opens, but has no channel or no sample rate.
@@ -15,8 +17,14 @@ class KeyAnalysisError : public std::runtime_error {
   /// Too short, too quiet, or without a tonal centre.
   [[nodiscard]] static KeyAnalysisError insufficientSignal();
 
+  [[nodiscard]] const char* what() const noexcept override { return errorDescription.c_str(); }
+
+  const Case kind;
+  const std::string errorDescription;  ///< the French text that the user reads
+
  private:
-  explicit KeyAnalysisError(const std::string& message) : std::runtime_error(message) {}
+  KeyAnalysisError(Case kindOfFailure, const char* description)
+      : kind(kindOfFailure), errorDescription(description) {}
 };
 
 }  // namespace brindlevane

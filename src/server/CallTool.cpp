@@ -55,11 +55,11 @@ ToolResult callTool(const std::string& name, const Json& arguments, const Bridge
   try {
     return carryOut(name, arguments, access);
   } catch (const MCPServerError& error) {
-    return errorResult("MCPServerError", error.what());
+    return errorResult("MCPServerError", error.errorDescription);
   } catch (const AudioMeasurementError& error) {
-    return errorResult("AudioMeasurementError", error.what());
+    return errorResult("AudioMeasurementError", error.errorDescription);
   } catch (const KeyAnalysisError& error) {
-    return errorResult("KeyAnalysisError", error.what());
+    return errorResult("KeyAnalysisError", error.errorDescription);
   } catch (const std::exception& error) {
     return errorResult("std::exception", error.what());
   }

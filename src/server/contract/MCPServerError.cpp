@@ -1,37 +1,48 @@
 #include "server/contract/MCPServerError.h"
 
+#include <utility>
+
 namespace brindlevane {
 
+MCPServerError::MCPServerError(Case kindOfFailure, std::string description, std::string reason,
+                               std::string reasonCode)
+    : kind(kindOfFailure),
+      errorDescription(std::move(description)),
+      message(std::move(reason)),
+      code(std::move(reasonCode)) {}
+
 MCPServerError MCPServerError::bridgeIncompatible(const std::string& message) {
-  return MCPServerError(message);
+  return {Case::bridgeIncompatible, message, message};
 }
 
 MCPServerError MCPServerError::bridgeRejected(const std::string& code, const std::string& message) {
-  return MCPServerError("BrindlevaneBridge error " + code + ": " + message);
+  return {Case::bridgeRejected, "BrindlevaneBridge error " + code + ": " + message, message, code};
 }
 
 MCPServerError MCPServerError::invalidArguments(const std::string& message) {
-  return MCPServerError(message);
+  return {Case::invalidArguments, message, message};
 }
 
 MCPServerError MCPServerError::configurationMissing() {
-  return MCPServerError(
-      "BrindlevaneBridge is not installed. Open Brindlevane and install the Ableton bridge first.");
+  return {
+      Case::configurationMissing,
+      "BrindlevaneBridge is not installed. Open Brindlevane and install the Ableton bridge first."};
 }
 
 MCPServerError MCPServerError::configurationInvalid() {
-  return MCPServerError(
-      "The local BrindlevaneBridge configuration is invalid. Reinstall the bridge from "
-      "Brindlevane.");
+  return {Case::configurationInvalid,
+          "The local BrindlevaneBridge configuration is invalid. Reinstall the bridge from "
+          "Brindlevane."};
 }
 
 MCPServerError MCPServerError::bridgeUnreachable() {
-  return MCPServerError(
-      "Ableton Live is not connected to BrindlevaneBridge. Open Ableton and wait a few seconds.");
+  return {
+      Case::bridgeUnreachable,
+      "Ableton Live is not connected to BrindlevaneBridge. Open Ableton and wait a few seconds."};
 }
 
 MCPServerError MCPServerError::invalidBridgeResponse() {
-  return MCPServerError("BrindlevaneBridge returned an invalid response.");
+  return {Case::invalidBridgeResponse, "BrindlevaneBridge returned an invalid response."};
 }
 
 }  // namespace brindlevane

@@ -1,13 +1,23 @@
 #pragma once
 
-#include <stdexcept>
+#include <exception>
 #include <string>
 
 namespace brindlevane {
 
-/// A failure of the tool or bridge layer. what() is the text that the assistant and its user see.
-class MCPServerError : public std::runtime_error {
+/// A failure of the tool or bridge layer.
+class MCPServerError : public std::exception {
  public:
+  enum class Case {
+    bridgeIncompatible,
+    bridgeRejected,
+    invalidArguments,
+    configurationMissing,
+    configurationInvalid,
+    bridgeUnreachable,
+    invalidBridgeResponse
+  };
+
   /// The running bridge is too old for the tools; the message is the whole text.
   [[nodiscard]] static MCPServerError bridgeIncompatible(const std::string& message);
   /// The bridge refused a request, in its own words.
@@ -24,8 +34,17 @@ class MCPServerError : public std::runtime_error {
   /// The bridge answered something that was not agreed.
   [[nodiscard]] static MCPServerError invalidBridgeResponse();
 
+  /// As errorDescription, but nothing after a NUL.
+  [[nodiscard]] const char* what() const noexcept override { return errorDescription.c_str(); }
+
+  const Case kind;
+  const std::string errorDescription;  ///< what the assistant and its user see
+  const std::string message;           ///< of the first three cases
+  const std::string code;              ///< of bridgeRejected
+
  private:
-  explicit MCPServerError(const std::string& message) : std::runtime_error(message) {}
+  MCPServerError(Case kindOfFailure, std::string description, std::string reason = {},
+                 std::string reasonCode = {});
 };
 
 }  // namespace brindlevane
