@@ -13,14 +13,20 @@ namespace {
 
 constexpr unsigned kLowestPort = 1024;
 constexpr std::size_t kShortestToken = 32;
+/// In bytes: all headers of a request together should stay below 64 KiB.
+constexpr std::size_t kLongestToken = 60'000;
 
 bool isAllowed(const Url& url) {
   return url.scheme == "http" && isLoopback(url.host) && !url.hasUserInfo && !url.hasQuery &&
          !url.hasFragment && url.port && *url.port >= kLowestPort;
 }
 
-/// A control character would end the header that carries the token, or begin another one.
+/// A control character would end the header that carries the token, or begin another one; spaces
+/// at the ends of a header's value are dropped on the way.
 bool fitsInHeader(std::string_view token) {
+  if (token.size() > kLongestToken || token.starts_with(' ') || token.ends_with(' ')) {
+    return false;
+  }
   return std::none_of(token.begin(), token.end(), [](char character) {
     const auto byte = static_cast<unsigned char>(character);
     return byte < 0x20 || byte == 0x7F;

@@ -58,21 +58,25 @@ Json resultOf(const HttpAnswer& answer) {
 
 }  // namespace
 
-MCPBridgeClient::MCPBridgeClient(BridgeAccess access)
-    : access_(std::move(access)), configuration_(configurationOf(access_)) {}
+MCPBridgeClient::MCPBridgeClient(const BridgeAccess& access)
+    : MCPBridgeClient(configurationOf(access), access.exchange) {}
+
+MCPBridgeClient::MCPBridgeClient(BridgeConfiguration configuration, HttpExchange exchange)
+    : baseURL(std::move(configuration.baseURL)),
+      token(std::move(configuration.token)),
+      exchange_(std::move(exchange)) {}
 
 Json MCPBridgeClient::request(std::string_view path, std::string_view method,
                               const std::optional<Json>& payload, Seconds timeout) const {
-  const Url& base = configuration_.baseURL;
-  const std::optional<Url> url = resolveUrl(base, path);
-  if (!url || !isLoopback(url->host) || url->host != base.host || url->port != base.port) {
+  const std::optional<Url> url = resolveUrl(baseURL, path);
+  if (!url || !isLoopback(url->host) || url->host != baseURL.host || url->port != baseURL.port) {
     throw MCPServerError::configurationInvalid();
   }
   HttpRequest request{.host = url->host,
                       .port = *url->port,
                       .method = std::string(method),
                       .target = url->target,
-                      .headers = {{"X-Brindlevane-Token", configuration_.token},
+                      .headers = {{"X-Brindlevane-Token", token},
                                   {"X-Brindlevane-Request-Id", "mcp-" + randomUuid()},
                                   {"Accept", "application/json"}},
                       .body = {}};
@@ -80,7 +84,7 @@ Json MCPBridgeClient::request(std::string_view path, std::string_view method,
     request.headers.emplace_back("Content-Type", "application/json");
     appendJson(request.body, *payload);
   }
-  const HttpOutcome outcome = access_.exchange(request, timeout);
+  const HttpOutcome outcome = exchange_(request, timeout);
   if (const auto* answer = std::get_if<HttpAnswer>(&outcome)) {
     return resultOf(*answer);
   }

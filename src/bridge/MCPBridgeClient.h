@@ -16,7 +16,7 @@ class MCPBridgeClient {
  public:
   /// @throws MCPServerError  configurationMissing: no file that can be read;
   ///     configurationInvalid: its contents break a rule
-  explicit MCPBridgeClient(BridgeAccess access = installedBridge());
+  explicit MCPBridgeClient(const BridgeAccess& access = installedBridge());
 
   /// Sends one JSON request to the bridge and waits for its answer. Nothing is sent twice.
   ///
@@ -31,9 +31,13 @@ class MCPBridgeClient {
   [[nodiscard]] Json request(std::string_view path, std::string_view method,
                              const std::optional<Json>& payload, Seconds timeout) const;
 
+  const Url baseURL;        ///< as the configuration file has it
+  const std::string token;  ///< goes with every request
+
  private:
-  BridgeAccess access_;
-  BridgeConfiguration configuration_;
+  MCPBridgeClient(BridgeConfiguration configuration, HttpExchange exchange);
+
+  HttpExchange exchange_;
 };
 
 }  // namespace brindlevane

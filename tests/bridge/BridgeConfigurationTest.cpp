@@ -17,7 +17,7 @@ bool isAccepted(const std::string& text) {
     (void)readConfiguration(text);
     return true;
   } catch (const MCPServerError& error) {
-    EXPECT_STREQ(error.what(), MCPServerError::configurationInvalid().what());
+    EXPECT_EQ(error.kind, MCPServerError::Case::configurationInvalid);
     return false;
   }
 }
@@ -26,6 +26,7 @@ TEST(BridgeConfiguration, OnlyPlainLoopbackAddressesAreAccepted) {
   const std::vector<std::pair<std::string, bool>> cases = {
       {"http://127.0.0.1:8765", true},
       {"http://[::1]:8765/some/path", true},
+      {"http:/127.0.0.1:8765", false},
       {"http://127.0.0.1:1024/", true},
       {"http://127.0.0.1:65535/", true},
       {"http://127.0.0.1:1023/", false},
@@ -74,15 +75,23 @@ TEST(BridgeConfiguration, TheTokenIsLongEnoughAndFitsInAHeader) {
                                                     {kToken.substr(1) + "\u00e9", true},
                                                     {accents, false},
                                                     {accents + "!", true},
+                                                    {std::string(60000, 't'), true},
+                                                    {std::string(60001, 't'), false},
                                                     {kToken + "\r\nX: y", false},
                                                     {kToken + std::string(1, '\0'), false},
+                                                    {kToken + "\x1f", false},
+                                                    {kToken + "\x7f", false},
+                                                    {kToken + "\t", false},
+                                                    {" " + kToken, false},
+                                                    {kToken + " ", false},
+                                                    {kToken + " ~", true},
                                                     {12345, false},
                                                     {nullptr, false}};
   for (const auto& [token, expected] : cases) {
     EXPECT_EQ(
         isAccepted(compactJson({{"bridgeUrl", "http://127.0.0.1:8765"}, {"authToken", token}})),
         expected)
-        << token;
+        << token.dump().substr(0, 80);
   }
 }
 

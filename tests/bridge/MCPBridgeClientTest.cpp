@@ -1,79 +1,104 @@
 #include "bridge/MCPBridgeClient.h"
 #include "server/contract/MCPServerError.h"
+#include "tests/support/FakeBridge.h"
 #include "tests/support/ScriptedBridge.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <regex>
 #include <set>
+#include <tuple>
+#include <variant>
 #include <vector>
 
 namespace brindlevane {
 namespace {
 
-/// What a request comes to: the result as JSON, or the text of the error.
-std::string outcomeOf(ScriptedBridge& bridge, const std::string& path = "/v1/x") {
+/// The case of a failed request, the text of its error, the code and the reason that it carries.
+using Refusal = std::tuple<MCPServerError::Case, std::string, std::string, std::string>;
+
+/// What a request comes to: the result as JSON, or the refusal.
+using Outcome = std::variant<std::string, Refusal>;
+
+Outcome outcomeOf(const BridgeAccess& access, const std::string& path = "/v1/x",
+                  Seconds timeout = Seconds(6)) {
   try {
-    return compactJson(
-        MCPBridgeClient(bridge.access()).request(path, "GET", std::nullopt, Seconds(6)));
+    return compactJson(MCPBridgeClient(access).request(path, "GET", std::nullopt, timeout));
   } catch (const MCPServerError& error) {
-    return error.what();
+    return Refusal(error.kind, error.errorDescription, error.code, error.message);
   }
 }
 
+const Outcome kUnreachable = Refusal(
+    MCPServerError::Case::bridgeUnreachable,
+    "Ableton Live is not connected to BrindlevaneBridge. Open Ableton and wait a few seconds.", "",
+    "");
+const Outcome kInvalidResponse = Refusal(MCPServerError::Case::invalidBridgeResponse,
+                                         "BrindlevaneBridge returned an invalid response.", "", "");
+const Outcome kInvalidConfiguration = Refusal(
+    MCPServerError::Case::configurationInvalid,
+    "The local BrindlevaneBridge configuration is invalid. Reinstall the bridge from Brindlevane.",
+    "", "");
+
+Outcome rejected(const std::string& code, const std::string& message) {
+  return Refusal(MCPServerError::Case::bridgeRejected,
+                 "BrindlevaneBridge error " + code + ": " + message, code, message);
+}
+
 TEST(MCPBridgeClient, TheEnvelopeDecides) {
-  const std::string invalid = "BrindlevaneBridge returned an invalid response.";
-  const std::vector<std::tuple<unsigned, std::string, std::string>> cases = {
+  const std::string noReason = "The request was rejected.";
+  const std::vector<std::tuple<unsigned, std::string, Outcome>> cases = {
       {200, R"({"ok":true,"result":{"a":[1,2.0]}})", R"({"a":[1,2.0]})"},
       {200, R"({"ok":true,"result":null,"error":{"code":"X"}})", "null"},
       {399, R"({"ok":true,"result":18446744073709551615})", "18446744073709551615"},
       {0, R"({"ok":true,"result":false})", "false"},
-      {200, R"({"ok":true})", invalid},
-      {200, "", invalid},
-      {500, "<html>", invalid},
-      {200, R"([{"ok":true,"result":1}])", invalid},
-      {200, std::string(600, '['), invalid},
-      {400, R"({"ok":true,"result":1})",
-       "BrindlevaneBridge error HTTP_400: The request was rejected."},
-      {404, "{}", "BrindlevaneBridge error HTTP_404: The request was rejected."},
-      {200, R"({"ok":false})", "BrindlevaneBridge error HTTP_200: The request was rejected."},
-      {200, R"({"ok":1,"result":1})",
-       "BrindlevaneBridge error HTTP_200: The request was rejected."},
+      {200, R"({"ok":true})", kInvalidResponse},
+      {200, "", kInvalidResponse},
+      {500, "<html>", kInvalidResponse},
+      {200, R"([{"ok":true,"result":1}])", kInvalidResponse},
+      {200, "null", kInvalidResponse},
+      {200, std::string(600, '['), kInvalidResponse},
+      {400, R"({"ok":true,"result":1})", rejected("HTTP_400", noReason)},
+      {404, "{}", rejected("HTTP_404", noReason)},
+      {0, "{}", rejected("HTTP_0", noReason)},
+      {200, R"({"ok":false,"result":1})", rejected("HTTP_200", noReason)},
+      {200, R"({"ok":1,"result":1})", rejected("HTTP_200", noReason)},
+      {200, R"({"ok":"true","result":1})", rejected("HTTP_200", noReason)},
       {500, R"({"ok":false,"error":{"code":"LIVE_BUSY","message":"Busy"}})",
-       "BrindlevaneBridge error LIVE_BUSY: Busy"},
-      {409, R"({"error":{"code":7,"message":"Old"}})", "BrindlevaneBridge error HTTP_409: Old"},
-      {409, R"({"error":{"code":"OLD","message":null}})",
-       "BrindlevaneBridge error OLD: The request was rejected."},
-      {409, R"({"error":"OLD"})", "BrindlevaneBridge error HTTP_409: The request was rejected."}};
+       rejected("LIVE_BUSY", "Busy")},
+      {409, R"({"error":{"code":7,"message":"Old"}})", rejected("HTTP_409", "Old")},
+      {409, R"({"error":{"code":"","message":""}})", rejected("", "")},
+      {409, R"({"error":{"code":"OLD","message":null}})", rejected("OLD", noReason)},
+      {409, R"({"error":{}})", rejected("HTTP_409", noReason)},
+      {409, R"({"error":"OLD","message":"M"})", rejected("HTTP_409", noReason)}};
   for (const auto& [status, body, expected] : cases) {
     ScriptedBridge bridge;
     bridge.answers["/v1/x"] = HttpAnswer{status, body};
-    EXPECT_EQ(outcomeOf(bridge), expected) << status << body;
+    EXPECT_EQ(outcomeOf(bridge.access()), expected) << status << body;
   }
 }
 
 TEST(MCPBridgeClient, FailuresOfTheLinkSayWhatToDo) {
   ScriptedBridge bridge;
-  EXPECT_EQ(outcomeOf(bridge),
-            "Ableton Live is not connected to BrindlevaneBridge. Open Ableton and wait a few "
-            "seconds.");
+  EXPECT_EQ(outcomeOf(bridge.access()), kUnreachable);
   bridge.answers["/v1/x"] = HttpFailure::bodyTooLong;
-  EXPECT_EQ(outcomeOf(bridge), "BrindlevaneBridge returned an invalid response.");
+  EXPECT_EQ(outcomeOf(bridge.access()), kInvalidResponse);
   bridge.configuration = "{}";
-  EXPECT_EQ(outcomeOf(bridge),
-            "The local BrindlevaneBridge configuration is invalid. Reinstall the bridge from "
-            "Brindlevane.");
+  EXPECT_EQ(outcomeOf(bridge.access()), kInvalidConfiguration);
   bridge.configuration.reset();
-  EXPECT_EQ(outcomeOf(bridge),
-            "BrindlevaneBridge is not installed. Open Brindlevane and install the Ableton bridge "
-            "first.");
+  EXPECT_EQ(outcomeOf(bridge.access()),
+            Outcome(Refusal(MCPServerError::Case::configurationMissing,
+                            "BrindlevaneBridge is not installed. Open Brindlevane and install the "
+                            "Ableton bridge first.",
+                            "", "")));
 }
 
 TEST(MCPBridgeClient, NothingIsSentToAnotherAddress) {
   for (const std::string path : {"//evil.example/v1", "//127.0.0.1/v1", "//[::1]:8765/",
                                  "http://localhost:8765/", "http://127.0.0.1:1025/", "/a b"}) {
     ScriptedBridge bridge;
-    EXPECT_EQ(outcomeOf(bridge, path), MCPServerError::configurationInvalid().what()) << path;
+    EXPECT_EQ(outcomeOf(bridge.access(), path), kInvalidConfiguration) << path;
     EXPECT_TRUE(bridge.requests.empty()) << path;
   }
 }
@@ -84,6 +109,8 @@ TEST(MCPBridgeClient, RequestsAreSignedAndNumberedAnew) {
       R"({"bridgeUrl":"http://[::1]:9000/base/path","authToken":"0123456789abcdef0123456789abcdef"})";
   bridge.succeed("/v1/x", 1);
   const MCPBridgeClient client(bridge.access());
+  EXPECT_EQ(client.baseURL.text, "http://[::1]:9000/base/path");
+  EXPECT_EQ(client.token, "0123456789abcdef0123456789abcdef");
   std::set<std::string> ids;
   for (const bool hasPayload : {false, true}) {
     (void)client.request("/v1/x", "PUT", hasPayload ? std::optional(Json{{"a", 1}}) : std::nullopt,
@@ -99,11 +126,56 @@ TEST(MCPBridgeClient, RequestsAreSignedAndNumberedAnew) {
     EXPECT_EQ(headers.at("X-Brindlevane-Token"), "0123456789abcdef0123456789abcdef");
     EXPECT_EQ(headers.at("Accept"), "application/json");
     EXPECT_EQ(headers.contains("Content-Type"), hasPayload);
+    EXPECT_EQ(hasPayload ? headers.at("Content-Type") : "application/json", "application/json");
+    EXPECT_EQ(headers.size(), hasPayload ? 4U : 3U);
+    EXPECT_EQ(bridge.timeouts.back(), Seconds(3));
     EXPECT_TRUE(std::regex_match(headers.at("X-Brindlevane-Request-Id"),
                                  std::regex("mcp-[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}")));
     ids.insert(headers.at("X-Brindlevane-Request-Id"));
   }
   EXPECT_EQ(ids.size(), 2U);
+}
+
+/// A client's access to a listener, with this token.
+BridgeAccess accessTo(const FakeBridge& bridge, const std::string& token) {
+  const std::string url = "http://127.0.0.1:" + std::to_string(bridge.port());
+  return {[=] { return compactJson({{"bridgeUrl", url}, {"authToken", token}}); }, exchangeOverTcp};
+}
+
+TEST(MCPBridgeClient, NobodyIsWaitedForLongerThanTheTimeOutAndASecond) {
+  using namespace std::chrono_literals;
+  // what the bridge does, the time-out, the least and the most that the call may take
+  const std::vector<std::tuple<FakeBridge::Treatment, Seconds, Seconds, Seconds>> cases = {
+      {[](int connection) {
+         while (!FakeBridge::receive(connection).empty()) {
+         }
+       },
+       0.3s, 0.3s, 1.3s},
+      {FakeBridge::repeating("HTTP/1.1 200 OK\r\nContent-Length: 99999\r\n\r\n", " ", 20ms), 0.2s,
+       1.2s, 2.2s}};
+  for (const auto& [treatment, timeout, least, most] : cases) {
+    const FakeBridge bridge(treatment);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(outcomeOf(accessTo(bridge, std::string(32, 't')), "/v1/x", timeout), kUnreachable);
+    const Seconds taken = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(taken, least);
+    EXPECT_LE(taken, most);
+  }
+}
+
+TEST(MCPBridgeClient, TheLongestTokenReachesTheBridge) {
+  const std::string token = "t" + std::string(59'998, ' ') + "t";
+  std::string received;
+  {
+    const FakeBridge bridge([&](int connection) {
+      while (received.find("\r\n\r\n") == std::string::npos) {
+        received += FakeBridge::receive(connection);
+      }
+      (void)FakeBridge::send(connection, "HTTP/1.0 200 OK\r\n\r\n{\"ok\":true,\"result\":1}");
+    });
+    EXPECT_EQ(outcomeOf(accessTo(bridge, token)), Outcome("1"));
+  }
+  EXPECT_NE(received.find("X-Brindlevane-Token: " + token + "\r\n"), std::string::npos);
 }
 
 }  // namespace
