@@ -28,6 +28,11 @@ inline constexpr std::size_t kDeepestNesting = 512;
 /// A number that is not finite, which JSON cannot express, is written as null.
 void appendJson(std::string& out, const Json& value);
 
+/// Appends the value in the form of appendJson.
+///
+/// @return how many bytes appendPrettyJsonString would append for it
+std::size_t appendMeasuredJson(std::string& out, const Json& value);
+
 /// Appends a JSON string that holds the value as pretty-printed JSON: a member or element a line,
 /// two spaces a level, ": " after a key. The text is printed and escaped in one pass.
 void appendPrettyJsonString(std::string& out, const Json& value);

@@ -1,5 +1,6 @@
 #include "platform/Json.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -125,34 +126,59 @@ void appendScalar(std::string& out, const Json& value) {
   }
 }
 
-void appendQuotedLineStart(std::string& out, std::size_t level) {
-  out += kQuotedNewline;
-  out.append(2 * level, ' ');
-}
+/// The shortest form. It notes what the lines of the other one would add to it.
+struct CompactForm {
+  using Spelling = PlainSpelling;
 
-void appendQuotedPretty(std::string& out, const Json& value, std::size_t level) {
+  void startLine(std::size_t level) { indentation += kQuotedNewline.size() + 2 * level; }
+  void endKey() {
+    out += ':';
+    ++indentation;
+  }
+
+  std::string& out;
+  std::size_t indentation = 0;  ///< bytes
+};
+
+/// A member or element a line, inside a JSON string.
+struct QuotedPrettyForm {
+  using Spelling = QuotedSpelling;
+
+  void startLine(std::size_t level) const {
+    out += kQuotedNewline;
+    out.append(2 * level, ' ');
+  }
+  void endKey() const { out += ": "; }
+
+  std::string& out;
+};
+
+template <typename Form>
+void appendValue(Form& form, const Json& value, std::size_t level) {
+  using Spelling = typename Form::Spelling;
+  std::string& out = form.out;
   if (!value.is_structured()) {
-    return appendScalar<QuotedSpelling>(out, value);
+    return appendScalar<Spelling>(out, value);
   }
   out += value.is_object() ? '{' : '[';
   std::string_view separator;
   if (value.is_object()) {
     for (const auto& [key, member] : *value.get_ptr<const Json::object_t*>()) {
       out += std::exchange(separator, ",");
-      appendQuotedLineStart(out, level + 1);
-      appendString<QuotedSpelling>(out, key);
-      out += ": ";
-      appendQuotedPretty(out, member, level + 1);
+      form.startLine(level + 1);
+      appendString<Spelling>(out, key);
+      form.endKey();
+      appendValue(form, member, level + 1);
     }
   } else {
     for (const Json& element : *value.get_ptr<const Json::array_t*>()) {
       out += std::exchange(separator, ",");
-      appendQuotedLineStart(out, level + 1);
-      appendQuotedPretty(out, element, level + 1);
+      form.startLine(level + 1);
+      appendValue(form, element, level + 1);
     }
   }
   if (!value.empty()) {
-    appendQuotedLineStart(out, level);
+    form.startLine(level);
   }
   out += value.is_object() ? '}' : ']';
 }
@@ -160,32 +186,25 @@ void appendQuotedPretty(std::string& out, const Json& value, std::size_t level) 
 }  // namespace
 
 void appendJson(std::string& out, const Json& value) {
-  if (!value.is_structured()) {
-    return appendScalar<PlainSpelling>(out, value);
-  }
-  std::string_view separator;
-  if (value.is_object()) {
-    out += '{';
-    for (const auto& [key, member] : *value.get_ptr<const Json::object_t*>()) {
-      out += std::exchange(separator, ",");
-      appendString<PlainSpelling>(out, key);
-      out += ':';
-      appendJson(out, member);
-    }
-    out += '}';
-  } else {
-    out += '[';
-    for (const Json& element : *value.get_ptr<const Json::array_t*>()) {
-      out += std::exchange(separator, ",");
-      appendJson(out, element);
-    }
-    out += ']';
-  }
+  CompactForm form{out};
+  appendValue(form, value, 0);
+}
+
+std::size_t appendMeasuredJson(std::string& out, const Json& value) {
+  const std::size_t start = out.size();
+  CompactForm form{out};
+  appendValue(form, value, 0);
+  const std::string_view text = std::string_view(out).substr(start);
+  // A string takes a backslash more for each of these, and has quotes of its own.
+  const auto escaped =
+      std::count(text.begin(), text.end(), '"') + std::count(text.begin(), text.end(), '\\');
+  return text.size() + form.indentation + static_cast<std::size_t>(escaped) + 2;
 }
 
 void appendPrettyJsonString(std::string& out, const Json& value) {
   out += '"';
-  appendQuotedPretty(out, value, 0);
+  QuotedPrettyForm form{out};
+  appendValue(form, value, 0);
   out += '"';
 }
 

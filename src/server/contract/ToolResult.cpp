@@ -1,9 +1,17 @@
 #include "server/contract/ToolResult.h"
 
-#include <cstddef>
+#include "server/contract/MCPServerError.h"
+
+#include <string_view>
 #include <utility>
 
 namespace brindlevane {
+namespace {
+
+constexpr std::string_view kBeforeText = R"(,"content":[{"text":)";
+constexpr std::string_view kAfterText = R"(,"type":"text"}]})";
+
+}  // namespace
 
 ToolResult toolResult(Json value, bool isError) {
   if (value.is_object()) {
@@ -18,17 +26,24 @@ ToolResult errorResult(const std::string& type, const std::string& message) {
   return toolResult({{"error", {{"type", type}, {"message", message}}}}, true);
 }
 
-void appendToolResult(std::string& out, const ToolResult& result) {
+void appendToolResult(std::string& out, const ToolResult& result, std::size_t longest) {
+  const std::size_t start = out.size();
   out += R"({"isError":)";
   out += result.isError ? "true" : "false";
   out += R"(,"structuredContent":)";
-  const std::size_t start = out.size();
-  appendJson(out, result.structuredContent);
-  // The pretty text takes about twice the room, and a long line is dear to move when it grows.
-  out.reserve(out.size() + 3 * (out.size() - start));
-  out += R"(,"content":[{"text":)";
+  const std::size_t textLength = appendMeasuredJson(out, result.structuredContent);
+  const std::size_t end = out.size() + kBeforeText.size() + textLength + kAfterText.size();
+  if (end - start > longest) {
+    out.resize(start);
+    return appendToolResult(
+        out,
+        errorResult("MCPServerError", MCPServerError::invalidBridgeResponse().errorDescription));
+  }
+  // A long line is dear to move when it grows, be it by the two characters that end it.
+  out.reserve(end + 2);
+  out += kBeforeText;
   appendPrettyJsonString(out, result.structuredContent);
-  out += R"(,"type":"text"}]})";
+  out += kAfterText;
 }
 
 }  // namespace brindlevane

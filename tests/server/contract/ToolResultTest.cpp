@@ -1,9 +1,12 @@
 #include "server/BrindlevaneMCPMain.h"
+#include "server/contract/ToolResult.h"
 #include "tests/support/ScriptedBridge.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <vector>
 
 namespace brindlevane {
 namespace {
@@ -43,6 +46,46 @@ TEST(ToolResult, HalfASurrogatePairDoesNotSpoilAContext) {
       HttpAnswer{200, R"({"ok":true,"result":{"clip":"Bass \ud83d.wav"}})"};
   EXPECT_EQ(answered(bridge), Json({{"clip", "Bass \uFFFD.wav"}}));
   EXPECT_EQ(answered(bridge, R"(\udc00)"), failure("Unknown Brindlevane tool: \uFFFD"));
+}
+
+TEST(ToolResult, AnAnswerIsAsLongAsItMayBeAndNoLonger) {
+  const std::vector<Json> values = {
+      Json::object(),
+      {{"a", 1}},
+      {{"a", Json::array()}, {"b", Json::object()}, {"c", {1, {2, 3}, {{"d", nullptr}}}}},
+      {{"k\"\\\n", "\"\\\b\f\n\r\t\x01/\x7f\u00e9"}, {"n", {1.5, -3, 1e300, true}}}};
+  for (const Json& value : values) {
+    const ToolResult result{value, false};
+    std::string whole;
+    appendToolResult(whole, result);
+    const Json text = (*parseJson(whole))["content"][0]["text"];
+    EXPECT_EQ(parseJson(text.get_ref<const std::string&>()), value);
+    std::string atLimit = "x";
+    appendToolResult(atLimit, result, whole.size());
+    EXPECT_EQ(atLimit, "x" + whole);
+    std::string beyond = "x";
+    appendToolResult(beyond, result, whole.size() - 1);
+    const auto refusal = parseJson(beyond.substr(1));
+    EXPECT_EQ(refusal->at("structuredContent"),
+              failure("BrindlevaneBridge returned an invalid response."));
+    EXPECT_EQ(refusal->at("isError"), true);
+  }
+}
+
+TEST(ToolResult, AnAnswerThatWouldExplodeIsRefusedAtOnce) {
+  // 1 MiB of arrays, 505 deep, which would take 509 MiB with its indentation.
+  constexpr std::size_t kDepth = 505;
+  std::string element = std::string(kDepth - 1, '[') + std::string(kDepth - 1, ']');
+  std::string value = "[" + element;
+  while (value.size() < (std::size_t{1} << 20U)) {
+    value += "," + element;
+  }
+  ScriptedBridge bridge;
+  bridge.answers["/v1/context"] = HttpAnswer{200, R"({"ok":true,"result":)" + value + "]}"};
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(answered(bridge), failure("BrindlevaneBridge returned an invalid response."));
+  // 20 ms on an idle machine; to print the line would take 4 s with checks for addresses.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
 }  // namespace
