@@ -103,8 +103,9 @@ TEST(Json, EscapesAreReadAndHalfASurrogatePairIsReplaced) {
 }
 
 TEST(Json, StringsAreEscapedOnlyWhereTheyMustBe) {
-  const Json value = {{"k\"\\/\u00e9\U0001F3B9", std::string("\0\x1f\n\t\x7f", 5)}};
-  EXPECT_EQ(compactJson(value), "{\"k\\\"\\\\/\u00e9\U0001F3B9\":\"\\u0000\\u001f\\n\\t\x7f\"}");
+  const Json value = {{"k\"\\/\u00e9\U0001F3B9", std::string("\0\x1f\b\f\n\r\t\x7f", 8)}};
+  EXPECT_EQ(compactJson(value),
+            "{\"k\\\"\\\\/\u00e9\U0001F3B9\":\"\\u0000\\u001f\\b\\f\\n\\r\\t\x7f\"}");
   EXPECT_EQ(parseJson(compactJson(value)), value);
 }
 
