@@ -3,15 +3,27 @@
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <vector>
 
 namespace brindlevane {
 
+/// The library's byte strings, which JSON does not have: a type of our own makes Json one too.
+struct JsonBytes : std::vector<std::uint8_t> {
+  using vector::vector;
+};
+
 /// Any JSON value. Integers keep their 64 bits, other numbers are doubles; objects iterate in
 /// ascending order of their keys.
-using Json = nlohmann::json;
+using Json =
+    nlohmann::basic_json<std::map, std::vector, std::string, bool, std::int64_t, std::uint64_t,
+                         double, std::allocator, nlohmann::adl_serializer, JsonBytes>;
 
 /// Arrays and objects may lie this deep inside one another, the outermost one counted.
 inline constexpr std::size_t kDeepestNesting = 512;
@@ -41,3 +53,25 @@ void appendPrettyJsonString(std::string& out, const Json& value);
 [[nodiscard]] std::string compactJson(const Json& value);
 
 }  // namespace brindlevane
+
+/// Frees what a value holds, level by level. The library's own way bears any depth, but needs
+/// memory for it: where there is none, the destructor would end the process.
+template <>
+inline void brindlevane::Json::json_value::destroy(value_t type) {
+  const auto release = [](auto* held) {
+    std::destroy_at(held);
+    std::allocator<std::remove_pointer_t<decltype(held)>>().deallocate(held, 1);
+  };
+  switch (type) {
+    case value_t::object:
+      return release(object);
+    case value_t::array:
+      return release(array);
+    case value_t::string:
+      return release(string);
+    case value_t::binary:
+      return release(binary);
+    default:
+      return;
+  }
+}
