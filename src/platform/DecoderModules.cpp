@@ -29,7 +29,9 @@ std::filesystem::path runningProgram() {
 }
 
 OpenAudioDecoder loadModule(const std::string& name) {
-  const std::filesystem::path module = runningProgram().replace_filename(name);
+  // As text, for a path of libstdc++ that runs out of memory while it is changed crashes.
+  const std::string program = runningProgram().string();
+  const std::string module = program.substr(0, program.rfind('/') + 1) + name;
   // Never unloaded: decoders of the module may live as long as the process.
   void* const library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
