@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <exception>
+#include <new>
 #include <thread>
 
 namespace brindlevane {
@@ -46,15 +48,35 @@ int takeOverOutput() {
   return output;
 }
 
+/// Appends the piece, at the second attempt if need be.
+/// @return whether there was room for it; if not, the line is as it was
+bool append(std::string& line, std::string_view piece) {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    try {
+      line += piece;
+      return true;
+    } catch (const std::bad_alloc&) {
+      // Memory may come back: other threads and processes free theirs.
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 std::optional<std::string> LineReader::next() {
-  if (!fill()) {
-    return std::nullopt;
+  std::optional<std::string> line;
+  while (!line && fill()) {
+    line = readLine();
   }
+  return line;
+}
+
+std::optional<std::string> LineReader::readLine() {
   std::string line;
   bool ended = false;
   bool tooLong = false;
+  bool hasRoom = true;
   while (!ended && fill()) {
     const std::size_t feed = rest().find('\n');
     const std::string_view piece = rest().substr(0, feed);
@@ -62,16 +84,21 @@ std::optional<std::string> LineReader::next() {
     taken_ += piece.size() + (ended ? 1 : 0);
     // One byte more than the limit, which may be the carriage return.
     tooLong = tooLong || line.size() + piece.size() > kLongestLine + 1;
-    if (tooLong) {
+    hasRoom = hasRoom && (tooLong || append(line, piece));
+    if (tooLong || !hasRoom) {
       line = std::string();
-    } else {
-      line += piece;
     }
+  }
+  if (!hasRoom) {
+    return std::nullopt;
   }
   if (ended && !line.empty() && line.back() == '\r') {
     line.pop_back();
   }
-  return line.size() > kLongestLine ? std::string() : line;
+  if (line.size() > kLongestLine) {
+    line.clear();
+  }
+  return line;
 }
 
 bool LineReader::fill() {
@@ -104,11 +131,15 @@ StandardStreams::StandardStreams() : input_(STDIN_FILENO), output_(takeOverOutpu
 #endif
   // The reader's departure is met where it happens, not by a signal.
   std::signal(SIGPIPE, SIG_IGN);
-  std::thread([output = output_] {
-    if (waitFor(output, 0) != 0) {
-      leave();
-    }
-  }).detach();
+  try {
+    std::thread([output = output_] {
+      if (waitFor(output, 0) != 0) {
+        leave();
+      }
+    }).detach();
+  } catch (const std::exception&) {
+    // No thread to be had: the reader's departure is met by the next answer.
+  }
 }
 
 void StandardStreams::write(std::string_view bytes) const {
