@@ -6,6 +6,8 @@
 #include "server/contract/ToolResult.h"
 #include "tools/Catalogue.h"
 
+#include <array>
+
 namespace brindlevane::BrindlevaneMCPMain {
 namespace {
 
@@ -37,7 +39,7 @@ constexpr const char* kInstructions =
 std::string initializeResult() {
   return compactJson({{"protocolVersion", "2025-06-18"},
                       {"capabilities", {{"tools", {{"listChanged", false}}}}},
-                      {"serverInfo", {{"name", "Brindlevane"}, {"version", "0.16.3"}}},
+                      {"serverInfo", {{"name", "Brindlevane"}, {"version", BRINDLEVANE_VERSION}}},
                       {"instructions", kInstructions}});
 }
 
@@ -65,21 +67,43 @@ std::string successLine(const Json& id, std::string_view result) {
   return line;
 }
 
-std::string toolCallLine(const Json& id, const Json& request, const BridgeAccess& access) {
-  const auto params = request.find("params");
-  if (params == request.end() || !params->is_object() || !params->contains("name") ||
+/// A message that is to be answered.
+struct Request {
+  const Json& id;
+  const Json& message;
+  const BridgeAccess& bridge;
+};
+
+std::string toolCallLine(const Request& request) {
+  const auto params = request.message.find("params");
+  if (params == request.message.end() || !params->is_object() || !params->contains("name") ||
       !(*params)["name"].is_string()) {
-    return failureLine(id, kInvalidParams, "tools/call requires a tool name.");
+    return failureLine(request.id, kInvalidParams, "tools/call requires a tool name.");
   }
   static const Json kNone = Json::object();
   const auto arguments = params->find("arguments");
   const bool given = arguments != params->end() && arguments->is_object();
-  std::string line = responseStart(id);
+  std::string line = responseStart(request.id);
   appendToolResult(line, callTool((*params)["name"].get_ref<const std::string&>(),
-                                  given ? *arguments : kNone, access));
+                                  given ? *arguments : kNone, request.bridge));
   line += "}\n";
   return line;
 }
+
+/// A method of the protocol and what answers it.
+struct Method {
+  std::string_view name;
+  std::string (*line)(const Request& request);
+};
+
+constexpr std::array kMethods = {
+    Method{"initialize", [](const Request& r) { return successLine(r.id, initializeResult()); }},
+    Method{"ping", [](const Request& r) { return successLine(r.id, "{}"); }},
+    Method{"tools/list", [](const Request& r) { return successLine(r.id, toolsListResult()); }},
+    Method{"resources/list",
+           [](const Request& r) { return successLine(r.id, R"({"resources":[]})"); }},
+    Method{"prompts/list", [](const Request& r) { return successLine(r.id, R"({"prompts":[]})"); }},
+    Method{"tools/call", toolCallLine}};
 
 /// @return whether there was a line
 bool answerNextLine(StandardStreams& streams, const BridgeAccess& bridge) {
@@ -107,41 +131,28 @@ void main() {
 }
 
 std::optional<std::string> answer(std::string_view line, const BridgeAccess& access) {
-  const std::optional<Json> request = parseJson(line);
-  if (!request || !request->is_object()) {
+  const std::optional<Json> message = parseJson(line);
+  if (!message || !message->is_object()) {
     return failureLine(nullptr, kParseError, "Parse error");
   }
-  const auto idMember = request->find("id");
-  const bool isNotification = idMember == request->end();
+  const auto idMember = message->find("id");
+  const bool isNotification = idMember == message->end();
   const Json noId;
   const Json& id = isNotification ? noId : *idMember;
-  const auto methodMember = request->find("method");
-  if (methodMember == request->end() || !methodMember->is_string()) {
+  const auto methodMember = message->find("method");
+  if (methodMember == message->end() || !methodMember->is_string()) {
     return failureLine(id, kInvalidRequest, "Invalid JSON-RPC request.");
   }
   if (isNotification) {
     return std::nullopt;
   }
-  const auto& method = methodMember->get_ref<const std::string&>();
-  if (method == "initialize") {
-    return successLine(id, initializeResult());
+  const auto& name = methodMember->get_ref<const std::string&>();
+  for (const Method& method : kMethods) {
+    if (method.name == name) {
+      return method.line({id, *message, access});
+    }
   }
-  if (method == "ping") {
-    return successLine(id, "{}");
-  }
-  if (method == "tools/list") {
-    return successLine(id, toolsListResult());
-  }
-  if (method == "resources/list") {
-    return successLine(id, R"({"resources":[]})");
-  }
-  if (method == "prompts/list") {
-    return successLine(id, R"({"prompts":[]})");
-  }
-  if (method == "tools/call") {
-    return toolCallLine(id, *request, access);
-  }
-  return failureLine(id, kMethodNotFound, "Method not found: " + method);
+  return failureLine(id, kMethodNotFound, "Method not found: " + name);
 }
 
 Json failure(const Json& id, int code, const std::string& message) {
