@@ -7,6 +7,8 @@
 #include "tools/Catalogue.h"
 
 #include <array>
+#include <exception>
+#include <new>
 
 namespace brindlevane::BrindlevaneMCPMain {
 namespace {
@@ -71,7 +73,7 @@ std::string successLine(const Json& id, std::string_view result) {
 struct Request {
   const Json& id;
   const Json& message;
-  const BridgeAccess& bridge;
+  const BridgeAccess* bridge;  ///< none when memory ran out and no tool is to be called (again)
 };
 
 std::string toolCallLine(const Request& request) {
@@ -84,8 +86,10 @@ std::string toolCallLine(const Request& request) {
   const auto arguments = params->find("arguments");
   const bool given = arguments != params->end() && arguments->is_object();
   std::string line = responseStart(request.id);
-  appendToolResult(line, callTool((*params)["name"].get_ref<const std::string&>(),
-                                  given ? *arguments : kNone, request.bridge));
+  appendToolResult(line, request.bridge != nullptr
+                             ? callTool((*params)["name"].get_ref<const std::string&>(),
+                                        given ? *arguments : kNone, *request.bridge)
+                             : errorResult("std::bad_alloc", std::bad_alloc().what()));
   line += "}\n";
   return line;
 }
@@ -104,6 +108,32 @@ constexpr std::array kMethods = {
            [](const Request& r) { return successLine(r.id, R"({"resources":[]})"); }},
     Method{"prompts/list", [](const Request& r) { return successLine(r.id, R"({"prompts":[]})"); }},
     Method{"tools/call", toolCallLine}};
+
+/// @param bridge  none: a tool call is answered by the error that memory ran out
+std::optional<std::string> answerOnce(std::string_view line, const BridgeAccess* bridge) {
+  const std::optional<Json> message = parseJson(line);
+  if (!message || !message->is_object()) {
+    return failureLine(nullptr, kParseError, "Parse error");
+  }
+  const auto idMember = message->find("id");
+  const bool isNotification = idMember == message->end();
+  const Json noId;
+  const Json& id = isNotification ? noId : *idMember;
+  const auto methodMember = message->find("method");
+  if (methodMember == message->end() || !methodMember->is_string()) {
+    return failureLine(id, kInvalidRequest, "Invalid JSON-RPC request.");
+  }
+  if (isNotification) {
+    return std::nullopt;
+  }
+  const auto& name = methodMember->get_ref<const std::string&>();
+  for (const Method& method : kMethods) {
+    if (method.name == name) {
+      return method.line({id, *message, bridge});
+    }
+  }
+  return failureLine(id, kMethodNotFound, "Method not found: " + name);
+}
 
 /// @return whether there was a line
 bool answerNextLine(StandardStreams& streams, const BridgeAccess& bridge) {
@@ -131,28 +161,17 @@ void main() {
 }
 
 std::optional<std::string> answer(std::string_view line, const BridgeAccess& access) {
-  const std::optional<Json> message = parseJson(line);
-  if (!message || !message->is_object()) {
-    return failureLine(nullptr, kParseError, "Parse error");
+  try {
+    return answerOnce(line, &access);
+  } catch (const std::exception&) {
+    // Memory ran out. All that was held is free again, so there may be enough now.
   }
-  const auto idMember = message->find("id");
-  const bool isNotification = idMember == message->end();
-  const Json noId;
-  const Json& id = isNotification ? noId : *idMember;
-  const auto methodMember = message->find("method");
-  if (methodMember == message->end() || !methodMember->is_string()) {
-    return failureLine(id, kInvalidRequest, "Invalid JSON-RPC request.");
-  }
-  if (isNotification) {
+  try {
+    // A tool may have done its work already, which must not be done twice.
+    return answerOnce(line, nullptr);
+  } catch (const std::exception&) {
     return std::nullopt;
   }
-  const auto& name = methodMember->get_ref<const std::string&>();
-  for (const Method& method : kMethods) {
-    if (method.name == name) {
-      return method.line({id, *message, access});
-    }
-  }
-  return failureLine(id, kMethodNotFound, "Method not found: " + name);
 }
 
 Json failure(const Json& id, int code, const std::string& message) {

@@ -15,6 +15,10 @@ namespace brindlevane::BrindlevaneMCPMain {
 void main();  // NOLINT(bugprone-exception-escape): not the entry of the process
 
 /// The line, with its line feed, that answers one line of input; nothing for a notification.
+///
+/// When memory runs out, the line is answered once more from the start, but no tool is called
+/// again: the call gets an error result. When it runs out again, there is no answer. Nothing is
+/// thrown.
 [[nodiscard]] std::optional<std::string> answer(std::string_view line, const BridgeAccess& access);
 
 /// An error response.

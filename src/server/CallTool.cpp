@@ -13,6 +13,7 @@
 
 #include <exception>
 #include <map>
+#include <new>
 #include <string_view>
 
 namespace brindlevane {
@@ -60,6 +61,8 @@ ToolResult callTool(const std::string& name, const Json& arguments, const Bridge
     return errorResult("AudioMeasurementError", error.errorDescription);
   } catch (const KeyAnalysisError& error) {
     return errorResult("KeyAnalysisError", error.errorDescription);
+  } catch (const std::bad_alloc& error) {
+    return errorResult("std::bad_alloc", error.what());
   } catch (const std::exception& error) {
     return errorResult("std::exception", error.what());
   }

@@ -9,9 +9,10 @@
 namespace brindlevane {
 
 /// Carries out one tool call: checks the arguments, makes sure of the bridge and does the tool's
-/// work. Every failure, of whatever kind, is an error result; nothing is thrown.
+/// work. Every failure, of whatever kind, is an error result.
 ///
 /// @param arguments  an object
+/// @throws std::bad_alloc  not even the error result has room
 [[nodiscard]] ToolResult callTool(const std::string& name, const Json& arguments,
                                   const BridgeAccess& access = installedBridge());
 
