@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace brindlevane {
@@ -14,7 +15,9 @@ namespace {
 std::string answerTo(const std::string& line) {
   ScriptedBridge bridge;
   std::string answered = BrindlevaneMCPMain::answer(line, bridge.access()).value_or("");
-  if (!answered.empty()) {
+  if (answered.empty()) {
+    EXPECT_TRUE(bridge.requests.empty());
+  } else {
     EXPECT_EQ(answered.find('\n'), answered.size() - 1);
     answered.pop_back();
   }
@@ -48,7 +51,7 @@ TEST(MainLoop, EveryLineGetsItsAnswer) {
       {R"({"id":7})", failed("7", -32600, "Invalid JSON-RPC request.")},
       {R"({"id":[1],"method":null})", failed("[1]", -32600, "Invalid JSON-RPC request.")},
       {R"({"jsonrpc":"2.0","method":"ping"})", ""},
-      {R"({"method":"tools/call","params":{"name":"brindlevane_play"}})", ""},
+      {R"({"method":"tools/call","params":{"name":"brindlevane_get_context"}})", ""},
       {R"({"method":"nothing/known"})", ""},
       {R"({"id":null,"method":"ping"})", succeeded("null", "{}")},
       {R"( {"jsonrpc":1,"id":"a","method":"ping","params":[]} )", succeeded("\"a\"", "{}")},
@@ -66,6 +69,31 @@ TEST(MainLoop, EveryLineGetsItsAnswer) {
       {R"({"id":1,"method":"tools/call","params":{"name":1}})", noName}};
   for (const auto& [line, expected] : cases) {
     EXPECT_EQ(answerTo(line), expected) << line.substr(0, 80);
+  }
+}
+
+TEST(MainLoop, AToolIsCalledWithAnObjectOfArguments) {
+  const std::string refused = "This tool does not accept arguments.";
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"("arguments":{"a":1})", refused},
+      {R"("arguments":{})", ""},
+      {R"("arguments":[1])", ""},
+      {R"("arguments":null)", ""},
+      {R"("a":1},"arguments":{"a":1)", ""}};
+  for (const auto& [arguments, message] : cases) {
+    SCOPED_TRACE(arguments);
+    ScriptedBridge bridge;
+    bridge.succeed("/v1/session", {{"tempo", 120}});
+    const std::string line =
+        R"({"id":[7],"method":"tools/call","params":{"name":"brindlevane_get_session",)" +
+        arguments + "}}";
+    Json response = *parseJson(BrindlevaneMCPMain::answer(line, bridge.access()).value_or("{}"));
+    response["result"].erase("content");
+    const Json error = {{"error", {{"type", "MCPServerError"}, {"message", message}}}};
+    EXPECT_EQ(compactJson(response),
+              succeeded("[7]", compactJson({{"isError", !message.empty()},
+                                            {"structuredContent",
+                                             message.empty() ? Json{{"tempo", 120}} : error}})));
   }
 }
 

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -44,6 +45,39 @@ TEST(Process, OnlyAnswersComeOutAndTheEndOfInputEndsIt) {
                 kPong + "\n" + kPong + "\n");
   EXPECT_EQ(server.restOfError(), "");
   EXPECT_EQ(server.wait(), 0);
+}
+
+TEST(Process, StreamsThatDoNotBlockAreWaitedFor) {
+  constexpr int kRequests = 100;
+  ServerProcess server({}, O_NONBLOCK);
+  server.send(kPing + "\n");
+  EXPECT_EQ(server.line(), kPong);
+  std::string requests;
+  for (int i = 0; i < kRequests; ++i) {
+    requests += "{\"id\":1,\"method\":\"tools/list\"}\n";
+  }
+  server.send(requests);
+  server.closeInput();
+  const std::string first = server.line() + "\n";
+  std::string expected;
+  for (int i = 1; i < kRequests; ++i) {
+    expected += first;
+  }
+  // More than the widest pipe holds.
+  EXPECT_GT(expected.size(), 2U << 20U);
+  EXPECT_TRUE(server.restOfOutput() == expected);
+  EXPECT_EQ(server.wait(), 0);
+}
+
+TEST(Process, AStandardStreamMayBeClosedAtTheStart) {
+  const std::string server = BRINDLEVANE_SERVER;
+  EXPECT_EQ(std::system((server + " >&-").c_str()), 0);
+  const std::string ping = "echo '" + kPing + "' | ";
+  const std::string isPong = " | grep -qxF '" + kPong + "'";
+  for (const char* closed : {"", " 2>&-"}) {
+    EXPECT_EQ(std::system((ping + server + closed + isPong).c_str()), 0);
+  }
+  EXPECT_EQ(std::system((server + " <&- | cmp - /dev/null").c_str()), 0);
 }
 
 TEST(Process, ARunningCallIsAnsweredAfterTheEndOfInput) {

@@ -18,7 +18,8 @@ class ServerProcess {
  public:
   using Environment = std::vector<std::string>;  ///< "NAME=value"
 
-  explicit ServerProcess(Environment environment) {
+  /// @param flags  of the server's ends of its input and output, O_NONBLOCK or 0
+  explicit ServerProcess(Environment environment, int flags = 0) {
     std::array<int, 2> in{};
     std::array<int, 2> out{};
     std::array<int, 2> error{};
@@ -39,6 +40,8 @@ class ServerProcess {
     variables.push_back(nullptr);
     std::array<char, sizeof BRINDLEVANE_SERVER> path{BRINDLEVANE_SERVER};
     std::array<char*, 2> arguments{path.data(), nullptr};
+    fcntl(in[0], F_SETFL, O_RDONLY | flags);
+    fcntl(out[1], F_SETFL, O_WRONLY | flags);
     process_ = fork();
     if (process_ == 0) {
       dup2(in[0], STDIN_FILENO);
