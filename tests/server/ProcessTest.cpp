@@ -71,7 +71,7 @@ TEST(Process, StreamsThatDoNotBlockAreWaitedFor) {
 
 TEST(Process, AStandardStreamMayBeClosedAtTheStart) {
   const std::string server = BRINDLEVANE_SERVER;
-  EXPECT_EQ(std::system((server + " >&-").c_str()), 0);
+  EXPECT_EQ(std::system((server + " >&- </dev/zero").c_str()), 0);
   const std::string ping = "echo '" + kPing + "' | ";
   const std::string isPong = " | grep -qxF '" + kPong + "'";
   for (const char* closed : {"", " 2>&-"}) {
@@ -102,6 +102,9 @@ TEST(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
     ServerProcess server({});
     server.send(kPing + "\n");
     EXPECT_EQ(server.line(), kPong);
+    for (const char* descriptor : {"1", "2"}) {
+      EXPECT_EQ(std::filesystem::read_symlink(server.descriptors() / descriptor), "/dev/null");
+    }
     server.terminate();
     EXPECT_EQ(server.wait(), -SIGTERM);
   }

@@ -13,15 +13,14 @@ struct State {
   bool counts = false;
   bool hasFailed = false;
   long left = 0;
-  Shortage shortage = Shortage::forOneAllocation;
+  long failures = 0;
 };
 
 // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): operator new asks it.
 thread_local State state;
 
 bool failsNow() {
-  if (!state.counts || --state.left > 0 ||
-      (state.left < 0 && state.shortage == Shortage::forOneAllocation)) {
+  if (!state.counts || --state.left > 0 || state.left <= -state.failures) {
     return false;
   }
   state.hasFailed = true;
@@ -38,8 +37,8 @@ void* allocate(std::size_t size, std::size_t alignment) {
 
 }  // namespace
 
-void begin(long n, Shortage shortage) {
-  state = {.counts = true, .left = n, .shortage = shortage};
+void begin(long n, long failures) {
+  state = {.counts = true, .left = n, .failures = failures};
 }
 
 bool end() {

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <limits>
+
 namespace brindlevane::ScarceMemory {
 
-/// How long there is no memory.
-enum class Shortage { forOneAllocation, fromThenOn };
+/// More failures in a row than there will be allocations.
+inline constexpr long kLasting = std::numeric_limits<long>::max();
 
-/// Makes this thread's n-th allocation from now on by operator new fail, n from 1.
-void begin(long n, Shortage shortage);
+/// Makes so many of this thread's allocations by operator new fail, from the n-th from now on,
+/// n from 1.
+void begin(long n, long failures);
 
 /// Ends the shortage, or its threat.
 /// @return whether an allocation has failed

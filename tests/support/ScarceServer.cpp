@@ -8,7 +8,7 @@
 int main() {
   using namespace brindlevane;
   const char* n = std::getenv("FAILING_ALLOCATION");
-  ScarceMemory::begin(std::atol(n != nullptr ? n : "0"), ScarceMemory::Shortage::forOneAllocation);
+  ScarceMemory::begin(std::atol(n != nullptr ? n : "0"), 1);
   BrindlevaneMCPMain::main();
   return ScarceMemory::end() ? 0 : 3;
 }

@@ -7,6 +7,7 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -90,6 +91,11 @@ class ServerProcess {
 
   [[nodiscard]] std::string restOfOutput() const { return rest(output_); }
   [[nodiscard]] std::string restOfError() const { return rest(error_); }
+
+  /// The folder of links to what the server has open.
+  [[nodiscard]] std::filesystem::path descriptors() const {
+    return std::filesystem::path("/proc") / std::to_string(process_) / "fd";
+  }
 
   void closeInput() { closeOnce(input_); }
   void closeOutput() { closeOnce(output_); }
