@@ -52,9 +52,9 @@ void channelSums(benchmark::State& state) {
   }
 }
 
-void shortTermRms(benchmark::State& state) {
+void shortTermRMS(benchmark::State& state) {
   while (state.KeepRunning()) {
-    benchmark::DoNotOptimize(LocalAudioAnalyzer::shortTermRms(left(), kSampleRate));
+    benchmark::DoNotOptimize(LocalAudioAnalyzer::shortTermRMS(left(), kSampleRate));
   }
 }
 
@@ -95,7 +95,7 @@ void transform(benchmark::State& state) {
 }
 
 BENCHMARK(channelSums)->Unit(benchmark::kMillisecond);
-BENCHMARK(shortTermRms)->Unit(benchmark::kMillisecond);
+BENCHMARK(shortTermRMS)->Unit(benchmark::kMillisecond);
 BENCHMARK(spectralSummary)->Unit(benchmark::kMillisecond);
 BENCHMARK(waveform)->Unit(benchmark::kMillisecond);
 BENCHMARK(audioChroma)->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -15,8 +15,6 @@ constexpr double kDecibelFloor = -120;
 constexpr double kWindowSeconds = 0.4;
 constexpr std::int64_t kShortestWindow = 512;
 constexpr float kWindowSilenceFloor = 1e-10F;
-constexpr double kHighPercentile = 0.95;
-constexpr double kLowPercentile = 0.2;
 constexpr double kWidestRangeDb = 60;
 
 }  // namespace
@@ -35,7 +33,7 @@ double decibels(double amplitude) {
   return std::max(20 * std::log10(std::max(amplitude, kAmplitudeFloor)), kDecibelFloor);
 }
 
-std::vector<double> shortTermRms(const MonoSignal& mono, double sampleRate) {
+std::vector<double> shortTermRMS(const MonoSignal& mono, double sampleRate) {
   const auto window =
       static_cast<std::size_t>(std::max(framesIn(kWindowSeconds, sampleRate), kShortestWindow));
   std::vector<float> scratch;
@@ -49,17 +47,17 @@ std::vector<double> shortTermRms(const MonoSignal& mono, double sampleRate) {
   return result;
 }
 
-double dynamicRangeDb(std::vector<double> rms) {
-  std::erase_if(rms, [](double value) { return !std::isfinite(value) || !(value > 0); });
-  if (rms.size() < 2) {
+double percentileDb(std::vector<double> amplitudes, double high, double low) {
+  std::erase_if(amplitudes, [](double value) { return !std::isfinite(value) || !(value > 0); });
+  if (amplitudes.size() < 2) {
     return 0;
   }
-  std::sort(rms.begin(), rms.end());
-  const auto levelAt = [&rms](double percentile) {
-    return decibels(
-        rms[static_cast<std::size_t>(static_cast<double>(rms.size() - 1) * percentile)]);
+  std::sort(amplitudes.begin(), amplitudes.end());
+  const auto levelAt = [&amplitudes](double fraction) {
+    const double rank = static_cast<double>(amplitudes.size() - 1) * fraction;
+    return decibels(amplitudes[static_cast<std::size_t>(rank)]);
   };
-  return std::clamp(levelAt(kHighPercentile) - levelAt(kLowPercentile), 0.0, kWidestRangeDb);
+  return std::clamp(levelAt(high) - levelAt(low), 0.0, kWidestRangeDb);
 }
 
 }  // namespace brindlevane::LocalAudioAnalyzer

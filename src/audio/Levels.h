@@ -26,12 +26,13 @@ struct Levels {
 ///
 /// @param mono        full scale = 1
 /// @param sampleRate  Hz, greater than 0
-[[nodiscard]] std::vector<double> shortTermRms(const MonoSignal& mono, double sampleRate);
+[[nodiscard]] std::vector<double> shortTermRMS(const MonoSignal& mono, double sampleRate);
 
-/// The spread of short-term levels: the 95th percentile over the 20th, without interpolation.
+/// The distance between two percentiles of a set of amplitudes, taken without interpolation.
 ///
-/// @param rms  amplitudes; those not finite or not above 0 are left out
+/// @param amplitudes  those not finite or not above 0 are left out
+/// @param high, low   fractions of the way from the smallest amplitude to the largest, 0 to 1
 /// @return dB, 0 to 60; 0 when fewer than two amplitudes are left
-[[nodiscard]] double dynamicRangeDb(std::vector<double> rms);
+[[nodiscard]] double percentileDb(std::vector<double> amplitudes, double high, double low);
 
 }  // namespace brindlevane::LocalAudioAnalyzer

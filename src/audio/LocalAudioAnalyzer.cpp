@@ -28,6 +28,8 @@ constexpr std::int64_t kFewestFrames = 2048;
 constexpr std::int64_t kMostFrames = 4294967295;
 constexpr float kPeakFloor = 0.000001F;
 constexpr double kRmsFloor = 0.0000001;
+constexpr double kHighPercentile = 0.95;
+constexpr double kLowPercentile = 0.2;
 constexpr std::size_t kWaveformPoints = 120;
 
 // The part of a file that is asked for.
@@ -81,8 +83,8 @@ struct MonoSummary {
 };
 
 MonoSummary monoSummary(const MonoSignal& mono, double sampleRate) {
-  return {dynamicRangeDb(shortTermRms(mono, sampleRate)), spectralSummary(mono, sampleRate),
-          waveform(mono, kWaveformPoints)};
+  return {percentileDb(shortTermRMS(mono, sampleRate), kHighPercentile, kLowPercentile),
+          spectralSummary(mono, sampleRate), waveform(mono, kWaveformPoints)};
 }
 
 std::future<MonoSummary> startedMonoSummary(const MonoSignal& mono, double sampleRate) {
@@ -194,6 +196,10 @@ AudioMeasurement analyze(const std::string& at, double transposeSemitones, doubl
     // A header may promise more frames than the address space holds.
     throw AudioMeasurementError::insufficientSignal();
   }
+}
+
+AudioMeasurement analyze(const std::string& at, std::optional<double> duration) {
+  return analyze(at, 0, 0, duration);
 }
 
 }  // namespace brindlevane::LocalAudioAnalyzer

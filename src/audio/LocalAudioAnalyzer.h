@@ -28,4 +28,7 @@ inline constexpr double kLongestSeconds = 90;
 [[nodiscard]] AudioMeasurement analyze(const std::string& at, double transposeSemitones,
                                        double startSeconds, std::optional<double> duration);
 
+/// The same with the defaults: not transposed, from the start of the file.
+[[nodiscard]] AudioMeasurement analyze(const std::string& at, std::optional<double> duration);
+
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -5,22 +5,22 @@
 namespace brindlevane {
 
 std::optional<AudioMeasurement> MeasurementCache::find(const AudioCacheKey& key) const {
-  const std::lock_guard guard(cacheLock_);
-  const auto entry = cache_.find(key);
-  return entry == cache_.end() ? std::nullopt : std::optional(entry->second);
+  const std::lock_guard guard(cacheLock);
+  const auto entry = cache.find(key);
+  return entry == cache.end() ? std::nullopt : std::optional(entry->second);
 }
 
 void MeasurementCache::store(const AudioCacheKey& key, const AudioMeasurement& measurement) {
-  const std::lock_guard guard(cacheLock_);
-  if (cache_.size() >= kCapacity) {
-    cache_.clear();
+  const std::lock_guard guard(cacheLock);
+  if (cache.size() >= kCapacity) {
+    cache.clear();
   }
-  cache_.insert_or_assign(key, measurement);
+  cache.insert_or_assign(key, measurement);
 }
 
 std::size_t MeasurementCache::size() const {
-  const std::lock_guard guard(cacheLock_);
-  return cache_.size();
+  const std::lock_guard guard(cacheLock);
+  return cache.size();
 }
 
 std::size_t MeasurementCache::Hash::operator()(const AudioCacheKey& key) const {

@@ -44,8 +44,8 @@ class MeasurementCache {
     std::size_t operator()(const AudioCacheKey& key) const;
   };
 
-  mutable std::mutex cacheLock_;
-  std::unordered_map<AudioCacheKey, AudioMeasurement, Hash> cache_;
+  mutable std::mutex cacheLock;
+  std::unordered_map<AudioCacheKey, AudioMeasurement, Hash> cache;
 };
 
 }  // namespace brindlevane

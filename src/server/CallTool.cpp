@@ -26,13 +26,13 @@ const std::map<std::string_view, Workflow>& workflows() {
   static const std::map<std::string_view, Workflow> kWorkflows = {
       {"brindlevane_find_key",
        [](const MCPBridgeClient& bridge, const Json&) {
-         return toolResult(findKey(bridge), /*isError=*/false);
+         return toolResult(BrindlevaneMCP::findKey(bridge), /*isError=*/false);
        }},
       {"brindlevane_listen_selected_clip",
        [](const MCPBridgeClient& bridge, const Json&) {
-         return toolResult(listenSelectedClip(bridge), /*isError=*/false);
+         return toolResult(BrindlevaneMCP::listenSelectedClip(bridge), /*isError=*/false);
        }},
-      {"brindlevane_get_master_listen", masterListenStatus}};
+      {"brindlevane_get_master_listen", BrindlevaneMCP::masterListenStatus}};
   return kWorkflows;
 }
 

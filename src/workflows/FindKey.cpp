@@ -4,7 +4,7 @@
 #include "server/contract/MCPServerError.h"
 #include "workflows/SelectedClip.h"
 
-namespace brindlevane {
+namespace brindlevane::BrindlevaneMCP {
 namespace {
 
 KeyDetection detected(const SelectedClip& clip) {
@@ -34,4 +34,4 @@ Json findKey(const MCPBridgeClient& bridge) {
   return result;
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::BrindlevaneMCP

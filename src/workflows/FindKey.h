@@ -3,7 +3,7 @@
 #include "bridge/MCPBridgeClient.h"
 #include "platform/Json.h"
 
-namespace brindlevane {
+namespace brindlevane::BrindlevaneMCP {
 
 /// Estimates the key of the clip selected in Live, from its audio or from its notes.
 ///
@@ -13,4 +13,4 @@ namespace brindlevane {
 /// @throws KeyAnalysisError  the audio or the profile gives no key
 [[nodiscard]] Json findKey(const MCPBridgeClient& bridge);
 
-}  // namespace brindlevane
+}  // namespace brindlevane::BrindlevaneMCP

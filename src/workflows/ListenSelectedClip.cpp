@@ -4,7 +4,7 @@
 #include "server/contract/MCPServerError.h"
 #include "workflows/SelectedClip.h"
 
-namespace brindlevane {
+namespace brindlevane::BrindlevaneMCP {
 
 Json listenSelectedClip(const MCPBridgeClient& bridge) {
   const std::optional<SelectedClip> clip = selectedClip(bridge);
@@ -20,4 +20,4 @@ Json listenSelectedClip(const MCPBridgeClient& bridge) {
   return result;
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::BrindlevaneMCP

@@ -3,7 +3,7 @@
 #include "bridge/MCPBridgeClient.h"
 #include "platform/Json.h"
 
-namespace brindlevane {
+namespace brindlevane::BrindlevaneMCP {
 
 /// Measures the source file of the audio clip selected in Live, before any device.
 ///
@@ -13,4 +13,4 @@ namespace brindlevane {
 /// @throws AudioMeasurementError  the file gives no measurement
 [[nodiscard]] Json listenSelectedClip(const MCPBridgeClient& bridge);
 
-}  // namespace brindlevane
+}  // namespace brindlevane::BrindlevaneMCP

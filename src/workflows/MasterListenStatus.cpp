@@ -7,7 +7,7 @@
 #include <exception>
 #include <string>
 
-namespace brindlevane {
+namespace brindlevane::BrindlevaneMCP {
 namespace {
 
 constexpr Seconds kTimeout{6};
@@ -33,8 +33,8 @@ bool cleanUp(const MCPBridgeClient& bridge, const std::string& jobId) {
 }
 
 Json measured(const MCPBridgeClient& bridge, const std::string& jobId, const Json& status) {
-  Json result = LocalAudioAnalyzer::analyze(requiredString(status, "filePath"), 0, 0, std::nullopt)
-                    .dictionary();
+  Json result =
+      LocalAudioAnalyzer::analyze(requiredString(status, "filePath"), std::nullopt).dictionary();
   result["scope"] = "renderedMasterResampling";
   result["measurementNotice"] =
       "Mesure locale de la sortie master réellement rendue par Ableton pendant la capture "
@@ -65,4 +65,4 @@ ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& argumen
                     /*isError=*/false);
 }
 
-}  // namespace brindlevane
+}  // namespace brindlevane::BrindlevaneMCP

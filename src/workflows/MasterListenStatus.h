@@ -4,7 +4,7 @@
 #include "platform/Json.h"
 #include "server/contract/ToolResult.h"
 
-namespace brindlevane {
+namespace brindlevane::BrindlevaneMCP {
 
 /// Asks how a capture of Live's master output is getting on. While it runs, the bridge's progress
 /// is handed on; a finished recording is measured and then cleaned up; a failed capture is cleaned
@@ -16,4 +16,4 @@ namespace brindlevane {
 /// @throws AudioMeasurementError  the recording gives no measurement; it is left in place
 [[nodiscard]] ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& arguments);
 
-}  // namespace brindlevane
+}  // namespace brindlevane::BrindlevaneMCP

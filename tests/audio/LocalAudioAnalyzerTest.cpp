@@ -45,7 +45,7 @@ class Analyze : public ::testing::Test {
 };
 
 TEST_F(Analyze, MeasuresASineAsItIs) {
-  const AudioMeasurement measurement = analyze(wav({tones({1000}, 1, 88200)}), 0, 0, std::nullopt);
+  const AudioMeasurement measurement = analyze(wav({tones({1000}, 1, 88200)}), std::nullopt);
   EXPECT_EQ(measurement.analyzedSeconds, 2);
   EXPECT_EQ(measurement.sourceDurationSeconds, 2);
   EXPECT_EQ(measurement.sampleRate, 44100);
@@ -113,7 +113,7 @@ TEST_F(Analyze, RefusesWhatCannotBeMeasured) {
 }
 
 TEST_F(Analyze, MeasuresAShortSegmentWithoutSpectrumOrKey) {
-  const AudioMeasurement measurement = analyze(wav({tones({440}, 0.5, 2048)}), 0, 0, std::nullopt);
+  const AudioMeasurement measurement = analyze(wav({tones({440}, 0.5, 2048)}), std::nullopt);
   EXPECT_TRUE(measurement.spectrogram.empty());
   EXPECT_TRUE(measurement.bandEnergyPercent.empty());
   EXPECT_EQ(measurement.dynamicRangeDb, 0);
@@ -126,11 +126,11 @@ TEST_F(Analyze, MeasuresAShortSegmentWithoutSpectrumOrKey) {
 TEST_F(Analyze, MixesAndDescribesAnyNumberOfChannels) {
   const std::vector<float> a = tones({500}, 0.6, 30000);
   const std::vector<float> silence(a.size());
-  const AudioMeasurement stereo = analyze(wav({a, silence}), 0, 0, std::nullopt);
+  const AudioMeasurement stereo = analyze(wav({a, silence}), std::nullopt);
   EXPECT_NEAR(*stereo.stereoWidthPercent, 100, 1e-9);
   EXPECT_EQ(*std::max_element(stereo.waveform.begin(), stereo.waveform.end()),
             static_cast<double>(0.5F * *std::max_element(a.begin(), a.end())));
-  const AudioMeasurement quad = analyze(wav({a, a, silence, a}), 0, 0, std::nullopt);
+  const AudioMeasurement quad = analyze(wav({a, a, silence, a}), std::nullopt);
   EXPECT_EQ(quad.channelCount, 4);
   EXPECT_EQ(*quad.stereoWidthPercent, 0);
   EXPECT_NEAR(quad.waveform[60], 0.75 * 0.6, 1e-2);
@@ -141,7 +141,7 @@ TEST_F(Analyze, MeasuresAFileThatEndsTooSoonAsFarAsItGoes) {
   const std::string path = directory_.file("cut.flac");
   testing::run("sox '" + whole + "' -b 16 '" + path + "'");
   std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
-  const AudioMeasurement measurement = analyze(path, 0, 0, std::nullopt);
+  const AudioMeasurement measurement = analyze(path, std::nullopt);
   EXPECT_NEAR(measurement.analyzedSeconds, measurement.sourceDurationSeconds / 2, 0.2);
   EXPECT_GT(measurement.waveform.back(), 0.3);
 }
@@ -163,7 +163,7 @@ TEST_F(Analyze, FindsTheKeyThatTheKeyAnalysisFinds) {
 TEST_F(Analyze, AnswersFromMemoryUntilTheFileChanges) {
   const std::string path = wav({tones({440}, 0.5, 9000)});
   const auto when = std::filesystem::last_write_time(path);
-  const AudioMeasurement first = analyze(path, 0, 0, std::nullopt);
+  const AudioMeasurement first = analyze(path, std::nullopt);
   // The same size and time, so that only a look into the file could tell the difference.
   testing::writeWav(path, {tones({440}, 0.25, 9000)});
   std::filesystem::last_write_time(path, when);
@@ -173,7 +173,7 @@ TEST_F(Analyze, AnswersFromMemoryUntilTheFileChanges) {
   EXPECT_NE(analyze(path, 0.005, 0, std::nullopt), first);
   EXPECT_NE(analyze(path, 0, 0, 0.2), first);
   std::filesystem::last_write_time(path, when + std::chrono::milliseconds(1));
-  EXPECT_NE(analyze(path, 0, 0, std::nullopt), first);
+  EXPECT_NE(analyze(path, std::nullopt), first);
 }
 
 TEST(MeasurementCache, IsEmptiedWhenFull) {

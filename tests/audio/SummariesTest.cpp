@@ -81,23 +81,33 @@ TEST(Levels, LeaveOutSamplesThatAreNotFinite) {
   EXPECT_EQ(levels(channelSums({clipped})).clippedPercent, 25);
 }
 
-TEST(ShortTermRms, CutsWindowsOfFourTenthsOfASecondAndSkipsQuietOnes) {
+TEST(ShortTermRMS, CutsWindowsOfFourTenthsOfASecondAndSkipsQuietOnes) {
   std::vector<float> mono(17640 * 3 + 17639, 0.25F);
   std::fill(mono.begin() + 17640, mono.begin() + 2 * 17640, 1e-5F);
-  EXPECT_EQ(shortTermRms(mono, 44100), (std::vector<double>{0.25, 0.25}));
-  EXPECT_TRUE(shortTermRms(std::vector<float>(17639, 1), 44100).empty());
-  EXPECT_EQ(shortTermRms(std::vector<float>(1024, 1), 8), (std::vector<double>{1, 1}));
+  EXPECT_EQ(shortTermRMS(mono, 44100), (std::vector<double>{0.25, 0.25}));
+  EXPECT_TRUE(shortTermRMS(std::vector<float>(17639, 1), 44100).empty());
+  EXPECT_EQ(shortTermRMS(std::vector<float>(1024, 1), 8), (std::vector<double>{1, 1}));
 }
 
-TEST(DynamicRange, ComparesTwoRanksWithoutInterpolation) {
-  std::vector<double> rms;
-  for (int i = 40; i >= 0; --i) {
-    rms.push_back(std::pow(10, -i / 20.0));
+TEST(PercentileDb, TakesTwoRanksWithoutInterpolation) {
+  const std::vector<double> decades = {1e-3, 1, 1e-4, 0.1, 0.01};
+  const double nan = std::nan("");
+  struct Case {
+    std::vector<double> amplitudes;
+    double high, low, range;
+  };
+  const std::vector<Case> cases = {{decades, 0.75, 0, 60},
+                                   {decades, 0.749, 0.25, 20},
+                                   {decades, 1, 0.5, 40},
+                                   {decades, 0.2, 0.95, 0},
+                                   {decades, 1, 0, 60},
+                                   {{1, 0.1, kInfinity, 0, nan, -1}, 1, 0, 20},
+                                   {{1, kInfinity, 0, nan}, 1, 0, 0},
+                                   {{1e-9, 1e-6, 1e-5}, 1, 0, 20}};
+  for (const Case& one : cases) {
+    EXPECT_NEAR(percentileDb(one.amplitudes, one.high, one.low), one.range, 1e-9)
+        << one.high << " " << one.low;
   }
-  EXPECT_NEAR(dynamicRangeDb(rms), 38 - 8, 1e-9);  // ranks 38 and 8 of 0 to 40
-  EXPECT_EQ(dynamicRangeDb({1, kInfinity, 0, std::nan("")}), 0);
-  EXPECT_EQ(dynamicRangeDb({1, 1e-9}), 0);  // of two, both ranks are the lower one
-  EXPECT_EQ(dynamicRangeDb({1e-5, 1e-5, 1e-5, 1e-5, 1e-5, 1, 1, 1, 1, 1}), 60);
 }
 
 TEST(SpectralSummary, PutsASineIntoItsBandAndCentroid) {
