@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 
@@ -16,6 +17,7 @@ namespace {
 
 using LocalAudioAnalyzer::analyze;
 using testing::noise;
+using testing::Signal;
 using testing::tones;
 
 const std::string kUnreadable = "Le fichier audio du clip est illisible.";
@@ -24,7 +26,7 @@ const std::string kInsufficient =
 
 class Analyze : public ::testing::Test {
  protected:
-  std::string wav(const testing::Signal& signal, double sampleRate = 44100) {
+  std::string wav(const Signal& signal, double sampleRate = 44100) {
     const std::string path = directory_.file(std::to_string(++files_) + ".wav");
     testing::writeWav(path, signal, sampleRate);
     return path;
@@ -44,23 +46,81 @@ class Analyze : public ::testing::Test {
   int files_ = 0;
 };
 
-TEST_F(Analyze, MeasuresASineAsItIs) {
-  const AudioMeasurement measurement = analyze(wav({tones({1000}, 1, 88200)}), std::nullopt);
-  EXPECT_EQ(measurement.analyzedSeconds, 2);
-  EXPECT_EQ(measurement.sourceDurationSeconds, 2);
-  EXPECT_EQ(measurement.sampleRate, 44100);
-  EXPECT_EQ(measurement.channelCount, 1);
-  EXPECT_NEAR(measurement.samplePeakDbFS, 0, 1e-3);
-  EXPECT_NEAR(measurement.rmsDbFS, 20 * std::log10(std::sqrt(0.5)), 1e-6);
-  EXPECT_NEAR(measurement.crestFactorDb, 3.0103, 1e-3);
-  EXPECT_NEAR(measurement.dynamicRangeDb, 0, 1e-4);
-  EXPECT_NEAR(measurement.dcOffset, 0, 1e-9);
-  EXPECT_NEAR(measurement.clippedSamplePercent, 200 * std::acos(0.999) / std::acos(-1), 0.3);
-  EXPECT_FALSE(measurement.stereoCorrelation);
-  EXPECT_NEAR(measurement.spectralCentroidHz, 1000, 5);
-  EXPECT_EQ(measurement.waveform.size(), 120U);
-  EXPECT_EQ(measurement.spectrogram.size(), 42U);
-  EXPECT_TRUE(measurement.key);
+// 3 s at 8 kHz, the last one at a tenth of the level, with 24 spikes early on the left channel
+// where the sines of both channels pass through 0.
+Signal song() {
+  Signal song = {tones({1000}, 0.8, 24000, 8000), tones({1000}, 0.4, 24000, 8000)};
+  const std::vector<float> low = tones({250}, 0.3, 24000, 8000);
+  for (std::size_t i = 0; i < low.size(); ++i) {
+    song[1][i] += low[i] + 0.05F;
+    if (i >= 16000) {
+      song[0][i] /= 10;
+      song[1][i] /= 10;
+    }
+  }
+  for (std::size_t spike = 0; spike < 24; ++spike) {
+    song[0][608 + 16 * spike] = 1.25F;
+  }
+  return song;
+}
+
+TEST_F(Analyze, GivesEachFieldItsOwnMeasure) {
+  const AudioMeasurement measurement = analyze(wav(song(), 8000), std::nullopt);
+  const double frames = 24000;
+  const double power = (16000 + 8000 * 0.01) / frames;
+  const double leftSum = 24 * 1.25;
+  const double rightSum = 0.05 * (16000 + 8000 * 0.1);
+  const double leftSquares = frames * power * 0.32 + 24 * 1.5625;
+  const double rightSquares = frames * power * (0.08 + 0.045 + 0.0025);
+  const double products = frames * power * 0.16 + 24 * 1.25 * 0.05;
+  const double rmsDb = 10 * std::log10((leftSquares + rightSquares) / (2 * frames));
+  const double peakDb = 20 * std::log10(1.25);
+  EXPECT_EQ(measurement.analyzedSeconds, 3);
+  EXPECT_EQ(measurement.sourceDurationSeconds, 3);
+  EXPECT_EQ(measurement.sampleRate, 8000);
+  EXPECT_EQ(measurement.channelCount, 2);
+  EXPECT_NEAR(measurement.samplePeakDbFS, peakDb, 1e-9);
+  EXPECT_NEAR(measurement.rmsDbFS, rmsDb, 1e-6);
+  EXPECT_NEAR(measurement.crestFactorDb, peakDb - rmsDb, 1e-6);
+  EXPECT_NEAR(measurement.dynamicRangeDb, 20, 1e-4);
+  EXPECT_NEAR(measurement.dcOffset, (leftSum + rightSum) / (2 * frames), 1e-8);
+  EXPECT_EQ(measurement.clippedSamplePercent, 0.05);
+  EXPECT_NEAR(*measurement.stereoCorrelation,
+              (products - leftSum * rightSum / frames) /
+                  std::sqrt((leftSquares - leftSum * leftSum / frames) *
+                            (rightSquares - rightSum * rightSum / frames)),
+              1e-6);
+  EXPECT_NEAR(*measurement.stereoWidthPercent,
+              100 * std::sqrt((leftSquares + rightSquares - 2 * products) /
+                              (leftSquares + rightSquares + 2 * products)),
+              1e-4);
+  // The mix holds 1000 Hz at 0.6 and 250 Hz at 0.15.
+  EXPECT_NEAR(measurement.bandEnergyPercent.at("mid_400_2000"), 94.1, 0.5);
+  EXPECT_NEAR(measurement.bandEnergyPercent.at("lowMid_120_400"), 5.9, 0.5);
+  EXPECT_NEAR(measurement.spectralCentroidHz, 900, 100);
+  ASSERT_EQ(measurement.waveform.size(), 120U);
+  EXPECT_NEAR(measurement.waveform[2], 0.77, 0.02);
+  EXPECT_NEAR(measurement.waveform[3], 0.65, 0.15);
+  EXPECT_NEAR(measurement.waveform[119], 0.077, 0.002);
+  EXPECT_EQ(measurement.spectrogram.size(), 10U);
+  EXPECT_EQ(measurement.key->substr(0, 2), "B ");
+  EXPECT_NEAR(*measurement.keyConfidence, 0.6, 0.3);
+}
+
+TEST_F(Analyze, HearsAClipInTheMiddleOfItsFileAsIfItWereAFileOfItsOwn) {
+  const Signal clip = song();
+  Signal file = {noise(1, 1, 10001), noise(2, 0.5, 10001)};
+  for (std::size_t channel = 0; channel < 2; ++channel) {
+    const std::vector<float> behind = noise(3, 0.9, 5000);
+    file[channel].insert(file[channel].end(), clip[channel].begin(), clip[channel].end());
+    file[channel].insert(file[channel].end(), behind.begin(), behind.end());
+  }
+  const AudioMeasurement alone = analyze(wav(clip, 8000), -4, 0, std::nullopt);
+  AudioMeasurement within = analyze(wav(file, 8000), -4, 1.25013, 3);
+  EXPECT_EQ(within.sourceDurationSeconds, 39001.0 / 8000);
+  within.sourceDurationSeconds = 3;
+  EXPECT_EQ(within, alone);
+  EXPECT_EQ(alone.key->substr(0, 2), "G ");
 }
 
 TEST_F(Analyze, PlansTheSegmentInFrames) {
@@ -79,7 +139,9 @@ TEST_F(Analyze, PlansTheSegmentInFrames) {
       {0, std::nullopt, 0, 360000},     {-3, 200, 0, 360000},
       {0, infinity, 0, 360000},         {10, std::nullopt, 40000, 340000},
       {94, std::nullopt, 376000, 4000}, {1.00024, 0.51249, 4000, 2049},
-      {2.0003, 0.512, 8001, 2048},      {-infinity, 1, 0, 4000}};
+      {2.0003, 0.512, 8001, 2048},      {-infinity, 1, 0, 4000},
+      {0, 90.001, 0, 360000},           {0, 89.99975, 0, 359999},
+      {94.488, 1, 377952, 2048}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.start);
     const AudioMeasurement measurement = analyze(path, 0, one.start, one.duration);
@@ -97,17 +159,29 @@ TEST_F(Analyze, PlansTheSegmentInFrames) {
 }
 
 TEST_F(Analyze, RefusesWhatCannotBeMeasured) {
-  std::vector<float> broken(4000, std::nanf(""));
   testing::writeBytes(directory_.file("text.wav"), "no audio at all");
   EXPECT_EQ(refusalOf(directory_.file("text.wav")), kUnreadable);
   EXPECT_EQ(refusalOf(directory_.file("missing.wav")), kUnreadable);
   EXPECT_EQ(refusalOf(directory_.file("")), kUnreadable);
-  EXPECT_EQ(refusalOf(wav({std::vector<float>(9000)})), kInsufficient);
-  EXPECT_EQ(refusalOf(wav({std::vector<float>(9000, 1e-6F)})), kInsufficient);
-  EXPECT_EQ(refusalOf(wav({std::vector<float>(9000, 1.1e-6F)})), "");
-  EXPECT_EQ(refusalOf(wav({broken})), kInsufficient);
-  EXPECT_EQ(refusalOf(wav({std::vector<float>(2047, 1)})), kInsufficient);
-  EXPECT_EQ(refusalOf(wav({std::vector<float>(2048, 1)})), "");
+  // Peak and RMS on either side of their floors; of 10,000 samples a lone one has an RMS of 1 %.
+  const auto lone = [](float sample) {
+    std::vector<float> samples(10000);
+    samples[5000] = sample;
+    return samples;
+  };
+  const std::vector<std::pair<std::vector<float>, std::string>> cases = {
+      {std::vector<float>(9000), kInsufficient},
+      {std::vector<float>(9000, 1e-6F), kInsufficient},
+      {std::vector<float>(9000, std::nextafter(1e-6F, 1.0F)), ""},
+      {lone(0.9999e-5F), kInsufficient},
+      {lone(-1.0001e-5F), ""},
+      {std::vector<float>(4000, std::nanf("")), kInsufficient},
+      {std::vector<float>(2047, 1), kInsufficient},
+      {std::vector<float>(2048, 1), ""}};
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    EXPECT_EQ(refusalOf(wav({cases[i].first})), cases[i].second) << i;
+  }
+  EXPECT_EQ(analyze(wav({lone(1.0001e-5F)}), std::nullopt).rmsDbFS, -120);
   EXPECT_STREQ(AudioMeasurementError::unsupportedAudio().what(),
                "Le format audio de ce clip n\u2019est pas pris en charge.");
 }
@@ -137,18 +211,32 @@ TEST_F(Analyze, MixesAndDescribesAnyNumberOfChannels) {
 }
 
 TEST_F(Analyze, MeasuresAFileThatEndsTooSoonAsFarAsItGoes) {
-  const std::string whole = wav({noise(1, 0.5, 300000), noise(2, 0.5, 300000)});
-  const std::string path = directory_.file("cut.flac");
-  testing::run("sox '" + whole + "' -b 16 '" + path + "'");
-  std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
-  const AudioMeasurement measurement = analyze(path, std::nullopt);
-  EXPECT_NEAR(measurement.analyzedSeconds, measurement.sourceDurationSeconds / 2, 0.2);
-  EXPECT_GT(measurement.waveform.back(), 0.3);
+  const std::string whole = wav({noise(1, 0.5, 40000)});
+  for (const std::size_t kept : {2047U, 2048U, 4608U}) {
+    SCOPED_TRACE(kept);
+    // One block of so many frames, of the 40,000 that the header promises.
+    const std::string path = directory_.file(std::to_string(kept) + ".flac");
+    testing::run("ffmpeg -v error -i '" + whole + "' -c:a flac -sample_fmt s16 -frame_size " +
+                 std::to_string(kept) + " '" + path + "'");
+    std::ifstream file(path, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    const std::string sync = "\xff\xf8";
+    testing::writeBytes(path, bytes.substr(0, bytes.find(sync, bytes.find(sync) + 2000)));
+    EXPECT_EQ(refusalOf(path), kept < 2048 ? kInsufficient : "");
+    if (kept == 4608) {
+      const AudioMeasurement measurement = analyze(path, std::nullopt);
+      EXPECT_EQ(measurement.analyzedSeconds, 4608.0 / 44100);
+      EXPECT_EQ(measurement.sourceDurationSeconds, 40000.0 / 44100);
+      EXPECT_GT(measurement.waveform.back(), 0.2);
+    }
+  }
 }
 
 TEST_F(Analyze, FindsTheKeyThatTheKeyAnalysisFinds) {
   // At this rate the division of a frame count by it does not always come back.
-  const std::vector<float> chord = tones({220, 261.63, 329.63}, 0.2, 11025 * 80, 11025);
+  std::vector<float> chord = tones({220, 261.63, 329.63}, 0.2, 11025 * 40, 11025);
+  const std::vector<float> next = tones({233.08, 293.66, 349.23}, 0.2, 11025 * 40, 11025);
+  chord.insert(chord.end(), next.begin(), next.end());
   const std::string path = wav({chord, noise(4, 0.1, chord.size())}, 11025);
   for (const double start : {0.0, 0.1, 3.3, 70.0, 78.0}) {
     SCOPED_TRACE(start);
@@ -167,13 +255,21 @@ TEST_F(Analyze, AnswersFromMemoryUntilTheFileChanges) {
   // The same size and time, so that only a look into the file could tell the difference.
   testing::writeWav(path, {tones({440}, 0.25, 9000)});
   std::filesystem::last_write_time(path, when);
-  EXPECT_EQ(analyze(path, 0.004, -3, std::nullopt), first);
-  EXPECT_EQ(analyze(directory_.file("./") + "1.wav", 0, 0.0004, 0), first);
-  EXPECT_EQ(analyze(path, 0, 0, -1), first);
+  EXPECT_EQ(analyze(path, -0.004, -3, std::nullopt), first);
+  EXPECT_EQ(analyze(directory_.file("./") + "1.wav", 0.004, 0.0004, 0.0004), first);
+  EXPECT_EQ(analyze(path, -1), first);
   EXPECT_NE(analyze(path, 0.005, 0, std::nullopt), first);
-  EXPECT_NE(analyze(path, 0, 0, 0.2), first);
+  EXPECT_NE(analyze(path, -0.005, 0, std::nullopt), first);
+  EXPECT_NE(analyze(path, 0, 0.0005, std::nullopt), first);
+  EXPECT_NE(analyze(path, 0.2), first);
+  EXPECT_NE(analyze(path, std::nan(""), 0.001, std::nullopt), first);
+  EXPECT_EQ(refusalOf(path, 0, 0.0005), kInsufficient);
   std::filesystem::last_write_time(path, when + std::chrono::milliseconds(1));
   EXPECT_NE(analyze(path, std::nullopt), first);
+  testing::writeWav(path, {tones({440}, 0.25, 9001)});
+  std::filesystem::last_write_time(path, when);
+  EXPECT_NE(analyze(path, std::nullopt), first);
+  EXPECT_EQ(analyze(wav({tones({440}, 0.5, 9000)}), std::nullopt), first);
 }
 
 TEST(MeasurementCache, IsEmptiedWhenFull) {
@@ -195,22 +291,61 @@ TEST(MeasurementCache, IsEmptiedWhenFull) {
   EXPECT_FALSE(cache.find(keyOf(8)));
 }
 
-TEST(AudioMeasurement, AddsOptionalEntriesOnlyWhenPresent) {
-  AudioMeasurement measurement;
-  measurement.dcOffset = 0.0000123;
-  measurement.stereoCorrelation = 0.5;
-  measurement.stereoWidthPercent = 20;
-  measurement.key = "C major";
-  measurement.keyConfidence = 0.96;
-  const Json object = measurement.dictionary();
-  EXPECT_EQ(object.size(), 21U);
-  EXPECT_EQ(object["scope"], "rawClipSourcePreFx");
-  EXPECT_EQ(object["dcOffset"], 0.0000123);
-  EXPECT_EQ(object["keyConfidence"], 0.96);
-  EXPECT_EQ(object["privacy"], "Le fichier audio reste sur ce Mac.");
-  EXPECT_EQ(object["measurementNotice"],
-            "Analyse locale du fichier source du clip, avant les devices, retours et traitements "
-            "master. Ce n\u2019est pas le rendu entendu au master.");
+TEST(AudioMeasurement, BecomesAnObjectOfUnroundedEntries) {
+  AudioMeasurement measurement = {.analyzedSeconds = 1.1,
+                                  .sourceDurationSeconds = 2.2,
+                                  .sampleRate = 44100,
+                                  .channelCount = 6,
+                                  .samplePeakDbFS = -0.7,
+                                  .rmsDbFS = -20.3,
+                                  .crestFactorDb = 19.6,
+                                  .dynamicRangeDb = 11.25,
+                                  .dcOffset = 0.0000123,
+                                  .clippedSamplePercent = 0.031,
+                                  .stereoCorrelation = -0.5,
+                                  .stereoWidthPercent = 173.2050807568877,
+                                  .spectralCentroidHz = 1234.5,
+                                  .bandEnergyPercent = {{"sub_20_60", 40}, {"bass_60_120", 60}},
+                                  .waveform = {0.1, 0.2},
+                                  .spectrogram = {{0.3, 0.4}, {0.5, 1}},
+                                  .key = "F\u266f minor",
+                                  .keyConfidence = 0.96};
+  Json expected = {
+      {"scope", "rawClipSourcePreFx"},
+      {"analyzedSeconds", 1.1},
+      {"sourceDurationSeconds", 2.2},
+      {"sampleRate", 44100.0},
+      {"channelCount", 6},
+      {"samplePeakDbFS", -0.7},
+      {"rmsDbFS", -20.3},
+      {"crestFactorDb", 19.6},
+      {"dynamicRangeDb", 11.25},
+      {"dcOffset", 0.0000123},
+      {"clippedSamplePercent", 0.031},
+      {"stereoCorrelation", -0.5},
+      {"stereoWidthPercent", 173.2050807568877},
+      {"spectralCentroidHz", 1234.5},
+      {"bandEnergyPercent", {{"sub_20_60", 40.0}, {"bass_60_120", 60.0}}},
+      {"waveform", {0.1, 0.2}},
+      {"spectrogram", {{0.3, 0.4}, {0.5, 1.0}}},
+      {"key", "F\u266f minor"},
+      {"keyConfidence", 0.96},
+      {"measurementNotice",
+       "Analyse locale du fichier source du clip, avant les devices, retours et traitements "
+       "master. Ce n\u2019est pas le rendu entendu au master."},
+      {"privacy", "Le fichier audio reste sur ce Mac."}};
+  EXPECT_EQ(measurement.dictionary(), expected);
+  EXPECT_TRUE(measurement.dictionary()["channelCount"].is_number_integer());
+  measurement.stereoCorrelation = measurement.keyConfidence = std::nullopt;
+  expected.erase("stereoCorrelation");
+  expected.erase("keyConfidence");
+  EXPECT_EQ(measurement.dictionary(), expected);
+  measurement.stereoWidthPercent = std::nullopt;
+  measurement.key = std::nullopt;
+  expected.erase("stereoWidthPercent");
+  expected.erase("key");
+  EXPECT_EQ(measurement.dictionary(), expected);
+  EXPECT_EQ(expected.size(), 17U);
 }
 
 }  // namespace
