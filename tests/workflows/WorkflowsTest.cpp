@@ -1,241 +1,319 @@
+#include "key/MusicalKeyAnalyzer.h"
 #include "server/CallTool.h"
+#include "tests/support/AudioFiles.h"
 #include "tests/support/ScriptedBridge.h"
-#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
 #include <filesystem>
-#include <numbers>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace brindlevane {
 namespace {
 
 const std::string kJob = "master_0123456789abcdef0123456789abcdef";
-const std::string kInvalid = "BrindlevaneBridge returned an invalid response.";
+const std::string kInvalid = "MCPServerError: BrindlevaneBridge returned an invalid response.";
 const std::string kUnreadable = "Le fichier audio du clip est illisible.";
+const std::string kTooQuiet =
+    "AudioMeasurementError: Le clip ne contient pas assez de signal pour une analyse audio fiable.";
 const std::string kSelect =
-    "Select an audio clip in Ableton before asking Brindlevane to listen. MIDI clips do not "
-    "contain audio to decode.";
+    "MCPServerError: Select an audio clip in Ableton before asking Brindlevane to listen. MIDI "
+    "clips do not contain audio to decode.";
 const Json kMajorProfile = {6.35, 2.23, 3.48, 2.33, 4.38, 4.09, 2.52, 5.19, 2.39, 3.66, 2.29, 2.88};
 
-void append16(std::string& bytes, unsigned value) {
-  bytes += static_cast<char>(value & 0xFFU);
-  bytes += static_cast<char>(value >> 8U & 0xFFU);
-}
+constexpr double kRate = 8000;
+constexpr std::size_t kFrames = 96000;
 
-void append32(std::string& bytes, unsigned value) {
-  append16(bytes, value & 0xFFFFU);
-  append16(bytes, value >> 16U);
-}
-
-/// A mono 16-bit WAV file of the tones C4, E4 and G4, at half of full scale. The logarithm in the
-/// chroma lifts the skirts of pure tones, which makes it E minor by a direct sum of the DFT, too.
-std::string chord(double seconds) {
-  constexpr double kRate = 44100;
-  std::string samples;
-  for (int i = 0; i < static_cast<int>(seconds * kRate); ++i) {
-    double sum = 0;
-    for (const double frequency : {261.63, 329.63, 392.0}) {
-      sum += std::sin(2 * std::numbers::pi * frequency * i / kRate) / 6;
-    }
-    append16(samples, static_cast<std::uint16_t>(std::lround(sum * 32767)));
+/// 12 s whose mean tells where in them a stretch lies: tones of whole periods a second, one chord
+/// for 6 s and then another, on a ramp from 0 to 0.5.
+std::vector<float> song() {
+  std::vector<float> samples = testing::tones({262, 330, 392}, 0.1, kFrames, kRate);
+  const std::vector<float> next = testing::tones({277, 330, 440}, 0.1, kFrames, kRate);
+  std::copy(next.begin() + kFrames / 2, next.end(), samples.begin() + kFrames / 2);
+  for (std::size_t i = 0; i < kFrames; ++i) {
+    samples[i] += 0.5F * static_cast<float>(i) / static_cast<float>(kFrames);
   }
-  std::string file = "RIFF";
-  append32(file, static_cast<unsigned>(36 + samples.size()));
-  file += "WAVEfmt ";
-  append32(file, 16);
-  append16(file, 1);
-  append16(file, 1);
-  append32(file, 44100);
-  append32(file, 88200);
-  append16(file, 2);
-  append16(file, 16);
-  file += "data";
-  append32(file, static_cast<unsigned>(samples.size()));
-  return file + samples;
+  return samples;
 }
 
-class Workflows : public testing::Test {
+double meanOfSong(double start, double seconds) {
+  return 0.5 * (start + seconds / 2 - 0.5 / kRate) / 12;
+}
+
+class Workflows : public ::testing::Test {
  protected:
   ToolResult call(const std::string& tool, const Json& arguments = Json::object()) {
+    bridge.requests.clear();
+    bridge.timeouts.clear();
     return callTool("brindlevane_" + tool, arguments, bridge.access());
   }
+  ToolResult listenToMaster() { return call("get_master_listen", {{"jobId", "\t" + kJob + " "}}); }
 
-  /// "type: message" of a call that fails.
-  std::string failureOf(const std::string& tool, const Json& arguments = Json::object()) {
-    const ToolResult result = call(tool, arguments);
+  /// "type: message" of a result that is an error.
+  static std::string messageOf(const ToolResult& result) {
     EXPECT_TRUE(result.isError);
     const Json& error = result.structuredContent.at("error");
     return error.at("type").get<std::string>() + ": " + error.at("message").get<std::string>();
   }
 
-  [[nodiscard]] int cleanUps() const {
-    int count = 0;
-    for (const HttpRequest& request : bridge.requests) {
-      if (request.target == "/v1/master-capture/cleanup") {
-        EXPECT_EQ(request.body, R"({"confirm":true,"jobId":")" + kJob + R"("})");
-        ++count;
-      }
+  /// The requests of the last call behind the look at the bridge's health, as "method path body".
+  std::vector<std::string> requests() {
+    std::vector<std::string> lines;
+    for (std::size_t i = 1; i < bridge.requests.size(); ++i) {
+      const HttpRequest& request = bridge.requests[i];
+      lines.push_back(request.method + " " + request.target + " " + request.body);
+      EXPECT_EQ(bridge.timeouts[i], std::chrono::seconds(6)) << request.target;
     }
-    return count;
+    return lines;
   }
 
-  std::string write(const std::string& name, double seconds) {
-    return folder.write(name, chord(seconds)).string();
+  std::string wav(const std::string& name, const std::vector<float>& samples) {
+    testing::writeWav(folder.file(name), {samples}, kRate);
+    return folder.file(name);
   }
 
+  const std::vector<std::string> clipRequests = {"GET /v1/key-source "};
+  const std::string statusRequest = R"(POST /v1/master-capture/status {"jobId":")" + kJob + R"("})";
+  const std::string cleanUpRequest =
+      R"(POST /v1/master-capture/cleanup {"confirm":true,"jobId":")" + kJob + R"("})";
   ScriptedBridge bridge;
-  TemporaryFolder folder;
+  testing::TemporaryDirectory folder;
 };
 
 TEST_F(Workflows, AMidiClipHasTheKeyOfItsNotes) {
-  bridge.succeed("/v1/key-source", {{"kind", "midi"},
-                                    {"pitchClasses", kMajorProfile},
-                                    {"transposeSemitones", 2},
-                                    {"filePath", "/nowhere.wav"},
-                                    {"track", "Chords"},
-                                    {"clip", 7},
-                                    {"revision", "9"}});
-  const ToolResult result = call("find_key");
-  EXPECT_FALSE(result.isError);
-  EXPECT_EQ(compactJson(result.structuredContent),
-            R"({"analyzedSeconds":0.0,"clip":"Selected clip","confidence":0.96,)"
-            R"("key":"D major","kind":"midi","project":"Untitled","revision":0,"track":"Chords"})");
+  const std::vector<std::pair<Json, std::string>> cases = {
+      {2, "D major"},       {-1.0, "B major"}, {2.5, "D\u266f major"},
+      {nullptr, "C major"}, {true, "C major"}, {"2", "C major"}};
+  for (const auto& [transposition, key] : cases) {
+    SCOPED_TRACE(transposition);
+    bridge.succeed("/v1/key-source", {{"kind", "midi"},
+                                      {"pitchClasses", kMajorProfile},
+                                      {"transposeSemitones", transposition},
+                                      {"analysisRange", {{"durationSeconds", 3}}},
+                                      {"filePath", "/nowhere.wav"}});
+    const ToolResult result = call("find_key");
+    EXPECT_FALSE(result.isError);
+    EXPECT_EQ(compactJson(result.structuredContent),
+              R"({"analyzedSeconds":0.0,"clip":"Selected clip","confidence":0.96,"key":")" + key +
+                  R"(","kind":"midi","project":"Untitled","revision":0,"track":"Selected track"})");
+    EXPECT_EQ(requests(), clipRequests);
+  }
 }
 
-TEST_F(Workflows, AnAudioClipIsHeardWhereItPlays) {
-  Json source = {{"kind", "audio"},
-                 {"filePath", write("a b/\u00e9t\u00e9 #1?%20\n.wav", 6)},
-                 {"transposeSemitones", -1.0},
-                 {"analysisRange", {{"startSeconds", 1.5}, {"durationSeconds", 2}}},
-                 {"project", "Set"},
-                 {"revision", 12},
-                 {"pitchClasses", "ignored"}};
-  bridge.succeed("/v1/key-source", source);
-  const Json key = call("find_key").structuredContent;
-  EXPECT_EQ(key.at("key"), "D\u266f minor");
-  EXPECT_EQ(key.at("analyzedSeconds"), 2.0);
-  EXPECT_EQ(key.size(), 8U);
-
-  const Json heard = call("listen_selected_clip").structuredContent;
-  EXPECT_EQ(heard.at("analyzedSeconds"), 2.0);
-  EXPECT_EQ(heard.at("sourceDurationSeconds"), 6.0);
-  EXPECT_EQ(heard.at("scope"), "rawClipSourcePreFx");
-  EXPECT_EQ(heard.at("key"), "D\u266f minor");
-  EXPECT_EQ(heard.at("track"), "Selected track");
-  EXPECT_EQ(heard.at("project"), "Set");
-  EXPECT_EQ(heard.at("revision"), 12);
-  EXPECT_EQ(heard.size(), 17U + 2U + 4U);
-
-  for (const Json& range : {Json(nullptr), Json::object(), Json({{"durationSeconds", "2"}})}) {
-    source["analysisRange"] = range;
+TEST_F(Workflows, AnAudioClipIsHeardWhereItPlaysAndAsItIsTransposed) {
+  std::filesystem::create_directory(folder.file("a b"));
+  const std::string path = wav("a b/\u00e9t\u00e9 #1?%20\n.wav", song());
+  struct Case {
+    Json range, transposition;
+    double start, seconds, semitones;
+  };
+  const std::vector<Case> cases = {
+      {nullptr, nullptr, 0, 12, 0},
+      {Json::object(), 3, 0, 12, 3},
+      {Json::array({7, 2}), -1.0, 0, 12, -1},
+      {"7", "3", 0, 12, 0},
+      {true, true, 0, 12, 0},
+      {{{"startSeconds", 7}}, 0, 7, 5, 0},
+      {{{"durationSeconds", 3.0}}, 1.5, 0, 3, 2},
+      {{{"startSeconds", 6.5}, {"durationSeconds", 4}}, -1, 6.5, 4, -1},
+      {{{"startSeconds", true}, {"durationSeconds", "4"}}, Json::object(), 0, 12, 0},
+      {{{"startSeconds", "7"}, {"durationSeconds", 4}}, false, 0, 4, 0},
+      {{{"startSeconds", 7}, {"durationSeconds", true}}, 1, 7, 5, 1},
+      {{{"startSeconds", nullptr}, {"durationSeconds", nullptr}}, 1, 0, 12, 1}};
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.range);
+    Json source = {{"kind", "audio"},
+                   {"filePath", path},
+                   {"transposeSemitones", one.transposition},
+                   {"analysisRange", one.range},
+                   {"startSeconds", 1},
+                   {"durationSeconds", 1},
+                   {"pitchClasses", kMajorProfile}};
+    if (one.range.is_null()) {
+      source.erase("analysisRange");
+      source.erase("transposeSemitones");
+    }
     bridge.succeed("/v1/key-source", source);
-    EXPECT_EQ(call("listen_selected_clip").structuredContent.at("analyzedSeconds"), 6.0) << range;
+    const KeyDetection expected =
+        MusicalKeyAnalyzer::analyzeAudio(path, one.semitones, one.start, one.seconds);
+    const Json key = call("find_key").structuredContent;
+    EXPECT_EQ(requests(), clipRequests);
+    EXPECT_EQ(key, (Json{{"key", expected.key},
+                         {"confidence", expected.confidence},
+                         {"analyzedSeconds", one.seconds},
+                         {"kind", "audio"},
+                         {"track", "Selected track"},
+                         {"clip", "Selected clip"},
+                         {"project", "Untitled"},
+                         {"revision", 0}}));
+
+    const ToolResult result = call("listen_selected_clip");
+    EXPECT_FALSE(result.isError);
+    EXPECT_EQ(requests(), clipRequests);
+    const Json& heard = result.structuredContent;
+    EXPECT_EQ(heard.at("analyzedSeconds"), one.seconds);
+    EXPECT_EQ(heard.at("sourceDurationSeconds"), 12.0);
+    EXPECT_NEAR(heard.at("dcOffset").get<double>(), meanOfSong(one.start, one.seconds), 1e-4);
+    EXPECT_EQ(heard.at("key"), expected.key);
+    EXPECT_EQ(heard.at("keyConfidence"), expected.confidence);
+    EXPECT_EQ(heard.at("scope"), "rawClipSourcePreFx");
+    EXPECT_EQ(heard.size(), 17U + 2U + 4U);
+  }
+}
+
+TEST_F(Workflows, AResultBearsTheNamesOfItsClip) {
+  const std::string path = wav("clip.wav", song());
+  const std::vector<std::array<Json, 4>> cases = {{"Bass", "Verse", "Set", 12},
+                                                  {"", "\u00e9", "a/b", 12.5},
+                                                  {7, true, nullptr, true},
+                                                  {Json::array(), Json::object(), 1.5, "9"},
+                                                  {"Bass", nullptr, "Set", -3}};
+  for (const auto& [track, clip, project, revision] : cases) {
+    bridge.succeed("/v1/key-source", {{"kind", "audio"},
+                                      {"filePath", path},
+                                      {"track", track},
+                                      {"clip", clip},
+                                      {"project", project},
+                                      {"revision", revision}});
+    for (const char* tool : {"find_key", "listen_selected_clip"}) {
+      const Json result = call(tool).structuredContent;
+      EXPECT_EQ(result.at("track"), track.is_string() ? track : "Selected track");
+      EXPECT_EQ(result.at("clip"), clip.is_string() ? clip : "Selected clip");
+      EXPECT_EQ(result.at("project"), project.is_string() ? project : "Untitled");
+      EXPECT_EQ(result.at("revision").dump(), revision.is_number() ? revision.dump() : "0");
+    }
   }
 }
 
 TEST_F(Workflows, AClipThatCannotBeHeardIsExplained) {
-  const std::string server = "MCPServerError: ";
-  const std::string shortFile = write("short.wav", 0.02);
   const std::string flat =
       "KeyAnalysisError: Le clip ne contient pas assez de signal tonal pour "
       "d\u00e9terminer une key.";
+  const Json withTruth = {true, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
   const std::vector<std::tuple<Json, std::string, std::string>> cases = {
-      {nullptr, server + kInvalid, server + kSelect},
-      {Json::object(), server + kInvalid, server + kSelect},
-      {{{"kind", "Audio"}, {"filePath", "/x.wav"}}, server + kInvalid, server + kSelect},
-      {{{"kind", "audio"}}, server + kInvalid, server + kSelect},
-      {{{"kind", "audio"}, {"filePath", 1}}, server + kInvalid, server + kSelect},
-      {{{"kind", "midi"}, {"filePath", "/x.wav"}}, server + kInvalid, server + kSelect},
-      {{{"kind", "midi"}, {"pitchClasses", {1, "2"}}}, server + kInvalid, server + kSelect},
-      {{{"kind", "midi"}, {"pitchClasses", Json::array()}}, flat, server + kSelect},
-      {{{"kind", "midi"}, {"pitchClasses", std::vector<int>(12, 3)}}, flat, server + kSelect},
-      {{{"kind", "audio"}, {"filePath", folder.path().string() + "/none.wav"}},
+      {nullptr, kInvalid, kSelect},
+      {Json::array(), kInvalid, kSelect},
+      {Json::object(), kInvalid, kSelect},
+      {{{"kind", 1}, {"filePath", "/x.wav"}}, kInvalid, kSelect},
+      {{{"kind", "Audio"}, {"filePath", "/x.wav"}}, kInvalid, kSelect},
+      {{{"kind", "MIDI"}, {"pitchClasses", kMajorProfile}}, kInvalid, kSelect},
+      {{{"kind", "audio"}, {"pitchClasses", kMajorProfile}}, kInvalid, kSelect},
+      {{{"kind", "audio"}, {"filePath", 1}}, kInvalid, kSelect},
+      {{{"kind", "midi"}, {"filePath", "/x.wav"}}, kInvalid, kSelect},
+      {{{"kind", "midi"}, {"pitchClasses", {1, "2"}}}, kInvalid, kSelect},
+      {{{"kind", "midi"}, {"pitchClasses", withTruth}}, kInvalid, kSelect},
+      {{{"kind", "midi"}, {"pitchClasses", {{"0", 1}}}}, kInvalid, kSelect},
+      {{{"kind", "midi"}, {"pitchClasses", Json::array()}}, flat, kSelect},
+      {{{"kind", "midi"}, {"pitchClasses", std::vector<int>(12, 3)}}, flat, kSelect},
+      {{{"kind", "audio"}, {"filePath", folder.file("none.wav")}},
        "KeyAnalysisError: " + kUnreadable,
        "AudioMeasurementError: " + kUnreadable},
-      {{{"kind", "audio"}, {"filePath", shortFile}},
+      {{{"kind", "audio"}, {"filePath", wav("short.wav", std::vector<float>(900, 1))}},
        flat,
-       "AudioMeasurementError: Le clip ne contient pas assez de signal pour une analyse audio "
-       "fiable."}};
+       kTooQuiet}};
   for (const auto& [source, noKey, noMeasurement] : cases) {
     bridge.succeed("/v1/key-source", source);
-    EXPECT_EQ(failureOf("find_key"), noKey) << source;
-    EXPECT_EQ(failureOf("listen_selected_clip"), noMeasurement) << source;
+    EXPECT_EQ(messageOf(call("find_key")), noKey) << source;
+    EXPECT_EQ(messageOf(call("listen_selected_clip")), noMeasurement) << source;
   }
+  bridge.answers.erase("/v1/key-source");
+  EXPECT_EQ(messageOf(call("find_key")), messageOf(call("listen_selected_clip")));
 }
 
 TEST_F(Workflows, ARunningCaptureIsHandedOnUntouched) {
-  for (const char* state : {"recording", "Ready", "FAILED", ""}) {
+  for (const char* state : {"recording", "Ready", "FAILED", "ready ", ""}) {
     const Json status = {{"status", state}, {"progress", 0.5}, {"filePath", "/x.wav"}};
     bridge.succeed("/v1/master-capture/status", status);
-    const ToolResult result = call("get_master_listen", {{"jobId", " " + kJob + "\t"}});
+    const ToolResult result = listenToMaster();
     EXPECT_FALSE(result.isError);
     EXPECT_EQ(result.structuredContent, status);
-    EXPECT_EQ(bridge.requests.back().method, "POST");
-    EXPECT_EQ(bridge.requests.back().body, R"({"jobId":")" + kJob + R"("})");
+    EXPECT_EQ(requests(), std::vector{statusRequest});
   }
-  EXPECT_EQ(cleanUps(), 0);
+}
+
+/// Ways in which the bridge fails to answer.
+std::vector<HttpOutcome> failures() {
+  return {HttpFailure::unreachable,
+          HttpFailure::bodyTooLong,
+          HttpAnswer{200, "{"},
+          HttpAnswer{200, R"({"ok":false,"error":{"code":"gone","message":"No such job."}})"},
+          HttpAnswer{404, R"({"ok":false,"error":{"code":"gone","message":"No such job."}})"},
+          HttpAnswer{500, ""}};
 }
 
 TEST_F(Workflows, AFailedCaptureIsCleanedUpAndHandedOnAsAnError) {
-  const Json status = {{"status", "failed"}, {"reason", "stopped"}};
+  const Json status = {{"status", "failed"}, {"reason", "stopped"}, {"filePath", "/x.wav"}};
   bridge.succeed("/v1/master-capture/status", status);
-  for (const bool cleanable : {false, true}) {
-    if (cleanable) {
-      bridge.succeed("/v1/master-capture/cleanup", nullptr);
-    }
-    const ToolResult result = call("get_master_listen", {{"jobId", kJob}});
+  std::vector<HttpOutcome> outcomes = failures();
+  outcomes.emplace_back(HttpAnswer{200, R"({"ok":true,"result":null})"});
+  for (const HttpOutcome& outcome : outcomes) {
+    bridge.answers["/v1/master-capture/cleanup"] = outcome;
+    const ToolResult result = listenToMaster();
     EXPECT_TRUE(result.isError);
     EXPECT_EQ(result.structuredContent, status);
+    EXPECT_EQ(requests(), (std::vector{statusRequest, cleanUpRequest}));
   }
-  EXPECT_EQ(cleanUps(), 2);
 }
 
-TEST_F(Workflows, AFinishedCaptureIsMeasuredAndCleanedUp) {
-  const Json status = {{"status", "ready"}, {"filePath", write("master.wav", 3)}, {"bars", 2}};
+TEST_F(Workflows, AFinishedCaptureIsMeasuredWholeAndCleanedUp) {
+  const std::string path = wav("master.wav", song());
+  const Json status = {{"status", "ready"},
+                       {"filePath", path},
+                       {"bars", 2},
+                       {"transposeSemitones", 3},
+                       {"startSeconds", 6},
+                       {"durationSeconds", 2},
+                       {"analysisRange", {{"startSeconds", 6}, {"durationSeconds", 2}}}};
   bridge.succeed("/v1/master-capture/status", status);
-  const Json kept = call("get_master_listen", {{"jobId", kJob}}).structuredContent;
-  EXPECT_EQ(kept.at("temporaryTrackRemoved"), false);
-  EXPECT_EQ(kept.at("cleanupWarning"),
-            "La mesure est valide, mais la piste temporaire doit \u00eatre supprim\u00e9e "
-            "manuellement.");
-  bridge.succeed("/v1/master-capture/cleanup", Json::object());
-  const ToolResult result = call("get_master_listen", {{"jobId", kJob}});
-  const Json& removed = result.structuredContent;
-  EXPECT_FALSE(result.isError);
-  EXPECT_EQ(removed.at("temporaryTrackRemoved"), true);
-  EXPECT_FALSE(removed.contains("cleanupWarning"));
-  EXPECT_EQ(removed.at("scope"), "renderedMasterResampling");
-  EXPECT_EQ(removed.at("measurementNotice"),
-            "Mesure locale de la sortie master r\u00e9ellement rendue par Ableton pendant la "
-            "capture Resampling, avec devices, retours et traitements master actifs.");
-  EXPECT_EQ(removed.at("privacy"), "Le fichier audio reste sur ce Mac.");
-  EXPECT_EQ(removed.at("capture"), status);
-  EXPECT_EQ(removed.at("analyzedSeconds"), 3.0);
-  EXPECT_EQ(cleanUps(), 2);
+  std::vector<HttpOutcome> outcomes = failures();
+  outcomes.emplace_back(HttpAnswer{200, R"({"ok":true,"result":null})"});
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    SCOPED_TRACE(i);
+    bridge.answers["/v1/master-capture/cleanup"] = outcomes[i];
+    const ToolResult result = listenToMaster();
+    const Json& heard = result.structuredContent;
+    EXPECT_FALSE(result.isError);
+    EXPECT_EQ(requests(), (std::vector{statusRequest, cleanUpRequest}));
+    EXPECT_EQ(heard.at("capture"), status);
+    EXPECT_EQ(heard.at("analyzedSeconds"), 12.0);
+    EXPECT_NEAR(heard.at("dcOffset").get<double>(), meanOfSong(0, 12), 1e-4);
+    EXPECT_EQ(heard.at("key"), MusicalKeyAnalyzer::analyzeAudio(path, 0, 0, std::nullopt).key);
+    EXPECT_EQ(heard.at("scope"), "renderedMasterResampling");
+    EXPECT_EQ(heard.at("measurementNotice"),
+              "Mesure locale de la sortie master r\u00e9ellement rendue par Ableton pendant la "
+              "capture Resampling, avec devices, retours et traitements master actifs.");
+    EXPECT_EQ(heard.at("privacy"), "Le fichier audio reste sur ce Mac.");
+    const bool isRemoved = i + 1 == outcomes.size();
+    EXPECT_EQ(heard.at("temporaryTrackRemoved"), isRemoved);
+    EXPECT_EQ(heard.value("cleanupWarning", ""),
+              isRemoved ? ""
+                        : "La mesure est valide, mais la piste temporaire doit \u00eatre "
+                          "supprim\u00e9e manuellement.");
+    EXPECT_EQ(heard.size(), 17U + 2U + (isRemoved ? 2U : 3U));
+  }
 }
 
 TEST_F(Workflows, ACaptureWithoutAMeasurementIsLeftInPlace) {
-  const std::string shortFile = write("short.wav", 0.04);
+  const std::string shortFile = wav("short.wav", std::vector<float>(2047, 1));
   const std::vector<std::pair<Json, std::string>> cases = {
-      {nullptr, "MCPServerError: " + kInvalid},
-      {Json::array(), "MCPServerError: " + kInvalid},
-      {{{"status", 1}}, "MCPServerError: " + kInvalid},
-      {{{"status", "ready"}}, "MCPServerError: " + kInvalid},
-      {{{"status", "ready"}, {"filePath", nullptr}}, "MCPServerError: " + kInvalid},
+      {nullptr, kInvalid},
+      {Json::array({"ready"}), kInvalid},
+      {"ready", kInvalid},
+      {Json::object(), kInvalid},
+      {{{"status", 1}}, kInvalid},
+      {{{"status", true}}, kInvalid},
+      {{{"status", {"failed"}}}, kInvalid},
+      {{{"status", "ready"}}, kInvalid},
+      {{{"status", "ready"}, {"filePath", nullptr}}, kInvalid},
       {{{"status", "ready"}, {"filePath", "/none.wav"}}, "AudioMeasurementError: " + kUnreadable},
-      {{{"status", "ready"}, {"filePath", shortFile}},
-       "AudioMeasurementError: Le clip ne contient pas assez de signal pour une analyse audio "
-       "fiable."}};
+      {{{"status", "ready"}, {"filePath", shortFile}}, kTooQuiet}};
   for (const auto& [status, message] : cases) {
     bridge.succeed("/v1/master-capture/status", status);
-    EXPECT_EQ(failureOf("get_master_listen", {{"jobId", kJob}}), message) << status;
+    EXPECT_EQ(messageOf(listenToMaster()), message) << status;
+    EXPECT_EQ(requests(), std::vector{statusRequest}) << status;
   }
-  EXPECT_EQ(cleanUps(), 0);
 }
 
 }  // namespace
