@@ -176,6 +176,19 @@ TEST(SpectralSummary, OfSilenceIsAllZero) {
   EXPECT_EQ(summary.spectrogram, (std::vector<std::vector<double>>{std::vector<double>(48)}));
 }
 
+TEST(SpectralSummary, LeavesOutFramesThatAreNotFinite) {
+  std::vector<float> mono = noise(4, 0.5, 6144);
+  const SpectralSummary second = spectralSummary(std::span(mono).subspan(2048), 44100);
+  for (const float sample : {kInfinity, std::nanf("")}) {
+    mono[5] = sample;
+    const SpectralSummary summary = spectralSummary(mono, 44100);
+    EXPECT_EQ(summary.centroid, second.centroid);
+    EXPECT_EQ(summary.bands, second.bands);
+    EXPECT_EQ(summary.spectrogram,
+              (std::vector<std::vector<double>>{std::vector<double>(48), second.spectrogram[0]}));
+  }
+}
+
 // One frame by the definition: the sum of the transform, then bands, columns and centroid.
 SpectralSummary directSummary(const std::vector<float>& frame, double sampleRate) {
   const std::vector<std::pair<std::string, double>> bands = {

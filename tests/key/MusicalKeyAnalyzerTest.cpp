@@ -31,13 +31,17 @@ Chroma rotated(const Chroma& profile, std::size_t root) {
   return chroma;
 }
 
+std::string textOf(const KeyAnalysisError& error) {
+  return error.what();
+}
+
 template <typename Call>
 std::string refusalOf(const Call& call) {
   try {
     static_cast<void>(call());
     return "";
   } catch (const KeyAnalysisError& error) {
-    return error.what();
+    return textOf(error);
   }
 }
 
@@ -228,12 +232,15 @@ TEST(AudioChroma, NeedsThreeFramesThatSound) {
   const float quietest = 0.0007071067812F;
   EXPECT_EQ(refusal(std::vector<float>(16384, quietest)), "");
   EXPECT_EQ(refusal(std::vector<float>(16384, std::nextafter(quietest, 0.0F))), kInsufficient);
-  std::vector<float> twoOfThree = tone;
-  std::fill(twoOfThree.begin() + 8192, twoOfThree.end(), 0.0F);
-  EXPECT_EQ(refusal(twoOfThree), kInsufficient);
-  twoOfThree[8192] = 1;
-  EXPECT_EQ(refusal(twoOfThree), "");
+  std::vector<float> samples = tone;
+  std::fill(samples.begin() + 8192, samples.end(), 0.0F);
+  EXPECT_EQ(refusal(samples), kInsufficient);
+  samples[8192] = 1;
+  EXPECT_EQ(refusal(samples), "");
   EXPECT_EQ(refusal(std::vector<float>(16384, std::nanf(""))), kInsufficient);
+  samples = tone;
+  samples.back() = std::nanf("");
+  EXPECT_EQ(refusal(samples), "");
   // No bin of so high a rate lies below 5 kHz.
   EXPECT_EQ(refusalOf([&] { return audioChroma(tone, 2e9); }), kInsufficient);
 }
@@ -301,8 +308,8 @@ TEST(AnalyzeAudio, RefusesWhatIsNoAudio) {
     EXPECT_EQ(refusalOf([&] { return analyzeAudio(path, 0, 0, std::nullopt); }),
               "Le fichier audio du clip est illisible.");
   }
-  EXPECT_STREQ(KeyAnalysisError::unsupportedAudio().what(),
-               "Le format audio de ce clip n\u2019est pas pris en charge.");
+  EXPECT_EQ(textOf(KeyAnalysisError::unsupportedAudio()),
+            "Le format audio de ce clip n\u2019est pas pris en charge.");
 }
 
 }  // namespace
