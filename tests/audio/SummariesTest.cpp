@@ -300,11 +300,17 @@ TEST(StereoSummary, TakesMidAndSideOfTheRawSamples) {
   const StereoSummary summary = stereoSummary(channelSums({left, right}));
   EXPECT_EQ(summary.correlation, -1);
   EXPECT_EQ(summary.width, 50);
+  // However quiet the channels are.
+  for (float& sample : left) {
+    sample /= 1024;
+  }
   for (const auto& [ratio, width] : std::vector<std::pair<float, double>>{
            {-0.5F, 300}, {-0.59375F, 100 * 51.0 / 13}, {-0.625F, 400}, {-1, 0}, {0, 100}}) {
     std::transform(left.begin(), left.end(), right.begin(),
                    [factor = ratio](float sample) { return factor * sample; });
-    EXPECT_NEAR(*stereoSummary(channelSums({left, right})).width, width, 1e-9) << ratio;
+    const StereoSummary quiet = stereoSummary(channelSums({left, right}));
+    EXPECT_NEAR(*quiet.correlation, ratio < 0 ? -1 : 1, 1e-9) << ratio;
+    EXPECT_NEAR(*quiet.width, width, 1e-9) << ratio;
   }
   std::fill(right.begin(), right.end(), kInfinity);
   for (const auto& [a, b] : {std::pair(left, right), std::pair(right, left)}) {
