@@ -46,9 +46,6 @@ class Walks {
         const double l = leftRun[i];
         const double r = rightRun[i];
         addToPool<finite>(pool, leftRun[i]);
-        if constexpr (!finite) {
-          stereo.leftSum += std::isfinite(l) ? 0 : l;
-        }
         stereo.rightSum += r;
         stereo.midPower += (l + r) * (l + r);
         stereo.sidePower += (l - r) * (l - r);
@@ -141,8 +138,9 @@ ChannelSums ChannelSummer::finish(const Channels& channels) {
   Walks walks(sums_);
   sums_.isStereo = areStereo(channels);
   if (sums_.isStereo) {
-    // So far the sum of what the pool leaves out; the pool holds nothing but the left channel yet.
-    sums_.stereo.leftSum += sums_.pool.sum;
+    // The pool holds nothing but the left channel yet. A sample that it leaves out for not being
+    // finite gives a deviation that is not, whatever the mean.
+    sums_.stereo.leftSum = sums_.pool.sum;
     walks.forDeviations(channels[0], channels[1]);
   }
   for (std::size_t channel = sums_.isStereo ? 2 : 1; channel < channels.size(); ++channel) {
