@@ -325,6 +325,7 @@ TEST(Waveform, TakesThePeakOfEachBucket) {
   samples[8] = 0.25F;
   samples[17] = kInfinity;
   samples[18] = 0.125F;
+  samples[31] = std::nanf("");
   samples[959] = 1.5F;
   samples[960] = 9;  // in the remainder
   std::vector<double> expected(120);

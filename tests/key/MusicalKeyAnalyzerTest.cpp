@@ -87,6 +87,7 @@ TEST(Detect, MeasuresConfidenceByFitAndLead) {
     std::string name;
     for (std::size_t i = 0; i < 12; ++i) {
       chroma[i] = seed < 100 ? weights[i] + 1 : chroma[i] + 5 * static_cast<double>(weights[i]);
+      chroma[i] *= std::pow(10, -static_cast<double>(seed % 7) / 2);
     }
     for (std::size_t root = 0; root < 12; ++root) {
       for (const auto& [profile, mode] :
@@ -164,6 +165,10 @@ TEST(Correlation, OfAFlatProfileIsTheWorst) {
 
 // By the definition: each frame transformed by the sum, each bin's logarithm by itself.
 Chroma directChroma(const std::vector<float>& samples, double sampleRate) {
+  std::vector<std::complex<double>> turns;
+  for (int j = 0; j < 8192; ++j) {
+    turns.push_back(std::polar(1.0, -2 * std::numbers::pi * j / 8192));
+  }
   Chroma chroma = {};
   for (std::size_t start = 0; start + 8192 <= samples.size(); start += 4096) {
     for (std::size_t k = 1; k < 4096; ++k) {
@@ -173,9 +178,8 @@ Chroma directChroma(const std::vector<float>& samples, double sampleRate) {
       }
       std::complex<double> bin;
       for (std::size_t j = 0; j < 8192; ++j) {
-        const double turn = 2 * std::numbers::pi / 8192;
-        const double window = 0.8165 * (1 - std::cos(turn * static_cast<double>(j)));
-        bin += std::polar(window * samples[start + j], -turn * static_cast<double>(k * j % 8192));
+        const double window = 0.8165 * (1 - turns[j].real());
+        bin += window * samples[start + j] * turns[k * j % 8192];
       }
       const double note = std::round(12 * std::log2(frequency / 440) + 69);
       chroma[static_cast<std::size_t>(note) % 12] +=
@@ -187,7 +191,7 @@ Chroma directChroma(const std::vector<float>& samples, double sampleRate) {
 
 TEST(AudioChroma, AgreesWithTheSumOfTheTransform) {
   // At 40,960 Hz the bounds of the range are frequencies of the transform.
-  for (const double sampleRate : {40960.0, 192000.0}) {
+  for (const double sampleRate : {40960.0, 8000.0, 192000.0}) {
     SCOPED_TRACE(sampleRate);
     std::vector<float> samples = noise(6, 0.01, 16384);
     const std::vector<float> chord = tones({196, 247, 294}, 0.2, samples.size(), sampleRate);
@@ -226,6 +230,7 @@ TEST(AudioChroma, NeedsThreeFramesThatSound) {
     return refusalOf([&] { return audioChroma(samples, 44100); });
   };
   EXPECT_EQ(refusal(tone), "");
+  EXPECT_EQ(refusal(tones({440}, 0.5, 4096 * 31)), "");
   EXPECT_EQ(refusal(std::span(tone).first(16383)), kInsufficient);
   EXPECT_EQ(refusal({}), kInsufficient);
   // The mean square of this number is 5e-7 in single precision, that of the one below it is less.
@@ -301,6 +306,14 @@ TEST(AnalyzeAudio, PlansTheSegmentInFrames) {
   }
 }
 
+TEST(AnalyzedCount, IsTheLengthThatADurationComesBackTo) {
+  const std::vector<std::tuple<std::size_t, double, std::size_t>> cases = {
+      {30000, 8000, 30000}, {600000, 8000, 600000}, {600001, 8000, 600000}, {30007, 44100, 30006}};
+  for (const auto& [count, sampleRate, analyzed] : cases) {
+    EXPECT_EQ(analyzedCount(count, sampleRate), analyzed) << count;
+  }
+}
+
 TEST(AnalyzeAudio, RefusesWhatIsNoAudio) {
   const testing::TemporaryDirectory directory;
   testing::writeBytes(directory.file("a.wav"), std::string(5000, 'x'));
@@ -308,6 +321,9 @@ TEST(AnalyzeAudio, RefusesWhatIsNoAudio) {
     EXPECT_EQ(refusalOf([&] { return analyzeAudio(path, 0, 0, std::nullopt); }),
               "Le fichier audio du clip est illisible.");
   }
+  testing::writeWav(directory.file("slow.wav"), {std::vector<float>(9000, 1)}, 1);
+  EXPECT_EQ(refusalOf([&] { return analyzeAudio(directory.file("slow.wav"), 0, 0, std::nullopt); }),
+            kInsufficient);
   EXPECT_EQ(textOf(KeyAnalysisError::unsupportedAudio()),
             "Le format audio de ce clip n\u2019est pas pris en charge.");
 }
