@@ -334,6 +334,7 @@ TEST(Waveform, TakesThePeakOfEachBucket) {
   expected[2] = 0.125;
   expected[119] = 1.5;
   EXPECT_EQ(waveform(samples, 120), expected);
+  EXPECT_EQ(waveform(MonoSignal(samples, samples), 120), expected);
   for (const std::size_t count : {1U, 119U, 120U, 239U, 240U}) {
     std::vector<float> ramp(count);
     std::vector<double> peaks(120);
