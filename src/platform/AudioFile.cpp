@@ -73,39 +73,23 @@ std::optional<std::int64_t> AudioFile::readBlocks(std::int64_t start, std::int64
   }
   const std::int64_t blockFrames = std::max<std::int64_t>(kBlockSamples / channelCount, 1);
   std::vector<float> block(static_cast<std::size_t>(blockFrames * channelCount));
+  // After a fault the decoder's place is unknown, so the next call has to seek.
+  state_->position = -1;
   std::int64_t done = 0;
-  std::int64_t got = 0;
   while (done < wanted) {
-    got = state_->decoder->read(block.data(), std::min(blockFrames, wanted - done));
-    if (got <= 0) {
+    const std::int64_t got =
+        state_->decoder->read(block.data(), std::min(blockFrames, wanted - done));
+    if (got < 0) {
+      return std::nullopt;
+    }
+    if (got == 0) {
       break;
     }
     handler(std::span(block).first(static_cast<std::size_t>(got * channelCount)));
     done += got;
   }
-  // After a fault the decoder's place is unknown, so the next call has to seek.
-  state_->position = got < 0 ? -1 : start + done;
-  if (got < 0 && done == 0) {
-    return std::nullopt;
-  }
+  state_->position = start + done;
   return done;
-}
-
-std::optional<std::vector<std::vector<float>>> AudioFile::read(std::int64_t start,
-                                                               std::int64_t count) {
-  const auto channelCount = static_cast<std::size_t>(std::max(state_->format.channelCount, 0));
-  std::vector<std::vector<float>> channels(channelCount);
-  const auto deinterleave = [&](std::span<const float> interleaved) {
-    for (std::size_t channel = 0; channel < channelCount; ++channel) {
-      for (std::size_t i = channel; i < interleaved.size(); i += channelCount) {
-        channels[channel].push_back(interleaved[i]);
-      }
-    }
-  };
-  if (!readBlocks(start, count, deinterleave)) {
-    return std::nullopt;
-  }
-  return channels;
 }
 
 }  // namespace brindlevane

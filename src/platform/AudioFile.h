@@ -44,16 +44,13 @@ class AudioFile {
   /// Decodes the frames [start, start + count), as many of them as there are, in blocks small
   /// enough to stay in the processor's cache.
   ///
+  /// A file that ends early is read as far as it goes; one that is damaged within the frames asked
+  /// for is not.
+  ///
   /// @return the number of frames handed over, or nothing when the position cannot be reached or
-  ///     decoding fails before the first frame
+  ///     decoding fails, perhaps after some blocks
   [[nodiscard]] std::optional<std::int64_t> readBlocks(std::int64_t start, std::int64_t count,
                                                        const BlockHandler& handler);
-
-  /// Decodes the frames [start, start + count), as many of them as there are.
-  ///
-  /// @return one array per channel, all of the same length; nothing as with readBlocks
-  [[nodiscard]] std::optional<std::vector<std::vector<float>>> read(std::int64_t start,
-                                                                    std::int64_t count);
 
  private:
   struct State;

@@ -3,8 +3,8 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-#include <array>
 #include <filesystem>
+#include <mutex>
 #include <string>
 #include <system_error>
 
@@ -28,35 +28,42 @@ std::filesystem::path runningProgram() {
 #endif
 }
 
-OpenAudioDecoder loadModule(const std::string& name) {
-  // As text, for a path of libstdc++ that runs out of memory while it is changed crashes.
-  const std::string program = runningProgram().string();
-  const std::string module = program.substr(0, program.rfind('/') + 1) + name;
-  // Never unloaded: decoders of the module may live as long as the process.
-  void* const library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) {
-    return nullptr;
+// A decoder module, loaded on its first use. A load that fails, for want of memory or descriptors
+// perhaps, is tried again for the next file.
+class Module {
+ public:
+  explicit Module(const char* name) : name_(name) {}
+
+  OpenAudioDecoder entryPoint() {
+    const std::scoped_lock lock(lock_);
+    if (entryPoint_ == nullptr) {
+      // As text, for a path of libstdc++ that runs out of memory while it is changed crashes.
+      const std::string program = runningProgram().string();
+      const std::string module = program.substr(0, program.rfind('/') + 1) + name_;
+      // Never unloaded: decoders of the module may live as long as the process.
+      void* const library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
+      entryPoint_ =
+          library == nullptr
+              ? nullptr
+              : reinterpret_cast<OpenAudioDecoder>(::dlsym(library, kOpenAudioDecoderSymbol));
+    }
+    return entryPoint_;
   }
-  return reinterpret_cast<OpenAudioDecoder>(::dlsym(library, kOpenAudioDecoderSymbol));
-}
 
-// In the order in which they are tried; each is loaded on its first use.
-OpenAudioDecoder sndfileModule() {
-  static const OpenAudioDecoder kModule = loadModule("brindlevane_sndfile.so");
-  return kModule;
-}
-
-OpenAudioDecoder ffmpegModule() {
-  static const OpenAudioDecoder kModule = loadModule("brindlevane_ffmpeg.so");
-  return kModule;
-}
+ private:
+  const char* name_;
+  std::mutex lock_;
+  OpenAudioDecoder entryPoint_ = nullptr;
+};
 
 }  // namespace
 
 std::unique_ptr<AudioDecoder> openAudioDecoder(int descriptor) {
-  constexpr std::array kModules = {&sndfileModule, &ffmpegModule};
-  for (const auto& module : kModules) {
-    const OpenAudioDecoder open = module();
+  // In the order in which they are tried.
+  static Module sndfile("brindlevane_sndfile.so");
+  static Module ffmpeg("brindlevane_ffmpeg.so");
+  for (Module* const module : {&sndfile, &ffmpeg}) {
+    const OpenAudioDecoder open = module->entryPoint();
     if (open == nullptr || ::lseek(descriptor, 0, SEEK_SET) != 0) {
       continue;
     }

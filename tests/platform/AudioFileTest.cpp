@@ -10,10 +10,9 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <utility>
@@ -21,7 +20,9 @@
 namespace brindlevane {
 namespace {
 
+using testing::bytesOf;
 using testing::noise;
+using testing::readSignal;
 using testing::run;
 using testing::Signal;
 using testing::TemporaryDirectory;
@@ -32,12 +33,7 @@ constexpr std::int64_t kAll = std::numeric_limits<std::int64_t>::max() / 2;
 
 Signal readAll(const std::string& path) {
   std::optional<AudioFile> file = AudioFile::open(path);
-  return file ? file->read(0, kAll).value_or(Signal{}) : Signal{};
-}
-
-std::string bytesOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  return file ? readSignal(*file, 0, kAll).value_or(Signal{}) : Signal{};
 }
 
 // How a file is made of a 16-bit WAV file: options of ffmpeg where they name a codec, else of sox.
@@ -124,7 +120,7 @@ TEST_F(EveryKind, LosslessFilesGiveTheIntegersOverThePowerOfTwoOfTheirWidth) {
     EXPECT_EQ(file->sampleRate(), 44100);
     EXPECT_EQ(file->channelCount(), 2);
     EXPECT_EQ(file->length(), static_cast<std::int64_t>(kFrames));
-    EXPECT_TRUE(file->read(0, kAll) == expected);
+    EXPECT_TRUE(readSignal(*file, 0, kAll) == expected);
   }
 }
 
@@ -152,7 +148,7 @@ TEST_F(EveryKind, LossyFilesLoseTheirDeclaredPrimingAndPadding) {
     SCOPED_TRACE(kind.name);
     std::optional<AudioFile> file = AudioFile::open(made(kind.name));
     ASSERT_TRUE(file);
-    const Signal all = file->read(0, kAll).value_or(Signal{});
+    const Signal all = readSignal(*file, 0, kAll).value_or(Signal{});
     ASSERT_EQ(all.size(), 2U);
     EXPECT_EQ(file->length(), static_cast<std::int64_t>(all[1].size()));
     EXPECT_NEAR(static_cast<double>(all[1].size()) / file->sampleRate(), kFrames / 44100.0, 0.06);
@@ -178,7 +174,7 @@ TEST_F(EveryKind, APartIsCutFromTheWholeToTheFrame) {
          {std::int64_t{1}, std::int64_t{1151}, length - 2500, length / 2, std::int64_t{30000},
           std::int64_t{0}, length - 1, length, length + 1}) {
       SCOPED_TRACE(start);
-      const auto part = reused->read(start, 2500);
+      const auto part = readSignal(*reused, start, 2500);
       ASSERT_TRUE(part);
       for (std::size_t channel = 0; channel < all.size(); ++channel) {
         const auto from = all[channel].begin() + std::min(start, length);
@@ -270,10 +266,31 @@ TEST(AudioFile, PromisesOfAHeaderCostNothing) {
   for (const std::string& bytes : {huge, wide}) {
     writeBytes(directory.file("b.wav"), bytes);
     std::optional<AudioFile> file = AudioFile::open(directory.file("b.wav"));
-    const auto samples = file ? file->read(0, kAll) : std::nullopt;
+    const auto samples = file ? readSignal(*file, 0, kAll) : std::nullopt;
     EXPECT_LE(samples ? samples->front().size() : 0, 16U);
   }
   EXPECT_LT(residentKiB() - before, 64 * 1024);
+}
+
+// In a process of its own, where no module is loaded yet.
+TEST(DecoderModulesDeathTest, AModuleThatFailedToLoadIsTriedAgain) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const TemporaryDirectory directory;
+  writeWav(directory.file("a.wav"), {noise(1, 0.5, 5000)});
+  const auto openTwice = [&] {
+    // One descriptor is left: enough for the file, but not for a module.
+    const int next = ::dup(0);
+    ::close(next);
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit tight = {static_cast<rlim_t>(next) + 1, limit.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &tight);
+    const bool early = AudioFile::open(directory.file("a.wav")).has_value();
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    const bool late = AudioFile::open(directory.file("a.wav")).has_value();
+    std::_Exit(early ? 1 : late ? 0 : 2);
+  };
+  EXPECT_EXIT(openTwice(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(FileAttributes, TellSizeAndTimeOfModification) {

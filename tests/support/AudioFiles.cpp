@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <numbers>
 #include <random>
+#include <span>
 #include <system_error>
 
 namespace brindlevane::testing {
@@ -21,6 +23,21 @@ TemporaryDirectory::TemporaryDirectory() {
 TemporaryDirectory::~TemporaryDirectory() {
   std::error_code ignored;
   std::filesystem::remove_all(path_, ignored);
+}
+
+std::optional<Signal> readSignal(AudioFile& file, std::int64_t start, std::int64_t count) {
+  Signal channels(static_cast<std::size_t>(file.channelCount()));
+  const auto deinterleave = [&](std::span<const float> interleaved) {
+    for (std::size_t i = 0; i < interleaved.size(); ++i) {
+      channels[i % channels.size()].push_back(interleaved[i]);
+    }
+  };
+  return file.readBlocks(start, count, deinterleave) ? std::optional(channels) : std::nullopt;
+}
+
+std::string bytesOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void writeBytes(const std::string& path, const std::string& bytes) {

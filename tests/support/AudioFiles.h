@@ -1,6 +1,10 @@
 #pragma once
 
+#include "platform/AudioFile.h"
+
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +29,15 @@ class TemporaryDirectory {
 
 /// Writes a WAV file of 32-bit float samples.
 void writeWav(const std::string& path, const Signal& signal, double sampleRate = 44100);
+
+/// Decodes the frames [start, start + count) of an open file, as many of them as there are.
+///
+/// @return nothing as with AudioFile::readBlocks
+[[nodiscard]] std::optional<Signal> readSignal(AudioFile& file, std::int64_t start,
+                                               std::int64_t count);
+
+/// The bytes of a file.
+[[nodiscard]] std::string bytesOf(const std::string& path);
 
 /// Writes any bytes.
 void writeBytes(const std::string& path, const std::string& bytes);
