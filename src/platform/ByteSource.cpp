@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <limits>
 
@@ -15,23 +16,56 @@ constexpr std::int64_t kSpareBytes = std::int64_t{16} << 20U;
 
 }  // namespace
 
-ByteSource::ByteSource(int descriptor) : descriptor_(descriptor) {
+std::int64_t readAt(int descriptor, void* bytes, std::int64_t count, std::int64_t offset) {
+  std::int64_t done = 0;
+  while (done < count) {
+    const ssize_t got = ::pread(descriptor, static_cast<char*>(bytes) + done,
+                                static_cast<std::size_t>(count - done), offset + done);
+    if (got < 0 && errno != EINTR) {
+      return -1;
+    }
+    if (got == 0) {
+      break;
+    }
+    done += std::max<ssize_t>(got, 0);
+  }
+  return done;
+}
+
+ByteSource::ByteSource(int descriptor, const ByteSection& section)
+    : descriptor_(descriptor), section_(section) {
   struct stat status = {};
-  size_ = ::fstat(descriptor, &status) == 0 ? status.st_size : 0;
+  const std::int64_t fileSize = ::fstat(descriptor, &status) == 0 ? status.st_size : 0;
+  section_.end = std::min(section_.end, fileSize);
+  size_ = section_.head + std::max<std::int64_t>(section_.end - section_.begin, 0);
   constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max() / 2;
   budget_ = std::min(size_, kLargest / kMostPasses) * kMostPasses + kSpareBytes;
 }
 
+std::int64_t ByteSource::fileOffset() const {
+  return position_ < section_.head ? position_ : position_ - section_.head + section_.begin;
+}
+
 std::int64_t ByteSource::read(void* bytes, std::int64_t count) {
-  if (budget_ <= 0 || count <= 0) {
+  const std::int64_t border = position_ < section_.head ? section_.head : size_;
+  const std::int64_t wanted = std::min(count, border - position_);
+  if (budget_ <= 0 || wanted <= 0) {
     return 0;
   }
-  const ssize_t got = ::pread(descriptor_, bytes, static_cast<std::size_t>(count), position_);
-  if (got > 0) {
-    position_ += got;
-    budget_ -= got;
+  const std::int64_t got = readAt(descriptor_, bytes, wanted, fileOffset());
+  if (got < 0) {
+    hasFailed_ = true;
+    return got;
   }
-  return got;
+  position_ += got;
+  hasReachedEnd_ = hasReachedEnd_ || position_ == size_;
+  budget_ -= got;
+  if (position_ != section_.head || got != wanted || got == count) {
+    return got;
+  }
+  // On behind the head.
+  const std::int64_t more = read(static_cast<char*>(bytes) + got, count - got);
+  return more < 0 ? more : got + more;
 }
 
 std::int64_t ByteSource::seek(std::int64_t offset, int whence) {

@@ -1,8 +1,25 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 namespace brindlevane {
+
+/// Reads at one place of an open file, for as long as there is more; the file's own position is
+/// not moved.
+///
+/// @return the bytes read, fewer than `count` only at the end of the file; negative for a fault of
+///     the file system
+[[nodiscard]] std::int64_t readAt(int descriptor, void* bytes, std::int64_t count,
+                                  std::int64_t offset);
+
+/// What of a file a decoder library gets to see: the bytes [0, head), and right behind them those
+/// from `begin` to `end`, or to the end of the file where that comes first.
+struct ByteSection {
+  std::int64_t head = 0;
+  std::int64_t begin = 0;  ///< head or more
+  std::int64_t end = std::numeric_limits<std::int64_t>::max();
+};
 
 /// The bytes of an open regular file, as decoder libraries ask for them through callbacks.
 ///
@@ -11,10 +28,19 @@ namespace brindlevane {
 /// comes.
 class ByteSource {
  public:
-  explicit ByteSource(int descriptor);
+  explicit ByteSource(int descriptor, const ByteSection& section = {});
 
   [[nodiscard]] std::int64_t size() const { return size_; }
   [[nodiscard]] std::int64_t position() const { return position_; }
+
+  /// Where in the file position() is.
+  [[nodiscard]] std::int64_t fileOffset() const;
+
+  /// Whether a read has come to the end since the source was made.
+  [[nodiscard]] bool hasReachedEnd() const { return hasReachedEnd_; }
+
+  /// Whether a read has failed since the source was made.
+  [[nodiscard]] bool hasFailed() const { return hasFailed_; }
 
   /// @return the bytes read, 0 at the end, negative for a fault of the file system
   [[nodiscard]] std::int64_t read(void* bytes, std::int64_t count);
@@ -25,9 +51,12 @@ class ByteSource {
 
  private:
   int descriptor_;
+  ByteSection section_;
   std::int64_t size_ = 0;
   std::int64_t position_ = 0;
   std::int64_t budget_ = 0;
+  bool hasReachedEnd_ = false;
+  bool hasFailed_ = false;
 };
 
 }  // namespace brindlevane

@@ -1,11 +1,22 @@
 #pragma once
 
+#include <cstdint>
+
 namespace brindlevane {
 
-/// Whether an MPEG audio file begins with a frame that tells how many follow ("Xing", "Info" or
-/// "VBRI"), so that its length is known without reading it all.
+/// Where the ID3v2 tags at the start of a file end, with padding and footers; 0 without a tag.
+[[nodiscard]] std::int64_t endOfTags(int descriptor);
+
+/// How many frames follow the first one of an MPEG audio stream, as that one tells ("Xing", "Info"
+/// or "VBRI"), so that the length of the stream is known without reading it all.
 ///
-/// @param descriptor  an open regular file; its position is not moved
-[[nodiscard]] bool mpegFramesAreCounted(int descriptor);
+/// @param begin  where in the file the stream begins
+/// @return 0 when the stream does not tell
+[[nodiscard]] std::int64_t countedMpegFrames(int descriptor, std::int64_t begin);
+
+/// The bytes of the MPEG audio frame whose header stands at an offset, before `end`.
+///
+/// @return 0 when there is none, or one of the free format that does not tell its length
+[[nodiscard]] std::int64_t mpegFrameLength(int descriptor, std::int64_t offset, std::int64_t end);
 
 }  // namespace brindlevane

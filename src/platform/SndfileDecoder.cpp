@@ -3,7 +3,10 @@
 
 #include "platform/AudioDecoder.h"
 #include "platform/ByteSource.h"
+#include "platform/GapCheck.h"
 #include "platform/MpegHeader.h"
+#include "platform/OggPages.h"
+#include "platform/VorbisChannels.h"
 
 #include <sndfile.h>
 
@@ -11,6 +14,8 @@
 #include <array>
 #include <memory>
 #include <new>
+#include <optional>
+#include <span>
 #include <utility>
 
 namespace brindlevane {
@@ -23,11 +28,9 @@ using SndfileHandle = std::unique_ptr<SNDFILE, CloseSndfile>;
 
 // At least one frame of the 1024 channels that libsndfile allows.
 constexpr sf_count_t kMostSamples = 8192;
-// An Opus decoder never quite forgets what it decoded before, and a jump within Vorbis now and then
-// misses by some milliseconds, so both start at the beginning to be exact. Only this far ahead they
-// jump, and then to some time before the goal: a small deviation is better than waiting longer.
-constexpr sf_count_t kOpusFarSeconds = 600;
-constexpr sf_count_t kVorbisFarSeconds = 3600;
+// A block of Vorbis or Opus depends on what was decoded before it, so positions are reached by
+// decoding from the beginning, or, that far ahead, from some time before the goal.
+constexpr sf_count_t kFarSeconds = 30;
 constexpr sf_count_t kRunUpSeconds = 10;
 constexpr float kShortScale = 1.0F / 32768;
 
@@ -51,15 +54,49 @@ SF_VIRTUAL_IO callbacks() {
 class SndfileDecoder final : public AudioDecoder {
  public:
   explicit SndfileDecoder(int descriptor) : descriptor_(descriptor), bytes_(descriptor) {
-    openFile();
+    whole_.begin = endOfTags(descriptor);
+    whole_.end = bytes_.size();
+    if (oggPageLength(descriptor, 0, whole_.end) > 0) {
+      whole_.end = lastOggPageEnd(descriptor, whole_.end);
+    }
+    info_ = openSection(whole_);
+    if (isOgg()) {
+      headerEnd_ = oggHeaderEnd(descriptor, coding() == SF_FORMAT_OPUS ? 2 : 3);
+    }
+    mpegFrames_ = kind() == SF_FORMAT_MPEG ? countedMpegFrames(descriptor, whole_.begin) : 0;
+    checkFrom(whole_.begin);
+    if (kind() == SF_FORMAT_FLAC && info_.frames == SF_COUNT_MAX) {
+      countFrames();
+    }
   }
 
-  [[nodiscard]] bool isOpen() const { return file_ != nullptr; }
-
-  // Of an MPEG stream without a count of its frames libsndfile guesses the length, and then stops
-  // there or makes up silence.
-  [[nodiscard]] bool guessesLength(int descriptor) const {
-    return kind() == SF_FORMAT_MPEG && !mpegFramesAreCounted(descriptor);
+  // Whether this is the decoder for the file: libsndfile reads it, and reads it right.
+  [[nodiscard]] bool isRight() const {
+    if (!file_ || info_.frames == SF_COUNT_MAX) {
+      return false;
+    }
+    switch (coding()) {
+      case SF_FORMAT_MPEG_LAYER_I:
+      case SF_FORMAT_MPEG_LAYER_II:
+      case SF_FORMAT_MPEG_LAYER_III:
+        // Without a count of the frames the length is guessed, and then libsndfile stops there or
+        // makes up silence.
+        return kind() == SF_FORMAT_MPEG && mpegFrames_ > 0 &&
+               mpegFrameLength(descriptor_, whole_.begin, whole_.end) > 0;
+      case SF_FORMAT_VORBIS:
+      case SF_FORMAT_OPUS:
+        return headerEnd_ > 0;
+      case SF_FORMAT_PCM_U8:
+      case SF_FORMAT_PCM_32:
+        // In W64 libsndfile takes what an extensible header describes for integers, be it A-law or
+        // floats.
+        return kind() != SF_FORMAT_W64;
+      case SF_FORMAT_IMA_ADPCM:
+        // Of Apple's variety it drops the lowest bits at each block.
+        return kind() != SF_FORMAT_AIFF;
+      default:
+        return true;
+    }
   }
 
   [[nodiscard]] Format format() const noexcept override {
@@ -67,63 +104,160 @@ class SndfileDecoder final : public AudioDecoder {
   }
 
   [[nodiscard]] bool seek(std::int64_t frame) noexcept override {
-    if (!seeksInexactly() && sf_seek(file_.get(), frame, SEEK_SET) == frame) {
-      position_ = frame;
-      return true;
+    try {
+      if (!isOgg() && !hasFailed_ && file_ && sf_seek(file_.get(), frame, SEEK_SET) == frame) {
+        position_ = frame;
+        return true;
+      }
+      return decodeUpTo(frame);
+    } catch (...) {
+      return false;
     }
-    return decodeUpTo(frame);
   }
 
   [[nodiscard]] std::int64_t read(float* samples, std::int64_t frames) noexcept override {
-    const sf_count_t got =
-        holdsShorts() ? readShorts(samples, frames) : sf_readf_float(file_.get(), samples, frames);
-    position_ += got;
-    return got == 0 && sf_error(file_.get()) != SF_ERR_NO_ERROR ? -1 : got;
+    try {
+      if (hasFailed_ || !file_) {
+        return hasFailed_ ? -1 : 0;
+      }
+      const sf_count_t wanted = std::min(frames, info_.frames - position_);
+      const sf_count_t got = holdsShorts() ? readShorts(samples, wanted)
+                                           : sf_readf_float(file_.get(), samples, wanted);
+      if (isOgg()) {
+        bringVorbisChannelsInOrder(
+            std::span(samples, static_cast<std::size_t>(got * info_.channels)), info_.channels);
+      }
+      position_ += got;
+      hasFailed_ = bytes_.hasFailed() || (gaps_ && !gaps_->holdsUpTo(bytes_.fileOffset())) ||
+                   (sf_error(file_.get()) != SF_ERR_NO_ERROR && isDamage());
+      return hasFailed_ ? -1 : got;
+    } catch (...) {
+      hasFailed_ = true;
+      return -1;
+    }
   }
 
  private:
   [[nodiscard]] int kind() const { return info_.format & SF_FORMAT_TYPEMASK; }
+  [[nodiscard]] int coding() const { return info_.format & SF_FORMAT_SUBMASK; }
+  [[nodiscard]] bool isOgg() const { return kind() == SF_FORMAT_OGG; }
 
-  void openFile() {
+  // Opens a part of the file, to be checked for gaps from where its sound begins.
+  SF_INFO openSection(const ByteSection& section) {
     SF_VIRTUAL_IO io = callbacks();
-    bytes_ = ByteSource(descriptor_);
-    info_ = {};
-    file_.reset(sf_open_virtual(&io, SFM_READ, &info_, &bytes_));
+    SF_INFO info = {};
+    file_.reset();
+    bytes_ = ByteSource(descriptor_, section);
+    file_.reset(sf_open_virtual(&io, SFM_READ, &info, &bytes_));
+    hasFailed_ = !file_;
+    checkFrom(section.begin);
+    return info;
+  }
+
+  // Checks for gaps whatever is read from an offset on.
+  void checkFrom(std::int64_t offset) {
+    gaps_.reset();
+    if (isOgg()) {
+      gaps_.emplace(descriptor_, &oggPageLength, offset, whole_.end, SF_COUNT_MAX);
+    } else if (mpegFrames_ > 0) {
+      gaps_.emplace(descriptor_, &mpegFrameLength, offset, whole_.end, mpegFrames_);
+    }
+  }
+
+  // Stands at the first frame afterwards.
+  void restart() {
+    openSection(whole_);
     position_ = 0;
   }
 
-  // See kOpusFarSeconds.
-  [[nodiscard]] bool seeksInexactly() const {
-    const int coding = info_.format & SF_FORMAT_SUBMASK;
-    return coding == SF_FORMAT_VORBIS || coding == SF_FORMAT_OPUS;
+  // Finds the length by decoding the file once. Damage counts as one frame more, so that whoever
+  // reads up to there learns of it.
+  void countFrames() {
+    while (skip(SF_COUNT_MAX)) {
+    }
+    info_.frames = position_ + (hasFailed_ ? 1 : 0);
+    restart();
+  }
+
+  // Whether an error that libsndfile has told means damage. Once the end of the file was seen it
+  // may as well mean that the file was cut there; then its last frame is missing.
+  bool isDamage() {
+    if (!bytes_.hasReachedEnd()) {
+      return true;
+    }
+    openSection(whole_);
+    float* const unused = samples_.data();
+    const bool endIsThere = sf_seek(file_.get(), info_.frames - 1, SEEK_SET) >= 0 &&
+                            sf_readf_float(file_.get(), unused, 1) == 1 &&
+                            sf_error(file_.get()) == SF_ERR_NO_ERROR;
+    file_.reset();
+    return endIsThere;
   }
 
   // Reaches a frame by decoding what lies before it: all of it, or far ahead some seconds.
   bool decodeUpTo(std::int64_t frame) {
-    const bool isOpus = (info_.format & SF_FORMAT_SUBMASK) == SF_FORMAT_OPUS;
-    const sf_count_t farSeconds = isOpus ? kOpusFarSeconds : kVorbisFarSeconds;
-    const bool jumps = frame - position_ > farSeconds * info_.samplerate;
-    const sf_count_t runUp = frame - kRunUpSeconds * info_.samplerate;
-    if (jumps && sf_seek(file_.get(), runUp, SEEK_SET) == runUp) {
-      position_ = runUp;
-    } else if (jumps || frame < position_) {
-      // A jump that failed may have moved the decoder too.
-      openFile();
+    const std::int64_t distance = frame < position_ ? frame : frame - position_;
+    if (isOgg() && distance > kFarSeconds * info_.samplerate) {
+      jumpBefore(frame - kRunUpSeconds * info_.samplerate);
+    } else if (hasFailed_ || !file_ || frame < position_) {
+      restart();
     }
-    std::array<float, kMostSamples> unused = {};
-    const sf_count_t room = kMostSamples / info_.channels;
-    while (file_ && position_ < frame) {
-      if (read(unused.data(), std::min(room, frame - position_)) <= 0) {
+    while (position_ < frame) {
+      if (!skip(frame - position_)) {
         return false;
       }
     }
-    return file_ != nullptr;
+    return !hasFailed_;
+  }
+
+  // Passes over some frames, at most so many; false at the end of the file.
+  bool skip(std::int64_t frames) {
+    return read(samples_.data(), std::min(kMostSamples / info_.channels, frames)) > 0;
+  }
+
+  // Stands at or before a frame of Ogg sound afterwards, within some seconds if it can be.
+  void jumpBefore(std::int64_t goal) {
+    if (hasFailed_ || !file_) {
+      restart();
+    }
+    if (coding() == SF_FORMAT_OPUS) {
+      if (sf_seek(file_.get(), goal, SEEK_SET) != goal) {
+        restart();
+        return;
+      }
+      // The library has read one page and begun another.
+      constexpr std::int64_t kReadAhead = std::int64_t{1} << 17U;
+      const std::int64_t before = std::max(headerEnd_, bytes_.fileOffset() - kReadAhead);
+      checkFrom(nextOggPage(descriptor_, before, whole_.end));
+      position_ = goal;
+      return;
+    }
+    const OggPlace end = {whole_.end, info_.frames};
+    const std::int64_t near = kRunUpSeconds * info_.samplerate;
+    const OggPlace place = oggPlaceBefore(descriptor_, {headerEnd_, 0}, end, goal, near,
+                                          [this](std::int64_t page) { return openAt(page); });
+    if (place.frame > 0) {
+      position_ = openAt(place.offset).value_or(0);
+    } else {
+      restart();
+    }
+  }
+
+  // Opens the header and the pages of Vorbis from one on, as if the pages between did not exist;
+  // so the library counts the frames from there to the end itself. Its own jumps now and then miss
+  // by some milliseconds.
+  //
+  // @return which frame comes first now
+  std::optional<std::int64_t> openAt(std::int64_t page) {
+    const SF_INFO info = openSection({headerEnd_, page, whole_.end});
+    return file_ && info.frames <= info_.frames ? std::optional(info_.frames - info.frames)
+                                                : std::nullopt;
   }
 
   // 16-bit samples stored as they are: libsndfile hands them out without looking at each, and the
   // loop below scales them several times faster than the library does.
   [[nodiscard]] bool holdsShorts() const {
-    return (info_.format & SF_FORMAT_SUBMASK) == SF_FORMAT_PCM_16 &&
+    return coding() == SF_FORMAT_PCM_16 &&
            (kind() == SF_FORMAT_WAV || kind() == SF_FORMAT_WAVEX || kind() == SF_FORMAT_AIFF);
   }
 
@@ -146,11 +280,17 @@ class SndfileDecoder final : public AudioDecoder {
   }
 
   int descriptor_;
+  ByteSection whole_;
   ByteSource bytes_;
+  std::int64_t headerEnd_ = 0;  // where that of an Ogg file ends
+  std::int64_t mpegFrames_ = 0;
+  std::optional<GapCheck> gaps_;
   std::int64_t position_ = 0;
+  bool hasFailed_ = false;
   SF_INFO info_ = {};
   SndfileHandle file_;
   std::array<std::int16_t, kMostSamples> shorts_ = {};
+  std::array<float, kMostSamples> samples_ = {};  // passed over
 };
 
 }  // namespace
@@ -160,7 +300,7 @@ extern "C" [[gnu::visibility("default")]] brindlevane::AudioDecoder* brindlevane
     int descriptor) {
   try {
     auto decoder = std::make_unique<brindlevane::SndfileDecoder>(descriptor);
-    return decoder->isOpen() && !decoder->guessesLength(descriptor) ? decoder.release() : nullptr;
+    return decoder->isRight() ? decoder.release() : nullptr;
   } catch (...) {
     return nullptr;
   }

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+namespace brindlevane {
+
+/// Follows a file that is a chain of pieces, Ogg pages or MPEG frames, and finds where it is
+/// broken.
+///
+/// Decoder libraries pass over lost pieces in silence, and whatever follows comes too early then.
+class GapCheck {
+ public:
+  /// @return the bytes of the piece at an offset, or 0 when none begins there
+  using PieceLength = std::int64_t (*)(int descriptor, std::int64_t offset, std::int64_t end);
+
+  /// @param begin  where the first piece begins
+  /// @param end    where the file ends, perhaps within a piece
+  /// @param most   after how many pieces anything may follow
+  GapCheck(int descriptor, PieceLength pieceLength, std::int64_t begin, std::int64_t end,
+           std::int64_t most);
+
+  /// Whether the chain holds up to an offset. Offsets only grow.
+  [[nodiscard]] bool holdsUpTo(std::int64_t offset);
+
+ private:
+  int descriptor_;
+  PieceLength pieceLength_;
+  std::int64_t checked_;
+  std::int64_t end_;
+  std::int64_t left_;
+};
+
+}  // namespace brindlevane

@@ -1,0 +1,153 @@
+#include "platform/OggPages.h"
+
+#include "platform/ByteSource.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <numeric>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace brindlevane {
+namespace {
+
+constexpr std::size_t kHeaderBytes = 27;
+constexpr std::int64_t kMostPageBytes = kHeaderBytes + 255 + 255 * 255;
+constexpr std::int64_t kMostTail = std::int64_t{1} << 20U;
+constexpr std::string_view kMark = "OggS";
+
+using Bytes = std::vector<unsigned char>;
+
+// The bytes from an offset on, as many of them as there are up to `end`.
+Bytes bytesAt(int descriptor, std::int64_t offset, std::int64_t end, std::int64_t most) {
+  Bytes bytes(static_cast<std::size_t>(std::clamp<std::int64_t>(end - offset, 0, most)));
+  const std::int64_t got =
+      readAt(descriptor, bytes.data(), static_cast<std::int64_t>(bytes.size()), offset);
+  bytes.resize(static_cast<std::size_t>(std::max<std::int64_t>(got, 0)));
+  return bytes;
+}
+
+constexpr std::array<std::uint32_t, 256> checksumTable() {
+  constexpr std::uint32_t kPolynomial = 0x04c11db7;
+  std::array<std::uint32_t, 256> table = {};
+  for (std::uint32_t byte = 0; byte < table.size(); ++byte) {
+    std::uint32_t sum = byte << 24U;
+    for (int bit = 0; bit < 8; ++bit) {
+      sum = (sum & 0x80000000U) != 0 ? sum << 1U ^ kPolynomial : sum << 1U;
+    }
+    table[byte] = sum;
+  }
+  return table;
+}
+
+// The checksum of a page whose field for it holds zeros.
+std::uint32_t checksum(const Bytes& page) {
+  static constexpr std::array<std::uint32_t, 256> kTable = checksumTable();
+  std::uint32_t sum = 0;
+  for (const unsigned char byte : page) {
+    sum = sum << 8U ^ kTable[(sum >> 24U ^ byte) & 0xffU];
+  }
+  return sum;
+}
+
+// The whole page at the beginning of some bytes, or nothing.
+Bytes pageIn(Bytes bytes) {
+  constexpr std::size_t kSumAt = 22;
+  const std::string_view start(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (!start.starts_with(kMark) || bytes.size() < kHeaderBytes + std::size_t{bytes[26]}) {
+    return {};
+  }
+  const auto segments = bytes.begin() + kHeaderBytes;
+  const std::size_t length =
+      std::accumulate(segments, segments + bytes[26], kHeaderBytes + std::size_t{bytes[26]});
+  if (bytes.size() < length) {
+    return {};
+  }
+  bytes.resize(length);
+  std::uint32_t sum = 0;
+  for (std::size_t i = kSumAt + 4; i > kSumAt; --i) {
+    sum = sum << 8U | std::exchange(bytes[i - 1], 0);
+  }
+  return checksum(bytes) == sum ? bytes : Bytes{};
+}
+
+Bytes pageAt(int descriptor, std::int64_t offset, std::int64_t end) {
+  return pageIn(bytesAt(descriptor, offset, end, kMostPageBytes));
+}
+
+// Where in some bytes the next mark of a page stands.
+std::size_t markFrom(const Bytes& bytes, std::size_t from) {
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  return text.find(kMark, from);
+}
+
+}  // namespace
+
+std::int64_t oggPageLength(int descriptor, std::int64_t offset, std::int64_t end) {
+  return static_cast<std::int64_t>(pageAt(descriptor, offset, end).size());
+}
+
+std::int64_t nextOggPage(int descriptor, std::int64_t offset, std::int64_t end) {
+  // Two of the longest pages hold the mark of a whole one, save in damaged files.
+  const Bytes bytes = bytesAt(descriptor, offset, end, 2 * kMostPageBytes);
+  for (std::size_t at = markFrom(bytes, 0); at < bytes.size(); at = markFrom(bytes, at + 1)) {
+    const std::int64_t page = offset + static_cast<std::int64_t>(at);
+    if (oggPageLength(descriptor, page, end) > 0) {
+      return page;
+    }
+  }
+  return end;
+}
+
+std::int64_t lastOggPageEnd(int descriptor, std::int64_t end) {
+  const std::int64_t begin = std::max<std::int64_t>(end - kMostTail, 0);
+  std::int64_t last = 0;
+  for (std::int64_t page = nextOggPage(descriptor, begin, end); page < end;
+       page = nextOggPage(descriptor, last, end)) {
+    last = page + oggPageLength(descriptor, page, end);
+  }
+  return last > 0 ? last : end;
+}
+
+std::int64_t oggHeaderEnd(int descriptor, int packets) {
+  std::int64_t end = 0;
+  while (packets > 0) {
+    const Bytes page = pageAt(descriptor, end, std::numeric_limits<std::int64_t>::max());
+    if (page.empty()) {
+      return 0;
+    }
+    // A packet ends with each segment that is shorter than 255 bytes.
+    const auto segments = page.begin() + kHeaderBytes;
+    packets -= static_cast<int>(std::count_if(segments, segments + page[26],
+                                              [](unsigned char length) { return length < 255; }));
+    end += static_cast<std::int64_t>(page.size());
+  }
+  return end;
+}
+
+OggPlace oggPlaceBefore(
+    int descriptor, OggPlace first, OggPlace last, std::int64_t goal, std::int64_t near,
+    const std::function<std::optional<std::int64_t>(std::int64_t page)>& firstFrameAt) {
+  constexpr int kMostSteps = 20;
+  for (int i = 0; i < kMostSteps && goal - first.frame > near; ++i) {
+    // By proportion, and now and then in the middle, should the bytes be spread unevenly.
+    const double share = i % 3 == 2 ? 0.5
+                                    : static_cast<double>(goal - near / 2 - first.frame) /
+                                          static_cast<double>(last.frame - first.frame);
+    const double ahead = share * static_cast<double>(last.offset - first.offset);
+    const std::int64_t guess = first.offset + static_cast<std::int64_t>(ahead);
+    const std::int64_t page = nextOggPage(descriptor, guess, last.offset);
+    const std::optional<std::int64_t> frame =
+        page < last.offset ? firstFrameAt(page) : std::nullopt;
+    if (frame && *frame <= goal) {
+      first = {page, *frame};
+    } else {
+      last = {guess, frame.value_or(last.frame)};
+    }
+  }
+  return first;
+}
+
+}  // namespace brindlevane

@@ -1,0 +1,254 @@
+#include "platform/AudioFile.h"
+#include "tests/support/AudioFiles.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <utility>
+
+namespace brindlevane {
+namespace {
+
+using testing::bytesOf;
+using testing::noise;
+using testing::readSignal;
+using testing::run;
+using testing::Signal;
+using testing::TemporaryDirectory;
+using testing::tones;
+using testing::writeBytes;
+using testing::writeWav;
+
+constexpr std::int64_t kAll = std::numeric_limits<std::int64_t>::max() / 2;
+
+std::optional<Signal> readAll(const std::string& path) {
+  std::optional<AudioFile> file = AudioFile::open(path);
+  return file ? readSignal(*file, 0, kAll) : std::nullopt;
+}
+
+Signal part(const Signal& whole, std::int64_t start, std::int64_t count) {
+  Signal cut;
+  for (const std::vector<float>& channel : whole) {
+    cut.emplace_back(channel.begin() + start, channel.begin() + start + count);
+  }
+  return cut;
+}
+
+// Four seconds of stereo noise in the formats of which libsndfile tells no fault of its own accord.
+class Noise : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    directory_ = new TemporaryDirectory();
+    writeWav(path("noise.wav"), {noise(1, 0.4, kFrames), noise(2, 0.4, kFrames)}, 48000);
+    const std::string make = "ffmpeg -v error -i " + path("noise.wav") + " ";
+    run(make + path("a.flac"));
+    run(make + "-c:a libmp3lame -b:a 256k " + path("a.mp3"));
+    run(make + "-c:a libvorbis -page_duration 200000 " + path("a.ogg"));
+    run(make + "-c:a libopus -page_duration 200000 " + path("a.opus"));
+  }
+  static void TearDownTestSuite() { delete directory_; }
+
+  static std::string path(const std::string& name) { return directory_->file(name); }
+  static std::string written(const std::string& bytes) {
+    writeBytes(path("b"), bytes);
+    return path("b");
+  }
+
+  static constexpr std::int64_t kFrames = 192000;
+  static inline TemporaryDirectory* directory_ = nullptr;
+};
+
+TEST_F(Noise, DamageInTheMiddleIsAFaultForWhoeverReadsIt) {
+  for (const char* const name : {"a.flac", "a.mp3", "a.ogg", "a.opus"}) {
+    for (const bool isSmall : {false, true}) {
+      SCOPED_TRACE(std::string(name) + (isSmall ? " small" : ""));
+      const Signal whole = readAll(path(name)).value();
+      std::string bytes = bytesOf(path(name));
+      // Small damage meets the header of one MPEG frame at most, and is passed over in silence.
+      const std::size_t size = isSmall ? 800 : 2000;
+      bytes.replace(bytes.size() / 2, size, size, '\0');
+      std::optional<AudioFile> file = AudioFile::open(written(bytes));
+      ASSERT_TRUE(file);
+      EXPECT_EQ(file->length(), kFrames);
+      EXPECT_FALSE(readSignal(*file, 0, kAll));
+      EXPECT_FALSE(readSignal(*file, kFrames / 4, kFrames / 2));
+      EXPECT_TRUE(readSignal(*file, 1000, kFrames / 4) == part(whole, 1000, kFrames / 4));
+    }
+  }
+}
+
+TEST_F(Noise, DamageNearTheEndOfASmallFlacIsNotTakenForACut) {
+  writeWav(path("short.wav"), {noise(1, 0.4, 2000)});
+  run("ffmpeg -v error -i " + path("short.wav") + " -frame_size 500 " + path("short.flac"));
+  std::string bytes = bytesOf(path("short.flac"));
+  const std::size_t sound = bytes.size() - 3600;
+  bytes.replace(sound, 500, 500, '\0');
+  EXPECT_FALSE(readAll(written(bytes)));
+}
+
+TEST_F(Noise, FilesThatWereCutAreReadAsFarAsTheyGo) {
+  for (const char* const name : {"a.flac", "a.mp3", "a.ogg", "a.opus"}) {
+    const Signal whole = readAll(path(name)).value();
+    const std::string bytes = bytesOf(path(name));
+    for (const std::size_t kept : {bytes.size() / 2, bytes.size() * 3 / 4 + 1, bytes.size() - 1}) {
+      SCOPED_TRACE(name + std::to_string(kept));
+      std::optional<AudioFile> file = AudioFile::open(written(bytes.substr(0, kept)));
+      ASSERT_TRUE(file);
+      const Signal cut = readSignal(*file, 0, kAll).value_or(Signal(2));
+      const auto frames = static_cast<std::int64_t>(cut[0].size());
+      EXPECT_NEAR(static_cast<double>(frames),
+                  kFrames * static_cast<double>(kept) / static_cast<double>(bytes.size()), 15000);
+      EXPECT_TRUE(cut == part(whole, 0, frames));
+      // An Ogg file that was cut does not declare its length; what is left of it does.
+      EXPECT_EQ(file->length(), std::string(name).starts_with("a.o") ? frames : kFrames);
+    }
+  }
+}
+
+TEST_F(Noise, LengthsThatAFileDoesNotTellAreFound) {
+  run("ffmpeg -v error -i " + path("noise.wav") + " -f flac - | cat > " + path("pipe.flac"));
+  run("ffmpeg -v error -i " + path("noise.wav") + " -c:a libmp3lame -b:a 256k " + path("mp3.wav"));
+  const std::string tag = "TAG" + std::string(125, 'x');
+  const std::string flac = bytesOf(path("pipe.flac"));
+  std::string damaged = flac;
+  damaged.replace(flac.size() / 2, 2000, 2000, '\0');
+  struct Case {
+    std::string name;
+    std::string bytes;
+    std::int64_t frames;
+  };
+  const std::vector<Case> cases = {{"flac", flac, kFrames},
+                                   {"flac and a tag", flac + tag, kFrames},
+                                   {"mp3 in wav", bytesOf(path("mp3.wav")), 168 * 1152},
+                                   {"vorbis and a byte", bytesOf(path("a.ogg")) + "x", kFrames},
+                                   {"vorbis and a tag", bytesOf(path("a.ogg")) + tag, kFrames},
+                                   {"opus and a tag", bytesOf(path("a.opus")) + tag, kFrames}};
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.name);
+    std::optional<AudioFile> file = AudioFile::open(written(each.bytes));
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->length(), each.frames);
+    EXPECT_EQ(file->readBlocks(0, kAll, [](auto) {}), each.frames);
+    EXPECT_EQ(file->readBlocks(each.frames - 1000, 2000, [](auto) {}), 1000);
+  }
+  EXPECT_FALSE(readAll(written(damaged)));
+}
+
+TEST_F(Noise, TagsBeforeMpegSoundDoNotMatter) {
+  const std::string bytes = bytesOf(path("a.mp3"));
+  const std::size_t sound =
+      10 + static_cast<std::size_t>(bytes[8]) * 128 + static_cast<std::size_t>(bytes[9]);
+  const std::string tag = bytes.substr(0, sound);
+  const std::string bare = bytes.substr(sound);
+  std::string withFooter = tag;
+  withFooter[3] = 4;
+  withFooter[5] = 0x10;
+  withFooter += "3DI" + withFooter.substr(3, 7);
+  const Signal expected = readAll(path("a.mp3")).value();
+  ASSERT_EQ(expected[0].size(), static_cast<std::size_t>(kFrames));
+  for (const std::string& before : {std::string(), tag + tag, withFooter, withFooter + tag}) {
+    EXPECT_TRUE(readAll(written(before + bare + "APETAGEX" + tag)) == expected) << before.size();
+  }
+}
+
+TEST_F(Noise, AMarkedMpegFrameWithoutACountIsNoCount) {
+  std::string bytes = bytesOf(path("a.mp3"));
+  const std::size_t mark = bytes.find("Info");
+  ASSERT_NE(mark, std::string::npos);
+  bytes.replace(mark + 4, 140, 140, '\0');
+  // Cut, so that a length guessed from a bit rate or a count that went before would show.
+  std::optional<AudioFile> file = AudioFile::open(written(bytes.substr(0, bytes.size() / 2)));
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file->readBlocks(0, kAll, [](auto) {}), file->length());
+  EXPECT_NEAR(static_cast<double>(file->length()), kFrames / 2, 3000);
+}
+
+TEST_F(Noise, AReadThatTheFileSystemFailsIsAFault) {
+  for (const char* const name : {"noise.wav", "a.flac", "a.mp3", "a.ogg"}) {
+    SCOPED_TRACE(name);
+    std::optional<AudioFile> file = AudioFile::open(path(name));
+    ASSERT_TRUE(file);
+    EXPECT_TRUE(readSignal(*file, 0, 1000));
+    // Every open descriptor of the file becomes one that cannot be read.
+    const int unreadable = ::open(path(name).c_str(), O_WRONLY | O_CLOEXEC);
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code gone;
+      const int descriptor = std::stoi(entry.path().filename());
+      if (descriptor != unreadable && std::filesystem::read_symlink(entry, gone) == path(name)) {
+        ::dup2(unreadable, descriptor);
+      }
+    }
+    ::close(unreadable);
+    EXPECT_FALSE(readSignal(*file, 1000, kAll));
+    EXPECT_FALSE(readSignal(*file, 0, 1000));
+  }
+}
+
+// Quiet and then loud, so that the bytes are spread unevenly over the file.
+TEST(SndfileDecoder, FarPositionsInOggAreExactToTheSample) {
+  const TemporaryDirectory directory;
+  constexpr std::int64_t kRate = 24000;
+  constexpr std::int64_t kFrames = 75 * kRate;
+  std::vector<float> sound = noise(1, 0.4, kFrames);
+  std::fill_n(sound.begin(), 40 * kRate, 0.0F);
+  writeWav(directory.file("a.wav"), {sound}, kRate);
+  const std::string make = "ffmpeg -v error -i " + directory.file("a.wav") + " ";
+  run(make + "-c:a libvorbis " + directory.file("a.ogg"));
+  run(make + "-c:a libopus -b:a 24k " + directory.file("a.opus"));
+  for (const char* const name : {"a.ogg", "a.opus"}) {
+    const Signal whole = readAll(directory.file(name)).value();
+    const auto length = static_cast<std::int64_t>(whole[0].size());
+    std::optional<AudioFile> file = AudioFile::open(directory.file(name));
+    for (const std::int64_t start :
+         {35 * kRate, length - 1001, 31 * kRate + 7, 29 * kRate, 70 * kRate + 11, 36 * kRate}) {
+      SCOPED_TRACE(name + std::to_string(start));
+      EXPECT_TRUE(readSignal(*file, start, 1000) == part(whole, start, 1000));
+    }
+  }
+}
+
+TEST(SndfileDecoder, FilesThatTheOtherDecoderReadsRightGoToIt) {
+  const TemporaryDirectory directory;
+  // One level a channel: 0.1, 0.2, ...
+  Signal source;
+  for (int channel = 1; channel <= 6; ++channel) {
+    source.push_back(tones({100.0 * channel}, 0.1 * channel, 30000, 48000));
+  }
+  writeWav(directory.file("six.wav"), source, 48000);
+  writeWav(directory.file("one.wav"), {source[5]}, 48000);
+  struct Case {
+    std::string name;
+    std::string options;
+    double tolerance;
+  };
+  const std::vector<Case> cases = {{"six.ogg", "-c:a libvorbis -q:a 8", 0.03},
+                                   {"six.w64", "-c:a pcm_mulaw", 0.02},
+                                   {"one.w64", "-c:a pcm_f32le", 0},
+                                   {"one.aiff", "-c:a adpcm_ima_qt", 0.01}};
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.name);
+    const std::string from = directory.file(each.name.substr(0, 3) + ".wav");
+    run("ffmpeg -v error -i " + from + " " + each.options + " " + directory.file(each.name));
+    const Signal read = readAll(directory.file(each.name)).value_or(Signal());
+    const Signal expected = each.name.starts_with("six") ? source : Signal{source[5]};
+    ASSERT_EQ(read.size(), expected.size());
+    for (std::size_t channel = 0; channel < read.size(); ++channel) {
+      ASSERT_GE(read[channel].size(), expected[channel].size());
+      for (std::size_t i = 1000; i < 29000; ++i) {
+        // The low-frequency channel keeps low frequencies only.
+        const bool isLow = channel == 3;
+        ASSERT_NEAR(read[channel][i], expected[channel][i], isLow ? 0.5 : each.tolerance)
+            << channel << " " << i;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace brindlevane
