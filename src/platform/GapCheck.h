@@ -15,9 +15,7 @@ class GapCheck {
 
   /// @param begin  where the first piece begins
   /// @param end    where the file ends, perhaps within a piece
-  /// @param most   after how many pieces anything may follow
-  GapCheck(int descriptor, PieceLength pieceLength, std::int64_t begin, std::int64_t end,
-           std::int64_t most);
+  GapCheck(int descriptor, PieceLength pieceLength, std::int64_t begin, std::int64_t end);
 
   /// Whether the chain holds up to an offset. Offsets only grow.
   [[nodiscard]] bool holdsUpTo(std::int64_t offset);
@@ -27,7 +25,6 @@ class GapCheck {
   PieceLength pieceLength_;
   std::int64_t checked_;
   std::int64_t end_;
-  std::int64_t left_;
 };
 
 }  // namespace brindlevane

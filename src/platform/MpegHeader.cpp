@@ -53,22 +53,21 @@ std::int64_t endOfTags(int descriptor) {
   return end;
 }
 
-std::int64_t countedMpegFrames(int descriptor, std::int64_t begin) {
+bool mpegFramesAreCounted(int descriptor, std::int64_t begin) {
   // The mark follows the side information of the first frame, at most 36 bytes into it, or VBRI
-  // always there; padding of the tag may come first.
-  std::array<char, 4096> bytes = {};
+  // always there.
+  std::array<char, 64> bytes = {};
   const std::int64_t got = readAt(descriptor, bytes.data(), bytes.size(), begin);
   const std::string_view text(bytes.data(),
                               static_cast<std::size_t>(std::max<std::int64_t>(got, 0)));
   for (const std::string_view mark : {"Xing", "Info"}) {
     // Flags, of which the lowest says that the number of frames comes next.
     const std::size_t at = text.find(mark);
-    if (at < text.size() && at + 12 <= text.size()) {
-      return (text[at + 7] & 1) != 0 ? bigEndian(text.substr(at + 8, 4)) : 0;
+    if (at < text.size()) {
+      return at + 8 <= text.size() && (text[at + 7] & 1) != 0;
     }
   }
-  const std::size_t at = text.find("VBRI");
-  return at < text.size() && at + 18 <= text.size() ? bigEndian(text.substr(at + 14, 4)) : 0;
+  return text.find("VBRI") < text.size();
 }
 
 std::int64_t mpegFrameLength(int descriptor, std::int64_t offset, std::int64_t end) {

@@ -7,12 +7,11 @@ namespace brindlevane {
 /// Where the ID3v2 tags at the start of a file end, with padding and footers; 0 without a tag.
 [[nodiscard]] std::int64_t endOfTags(int descriptor);
 
-/// How many frames follow the first one of an MPEG audio stream, as that one tells ("Xing", "Info"
-/// or "VBRI"), so that the length of the stream is known without reading it all.
+/// Whether the first frame of an MPEG audio stream tells how many follow ("Xing", "Info" or
+/// "VBRI"), so that the length of the stream is known without reading it all.
 ///
 /// @param begin  where in the file the stream begins
-/// @return 0 when the stream does not tell
-[[nodiscard]] std::int64_t countedMpegFrames(int descriptor, std::int64_t begin);
+[[nodiscard]] bool mpegFramesAreCounted(int descriptor, std::int64_t begin);
 
 /// The bytes of the MPEG audio frame whose header stands at an offset, before `end`.
 ///

@@ -63,7 +63,7 @@ class SndfileDecoder final : public AudioDecoder {
     if (isOgg()) {
       headerEnd_ = oggHeaderEnd(descriptor, coding() == SF_FORMAT_OPUS ? 2 : 3);
     }
-    mpegFrames_ = kind() == SF_FORMAT_MPEG ? countedMpegFrames(descriptor, whole_.begin) : 0;
+    isMpeg_ = kind() == SF_FORMAT_MPEG && mpegFramesAreCounted(descriptor, whole_.begin);
     checkFrom(whole_.begin);
     if (kind() == SF_FORMAT_FLAC && info_.frames == SF_COUNT_MAX) {
       countFrames();
@@ -81,8 +81,7 @@ class SndfileDecoder final : public AudioDecoder {
       case SF_FORMAT_MPEG_LAYER_III:
         // Without a count of the frames the length is guessed, and then libsndfile stops there or
         // makes up silence.
-        return kind() == SF_FORMAT_MPEG && mpegFrames_ > 0 &&
-               mpegFrameLength(descriptor_, whole_.begin, whole_.end) > 0;
+        return isMpeg_ && mpegFrameLength(descriptor_, whole_.begin, whole_.end) > 0;
       case SF_FORMAT_VORBIS:
       case SF_FORMAT_OPUS:
         return headerEnd_ > 0;
@@ -158,9 +157,9 @@ class SndfileDecoder final : public AudioDecoder {
   void checkFrom(std::int64_t offset) {
     gaps_.reset();
     if (isOgg()) {
-      gaps_.emplace(descriptor_, &oggPageLength, offset, whole_.end, SF_COUNT_MAX);
-    } else if (mpegFrames_ > 0) {
-      gaps_.emplace(descriptor_, &mpegFrameLength, offset, whole_.end, mpegFrames_);
+      gaps_.emplace(descriptor_, &oggPageLength, offset, whole_.end);
+    } else if (isMpeg_) {
+      gaps_.emplace(descriptor_, &mpegFrameLength, offset, whole_.end);
     }
   }
 
@@ -283,7 +282,7 @@ class SndfileDecoder final : public AudioDecoder {
   ByteSection whole_;
   ByteSource bytes_;
   std::int64_t headerEnd_ = 0;  // where that of an Ogg file ends
-  std::int64_t mpegFrames_ = 0;
+  bool isMpeg_ = false;         // with a count of its frames
   std::optional<GapCheck> gaps_;
   std::int64_t position_ = 0;
   bool hasFailed_ = false;

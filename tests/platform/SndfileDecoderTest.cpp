@@ -1,4 +1,6 @@
 #include "platform/AudioFile.h"
+#include "platform/ByteSource.h"
+#include "platform/RegularFile.h"
 #include "tests/support/AudioFiles.h"
 
 #include <fcntl.h>
@@ -96,7 +98,9 @@ TEST_F(Noise, FilesThatWereCutAreReadAsFarAsTheyGo) {
   for (const char* const name : {"a.flac", "a.mp3", "a.ogg", "a.opus"}) {
     const Signal whole = readAll(path(name)).value();
     const std::string bytes = bytesOf(path(name));
-    for (const std::size_t kept : {bytes.size() / 2, bytes.size() * 3 / 4 + 1, bytes.size() - 1}) {
+    // 768 bytes: a frame of the MPEG file.
+    for (const std::size_t kept : {bytes.size() / 2, bytes.size() * 3 / 4 + 1, bytes.size() - 1,
+                                   bytes.size() - 10 * 768 + 2}) {
       SCOPED_TRACE(name + std::to_string(kept));
       std::optional<AudioFile> file = AudioFile::open(written(bytes.substr(0, kept)));
       ASSERT_TRUE(file);
@@ -161,7 +165,8 @@ TEST_F(Noise, AMarkedMpegFrameWithoutACountIsNoCount) {
   std::string bytes = bytesOf(path("a.mp3"));
   const std::size_t mark = bytes.find("Info");
   ASSERT_NE(mark, std::string::npos);
-  bytes.replace(mark + 4, 140, 140, '\0');
+  bytes.replace(mark + 4, 140, 140, '\1');
+  bytes[mark + 7] = 0x0e;  // flags: all but that of the number of frames
   // Cut, so that a length guessed from a bit rate or a count that went before would show.
   std::optional<AudioFile> file = AudioFile::open(written(bytes.substr(0, bytes.size() / 2)));
   ASSERT_TRUE(file);
@@ -190,6 +195,30 @@ TEST_F(Noise, AReadThatTheFileSystemFailsIsAFault) {
   }
 }
 
+TEST(ByteSource, ShowsAHeadAndWhatFollowsElsewhere) {
+  const TemporaryDirectory directory;
+  writeBytes(directory.file("a"), "0123456789");
+  const std::optional<RegularFile> file = RegularFile::open(directory.file("a"));
+  ByteSource source(file->descriptor(), {2, 5, 9});
+  const auto read = [&source](std::int64_t count) {
+    std::string bytes(10, ' ');
+    bytes.resize(static_cast<std::size_t>(source.read(bytes.data(), count)));
+    return bytes;
+  };
+  EXPECT_EQ(source.size(), 6);
+  EXPECT_EQ(read(4), "0156");
+  EXPECT_EQ(source.fileOffset(), 7);
+  EXPECT_EQ(source.seek(-5, SEEK_CUR), -1);
+  EXPECT_EQ(source.seek(-5, SEEK_END), 1);
+  EXPECT_EQ(source.fileOffset(), 1);
+  EXPECT_EQ(read(2), "15");
+  EXPECT_FALSE(source.hasReachedEnd());
+  EXPECT_EQ(read(9), "678");
+  EXPECT_TRUE(source.hasReachedEnd());
+  EXPECT_EQ(read(1), "");
+  EXPECT_FALSE(source.hasFailed());
+}
+
 // Quiet and then loud, so that the bytes are spread unevenly over the file.
 TEST(SndfileDecoder, FarPositionsInOggAreExactToTheSample) {
   const TemporaryDirectory directory;
@@ -199,8 +228,10 @@ TEST(SndfileDecoder, FarPositionsInOggAreExactToTheSample) {
   std::fill_n(sound.begin(), 40 * kRate, 0.0F);
   writeWav(directory.file("a.wav"), {sound}, kRate);
   const std::string make = "ffmpeg -v error -i " + directory.file("a.wav") + " ";
-  run(make + "-c:a libvorbis " + directory.file("a.ogg"));
-  run(make + "-c:a libopus -b:a 24k " + directory.file("a.opus"));
+  // A header of many pages.
+  const std::string title = "-metadata title=$(head -c 100000 /dev/zero | tr '\\0' x) ";
+  run(make + title + "-c:a libvorbis " + directory.file("a.ogg"));
+  run(make + title + "-c:a libopus -b:a 24k " + directory.file("a.opus"));
   for (const char* const name : {"a.ogg", "a.opus"}) {
     const Signal whole = readAll(directory.file(name)).value();
     const auto length = static_cast<std::int64_t>(whole[0].size());
