@@ -214,6 +214,19 @@ class SndfileDecoder final : public AudioDecoder {
     return read(samples_.data(), std::min(kMostSamples / info_.channels, frames)) > 0;
   }
 
+  // Where the last whole page begins that the library has taken up by the time it has read up to an
+  // offset; it reads some KiB ahead.
+  std::int64_t pageBefore(std::int64_t offset) {
+    constexpr std::int64_t kReadAhead = 8192;
+    constexpr std::int64_t kTwoPages = std::int64_t{1} << 17U;
+    std::int64_t page = std::max(headerEnd_, offset - kTwoPages);
+    for (std::int64_t next = page; next <= offset - kReadAhead;
+         next = nextOggPage(descriptor_, next + 1, whole_.end)) {
+      page = next;
+    }
+    return nextOggPage(descriptor_, page, whole_.end);
+  }
+
   // Stands at or before a frame of Ogg sound afterwards, within some seconds if it can be.
   void jumpBefore(std::int64_t goal) {
     if (hasFailed_ || !file_) {
@@ -224,10 +237,7 @@ class SndfileDecoder final : public AudioDecoder {
         restart();
         return;
       }
-      // The library has read one page and begun another.
-      constexpr std::int64_t kReadAhead = std::int64_t{1} << 17U;
-      const std::int64_t before = std::max(headerEnd_, bytes_.fileOffset() - kReadAhead);
-      checkFrom(nextOggPage(descriptor_, before, whole_.end));
+      checkFrom(pageBefore(bytes_.fileOffset()));
       position_ = goal;
       return;
     }
