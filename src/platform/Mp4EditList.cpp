@@ -154,14 +154,14 @@ std::optional<Mp4Edit> readMp4Edit(int descriptor) {
     const auto mediaHeader = reader.child(*media, "mdhd");
     const auto edits = reader.child(track, "edts");
     const auto list = edits ? reader.child(*edits, "elst") : std::nullopt;
-    if (!mediaHeader || !list) {
+    if (!mediaHeader) {
       return std::nullopt;
     }
     Mp4Edit edit;
     edit.movieTimescale = timescale(reader, *movieHeader);
     edit.mediaTimescale = timescale(reader, *mediaHeader);
-    const bool usable =
-        readPlainList(reader, *list, edit) && edit.movieTimescale > 0 && edit.mediaTimescale > 0;
+    const bool isPlain = !list || readPlainList(reader, *list, edit);
+    const bool usable = isPlain && edit.movieTimescale > 0 && edit.mediaTimescale > 0;
     return usable ? std::optional(edit) : std::nullopt;
   }
   return std::nullopt;

@@ -5,7 +5,8 @@
 
 namespace brindlevane {
 
-/// The part of its media that the first audio track of an MP4 or QuickTime file presents.
+/// The part of its media that the first audio track of an MP4 or QuickTime file presents; without
+/// an edit list all of it.
 struct Mp4Edit {
   std::int64_t mediaStart = 0;       ///< first media unit presented
   std::int64_t duration = 0;         ///< movie units; 0: to the end of the media

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/ByteSource.h"
+
+#include <cstdint>
+
+extern "C" {
+#include <libavformat/avio.h>
+}
+
+namespace brindlevane {
+
+/// A regular file as FFmpeg's source of bytes.
+class AvioSource {
+ public:
+  explicit AvioSource(int descriptor);
+  AvioSource(const AvioSource&) = delete;
+  AvioSource& operator=(const AvioSource&) = delete;
+  ~AvioSource();
+
+  /// Null when memory was short.
+  [[nodiscard]] AVIOContext* context() const { return context_; }
+
+ private:
+  static int read(void* opaque, std::uint8_t* buffer, int count);
+  static std::int64_t seek(void* opaque, std::int64_t offset, int whence);
+
+  ByteSource bytes_;
+  AVIOContext* context_ = nullptr;
+};
+
+}  // namespace brindlevane

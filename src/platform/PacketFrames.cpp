@@ -1,0 +1,113 @@
+#include "platform/PacketFrames.h"
+
+#include <array>
+
+namespace brindlevane {
+namespace {
+
+// Each packet holds as many frames as the next, whatever its size; the last may hold fewer.
+bool hasFixedFrames(AVCodecID codec) {
+  switch (codec) {
+    case AV_CODEC_ID_MP1:
+    case AV_CODEC_ID_MP2:
+    case AV_CODEC_ID_MP3:
+    case AV_CODEC_ID_AAC:
+    case AV_CODEC_ID_AAC_LATM:
+    case AV_CODEC_ID_AC3:
+    case AV_CODEC_ID_ALAC:
+    case AV_CODEC_ID_DTS:
+    case AV_CODEC_ID_EAC3:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// A damaged stretch of a bare stream comes in front of the next packet of sound.
+bool beginsWell(AVCodecID codec, const AVPacket& packet) {
+  const auto startsWith = [&packet](int first, int second, int mask) {
+    return packet.size > 1 && packet.data[0] == first && (packet.data[1] & mask) == second;
+  };
+  switch (codec) {
+    case AV_CODEC_ID_MP1:
+    case AV_CODEC_ID_MP2:
+    case AV_CODEC_ID_MP3:
+      return startsWith(0xff, 0xe0, 0xe0);
+    case AV_CODEC_ID_AC3:
+    case AV_CODEC_ID_EAC3:
+      return startsWith(0x0b, 0x77, 0xff) || startsWith(0x77, 0x0b, 0xff);
+    default:
+      return true;
+  }
+}
+
+// RFC 6716, 3.1: the first byte of a packet tells the length of its parts in frames at 48 kHz, and
+// how many they are.
+std::optional<std::int64_t> opusFrames(const AVPacket& packet) {
+  if (packet.size < 1) {
+    return std::nullopt;
+  }
+  constexpr std::array<int, 4> kSilk = {480, 960, 1920, 2880};
+  const unsigned configuration = packet.data[0] >> 3U;
+  const int part = configuration < 12   ? kSilk[configuration % 4]
+                   : configuration < 16 ? 480 << (configuration % 2)
+                                        : 120 << (configuration % 4);
+  const unsigned code = packet.data[0] & 3U;
+  if (code == 3) {
+    return packet.size > 1 ? std::optional(part * (packet.data[1] & 0x3f)) : std::nullopt;
+  }
+  return code == 0 ? part : 2 * part;
+}
+
+}  // namespace
+
+bool packetsAreIndependent(AVCodecID codec) {
+  switch (codec) {
+    case AV_CODEC_ID_ALAC:
+    case AV_CODEC_ID_FLAC:
+    case AV_CODEC_ID_TAK:
+    case AV_CODEC_ID_TTA:
+    case AV_CODEC_ID_WAVPACK:
+      return true;
+    default:
+      return av_get_exact_bits_per_sample(codec) > 0;
+  }
+}
+
+bool clockCountsFrames(AVRational clock, int rate) {
+  return clock.num > 0 && static_cast<std::int64_t>(clock.num) * rate % clock.den == 0;
+}
+
+PacketFrames::PacketFrames(const AVStream& stream, const AVFrame& first)
+    : codec_(stream.codecpar->codec_id), clock_(stream.time_base), rate_(first.sample_rate) {
+  const int bits = av_get_exact_bits_per_sample(codec_);
+  if (hasFixedFrames(codec_)) {
+    kind_ = Kind::fixed;
+    unit_ = first.nb_samples;
+  } else if (bits >= 8) {
+    kind_ = Kind::bytes;
+    unit_ = static_cast<std::int64_t>(bits / 8) * first.ch_layout.nb_channels;
+  } else if (codec_ == AV_CODEC_ID_OPUS) {
+    kind_ = Kind::opus;
+  } else if (packetsAreIndependent(codec_) && clock_.num == 1 && clock_.den == rate_) {
+    kind_ = Kind::timed;
+  }
+}
+
+std::optional<std::int64_t> PacketFrames::of(const AVPacket& packet) const {
+  switch (kind_) {
+    case Kind::fixed:
+      return beginsWell(codec_, packet) ? std::optional(unit_) : std::nullopt;
+    case Kind::bytes:
+      return packet.size / unit_;
+    case Kind::timed:
+      return packet.duration > 0 ? std::optional(packet.duration) : std::nullopt;
+    case Kind::opus:
+      return opusFrames(packet);
+    case Kind::unknown:
+      break;
+  }
+  return std::nullopt;
+}
+
+}  // namespace brindlevane

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/FfmpegHandles.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace brindlevane {
+
+/// Tells how many frames the packets of one stream decode to, without decoding them.
+///
+/// This is what makes it exact to pass over packets, and to count them.
+class PacketFrames {
+ public:
+  /// @param first  the first frame that was decoded, untrimmed
+  PacketFrames(const AVStream& stream, const AVFrame& first);
+
+  /// Whether the packets tell it at all.
+  [[nodiscard]] bool areKnown() const { return kind_ != Kind::unknown; }
+
+  /// @return nothing for a packet that does not begin as one of the codec does
+  [[nodiscard]] std::optional<std::int64_t> of(const AVPacket& packet) const;
+
+ private:
+  enum class Kind { unknown, fixed, bytes, timed, opus };
+
+  Kind kind_ = Kind::unknown;
+  AVCodecID codec_;
+  std::int64_t unit_ = 0;  // fixed: frames in each packet; bytes: bytes in each frame
+  AVRational clock_;
+  int rate_;
+};
+
+/// Whether each packet of a codec decodes to the same samples wherever decoding starts.
+[[nodiscard]] bool packetsAreIndependent(AVCodecID codec);
+
+/// Whether the time stamps of a stream count frames at a rate, without a remainder.
+[[nodiscard]] bool clockCountsFrames(AVRational clock, int rate);
+
+}  // namespace brindlevane
