@@ -131,8 +131,8 @@ bool FrameStream::decodeFirst() {
       trim != nullptr) {
     priming_ = AV_RL32(trim->data);
   }
-  packetFrames_.emplace(stream(), *frame_);
-  nextPacketAt_ = frame_->nb_samples;
+  packetFrames_.emplace(stream(), *packet_, *frame_);
+  nextPacketAt_ = packetFrames_->of(*packet_).value_or(frame_->nb_samples);
   findsByTime_ = !trimsItself_ && hasExactTimes();
   return true;
 }
@@ -168,11 +168,15 @@ FrameStream::Step FrameStream::next() {
   }
 }
 
+// What a decoder gives after its last packet has no padding of its own.
 void FrameStream::notePadding() {
+  if (isDrained_) {
+    return;
+  }
   const AVFrameSideData* const trim =
       av_frame_get_side_data(frame_.get(), AV_FRAME_DATA_SKIP_SAMPLES);
   const std::int64_t padding = trim == nullptr ? 0 : AV_RL32(trim->data + 4);
-  padding_ = padding > 0 ? padding_ + std::min<std::int64_t>(padding, frame_->nb_samples) : 0;
+  padding_ = padding > 0 && padding <= frame_->nb_samples ? padding_ + padding : 0;
 }
 
 // Fetches the next packet of the sound.
@@ -265,9 +269,11 @@ bool FrameStream::rewind() {
   return findsByTime_ && openCodec() && jumpByTime(0);
 }
 
+// The header of a fragmented MP4 file tells of the first fragment alone.
 std::optional<std::int64_t> FrameStream::declaredEnd() const {
   const AVRational clock = stream().time_base;
-  const bool isExact = clockCountsFrames(clock, rate_) && stream().duration > 0;
+  const bool isComplete = !isMp4() || stream().nb_frames > 0;
+  const bool isExact = isComplete && clockCountsFrames(clock, rate_) && stream().duration > 0;
   return isExact ? std::optional(av_rescale_q(stream().duration, clock, {1, rate_})) : std::nullopt;
 }
 
@@ -316,6 +322,7 @@ std::int64_t FrameStream::countPackets() {
       receiveAll();
     }
   }
+  isDrained_ = true;
   if (avcodec_send_packet(codec_.get(), nullptr) == 0) {
     receiveAll();
   }

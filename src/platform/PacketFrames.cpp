@@ -78,18 +78,19 @@ bool clockCountsFrames(AVRational clock, int rate) {
   return clock.num > 0 && static_cast<std::int64_t>(clock.num) * rate % clock.den == 0;
 }
 
-PacketFrames::PacketFrames(const AVStream& stream, const AVFrame& first)
-    : codec_(stream.codecpar->codec_id), clock_(stream.time_base), rate_(first.sample_rate) {
+PacketFrames::PacketFrames(const AVStream& stream, const AVPacket& packet, const AVFrame& frame)
+    : codec_(stream.codecpar->codec_id) {
   const int bits = av_get_exact_bits_per_sample(codec_);
   if (hasFixedFrames(codec_)) {
     kind_ = Kind::fixed;
-    unit_ = first.nb_samples;
+    unit_ = frame.nb_samples;
   } else if (bits >= 8) {
     kind_ = Kind::bytes;
-    unit_ = static_cast<std::int64_t>(bits / 8) * first.ch_layout.nb_channels;
+    unit_ = static_cast<std::int64_t>(bits / 8) * frame.ch_layout.nb_channels;
   } else if (codec_ == AV_CODEC_ID_OPUS) {
     kind_ = Kind::opus;
-  } else if (packetsAreIndependent(codec_) && clock_.num == 1 && clock_.den == rate_) {
+  } else if (packetsAreIndependent(codec_) && packet.duration > 0 && stream.time_base.num == 1 &&
+             stream.time_base.den == frame.sample_rate) {
     kind_ = Kind::timed;
   }
 }

@@ -12,8 +12,9 @@ namespace brindlevane {
 /// This is what makes it exact to pass over packets, and to count them.
 class PacketFrames {
  public:
-  /// @param first  the first frame that was decoded, untrimmed
-  PacketFrames(const AVStream& stream, const AVFrame& first);
+  /// @param packet  the first packet that was decoded
+  /// @param frame   what it gave, untrimmed
+  PacketFrames(const AVStream& stream, const AVPacket& packet, const AVFrame& frame);
 
   /// Whether the packets tell it at all.
   [[nodiscard]] bool areKnown() const { return kind_ != Kind::unknown; }
@@ -27,8 +28,6 @@ class PacketFrames {
   Kind kind_ = Kind::unknown;
   AVCodecID codec_;
   std::int64_t unit_ = 0;  // fixed: frames in each packet; bytes: bytes in each frame
-  AVRational clock_;
-  int rate_;
 };
 
 /// Whether each packet of a codec decodes to the same samples wherever decoding starts.
