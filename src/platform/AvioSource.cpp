@@ -1,5 +1,8 @@
 #include "platform/AvioSource.h"
 
+#include <array>
+#include <cstdio>
+
 extern "C" {
 #include <libavutil/error.h>
 #include <libavutil/mem.h>
@@ -26,6 +29,17 @@ AvioSource::~AvioSource() {
     av_freep(&context_->buffer);
     avio_context_free(&context_);
   }
+}
+
+bool AvioSource::holds(std::int64_t offset, std::string_view bytes) {
+  std::array<char, 16> found = {};
+  const std::string_view wanted = bytes.substr(0, found.size());
+  const std::int64_t before = bytes_.position();
+  const auto count = static_cast<std::int64_t>(wanted.size());
+  const bool isRead =
+      bytes_.seek(offset, SEEK_SET) == offset && bytes_.read(found.data(), count) == count;
+  static_cast<void>(bytes_.seek(before, SEEK_SET));
+  return isRead && std::string_view(found.data(), wanted.size()) == wanted;
 }
 
 int AvioSource::read(void* opaque, std::uint8_t* buffer, int count) {

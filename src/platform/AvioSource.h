@@ -3,6 +3,7 @@
 #include "platform/ByteSource.h"
 
 #include <cstdint>
+#include <string_view>
 
 extern "C" {
 #include <libavformat/avio.h>
@@ -20,6 +21,9 @@ class AvioSource {
 
   /// Null when memory was short.
   [[nodiscard]] AVIOContext* context() const { return context_; }
+
+  /// Whether the file has these bytes at a place; nothing that is being read is moved.
+  [[nodiscard]] bool holds(std::int64_t offset, std::string_view bytes);
 
  private:
   static int read(void* opaque, std::uint8_t* buffer, int count);

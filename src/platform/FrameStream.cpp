@@ -151,16 +151,18 @@ bool FrameStream::canJump() const {
 }
 
 FrameStream::Step FrameStream::next() {
+  const std::int64_t inEach = packetFrames_ ? packetFrames_->inEach() : 0;
+  const bool wasLast = frame_->nb_samples > 0 && inEach > 0 && frame_->nb_samples != inEach;
   position_ += frame_->nb_samples;
   while (true) {
     av_frame_unref(frame_.get());
     const int received = avcodec_receive_frame(codec_.get(), frame_.get());
     if (received == 0 && frame_->nb_samples > 0) {
       notePadding();
-      return Step::decoded;
+      return wasLast ? Step::failed : Step::decoded;
     }
     if (received == AVERROR_EOF) {
-      return readResult_ == AVERROR_EOF && !isUnreadable() ? Step::ended : Step::failed;
+      return hasReachedEnd() && !isUnreadable() ? Step::ended : Step::failed;
     }
     if (received != 0 && (received != AVERROR(EAGAIN) || !feed())) {
       return Step::failed;
@@ -187,11 +189,32 @@ bool FrameStream::takePacket() {
   av_packet_unref(packet_.get());
   while ((readResult_ = av_read_frame(demuxer_.get(), packet_.get())) >= 0) {
     if (packet_->stream_index == streamIndex_) {
+      followsOn_ = checkFollowing();
       return true;
     }
     av_packet_unref(packet_.get());
   }
   return false;
+}
+
+// FFmpeg passes over damage in an ADTS stream, and nothing tells but the bytes that should have
+// been there. A tag between two packets is no damage.
+bool FrameStream::checkFollowing() {
+  if (std::string_view(demuxer_->iformat->name) != "aac") {
+    return true;
+  }
+  constexpr std::size_t kHeaderBytes = 9;
+  const auto size = static_cast<std::size_t>(packet_->size);
+  const std::string_view header(reinterpret_cast<const char*>(packet_->data),
+                                std::min(size, kHeaderBytes));
+  if (nextByte_ >= 0 && source_.holds(nextByte_, header)) {
+    nextByte_ += packet_->size;
+    return true;
+  }
+  const bool isFirst = nextByte_ < 0;
+  const bool followsTag = !isFirst && source_.holds(nextByte_, "ID3");
+  nextByte_ = isFirst ? packet_->pos + packet_->size : -1;
+  return isFirst || followsTag;
 }
 
 // Hands the decoder one packet, or the news that there is none left; false when it is damaged.
@@ -203,13 +226,18 @@ bool FrameStream::feed() {
   if (packetFrames_) {
     nextPacketAt_ += packetFrames_->of(*packet_).value_or(0);
   }
-  return isSound(*packet_) && avcodec_send_packet(codec_.get(), packet_.get()) == 0;
+  return followsOn_ && isSound(*packet_) && avcodec_send_packet(codec_.get(), packet_.get()) == 0;
 }
 
 bool FrameStream::isSound(const AVPacket& packet) const {
   const bool isCut = (packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
   return !(isCut && av_get_exact_bits_per_sample(codec_->codec_id) == 0) &&
          (!packetFrames_ || !packetFrames_->areKnown() || packetFrames_->of(packet));
+}
+
+// Some demuxers complain of a last packet that was cut short.
+bool FrameStream::hasReachedEnd() const {
+  return readResult_ == AVERROR_EOF || avio_feof(demuxer_->pb) != 0;
 }
 
 bool FrameStream::isUnreadable() const {
@@ -252,7 +280,7 @@ bool FrameStream::passPackets(std::int64_t position) {
   restartDecoder(nextPacketAt_);
   while (takePacket()) {
     const std::optional<std::int64_t> frames = packetFrames_->of(*packet_);
-    if (!frames || !isSound(*packet_)) {
+    if (!frames || !followsOn_ || !isSound(*packet_)) {
       return false;
     }
     if (nextPacketAt_ + *frames > position) {
@@ -290,7 +318,7 @@ std::optional<std::int64_t> FrameStream::findEnd() {
     return std::nullopt;
   }
   // A container that is damaged somewhere has more to come.
-  return readResult_ == AVERROR_EOF ? end : std::max(end, declared);
+  return hasReachedEnd() ? end : std::max(end, declared);
 }
 
 std::int64_t FrameStream::decodeToEnd() {

@@ -85,8 +85,10 @@ class FrameStream {
   [[nodiscard]] bool hasExactTimes() const;
   void notePadding();
   bool takePacket();
+  bool checkFollowing();
   bool feed();
   [[nodiscard]] bool isSound(const AVPacket& packet) const;
+  [[nodiscard]] bool hasReachedEnd() const;
   [[nodiscard]] bool isUnreadable() const;
   void restartDecoder(std::int64_t position);
   bool jumpByTime(std::int64_t position);
@@ -105,6 +107,8 @@ class FrameStream {
   bool trimsItself_ = false;  // FFmpeg applies an edit list of several stretches
   bool findsByTime_ = false;
   bool holdsPacket_ = false;
+  bool followsOn_ = true;       // no bytes were passed over before the packet
+  std::int64_t nextByte_ = -1;  // of an ADTS stream: where the next packet begins
   int readResult_ = 0;
   int rate_ = 0;
   std::int64_t firstTime_ = 0;  // time stamp of the first frame

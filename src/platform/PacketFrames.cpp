@@ -1,6 +1,11 @@
 #include "platform/PacketFrames.h"
 
 #include <array>
+#include <cstddef>
+
+extern "C" {
+#include <libavcodec/ac3_parser.h>
+}
 
 namespace brindlevane {
 namespace {
@@ -23,19 +28,56 @@ bool hasFixedFrames(AVCodecID codec) {
   }
 }
 
-// A damaged stretch of a bare stream comes in front of the next packet of sound.
-bool beginsWell(AVCodecID codec, const AVPacket& packet) {
-  const auto startsWith = [&packet](int first, int second, int mask) {
-    return packet.size > 1 && packet.data[0] == first && (packet.data[1] & mask) == second;
-  };
+// ISO/IEC 11172-3, 2.4.2.3 and 13818-3: the bytes of a frame of layer II or III by its header; 0
+// where it does not tell.
+int mpegFrameBytes(const std::uint8_t* header) {
+  constexpr std::array<int, 16> kLayer2 = {0,   32,  48,  56,  64,  80,  96,  112,
+                                           128, 160, 192, 224, 256, 320, 384, 0};
+  constexpr std::array<int, 16> kLayer3 = {0,   32,  40,  48,  56,  64,  80,  96,
+                                           112, 128, 160, 192, 224, 256, 320, 0};
+  constexpr std::array<int, 16> kHalved = {0,  8,  16, 24,  32,  40,  48,  56,
+                                           64, 80, 96, 112, 128, 144, 160, 0};
+  constexpr std::array<int, 4> kRates = {44100, 48000, 32000, 0};
+  const unsigned version = header[1] >> 3U & 3U;  // 3: 1, 2: 2, 0: 2.5
+  const bool isLayer3 = (header[1] >> 1U & 3U) == 1;
+  const int rate = kRates[header[2] >> 2U & 3U] >> (version == 3 ? 0 : version == 2 ? 1 : 2);
+  const auto& kilobits = version != 3 ? kHalved : isLayer3 ? kLayer3 : kLayer2;
+  const int bits = kilobits[header[2] >> 4U] * 1000;
+  const int padding = header[2] >> 1U & 1U;
+  const int slots = isLayer3 && version != 3 ? 72 : 144;
+  return bits == 0 || rate == 0 ? 0 : slots * bits / rate + padding;
+}
+
+bool holdsMpegFrame(const AVPacket& packet) {
+  return packet.size >= 4 && packet.data[0] == 0xff && (packet.data[1] & 0xe0) == 0xe0 &&
+         packet.size >= mpegFrameBytes(packet.data);
+}
+
+// ETSI TS 102 366: a packet of E-AC-3 may join several frames.
+bool holdsAc3Frames(const AVPacket& packet) {
+  std::size_t at = 0;
+  const auto end = static_cast<std::size_t>(packet.size);
+  while (at < end) {
+    std::uint8_t kind = 0;
+    std::uint16_t bytes = 0;
+    if (av_ac3_parse_header(packet.data + at, end - at, &kind, &bytes) < 0 || bytes == 0) {
+      return false;
+    }
+    at += bytes;
+  }
+  return at == end;
+}
+
+// Whether a packet is what its header says: of a damaged stream without a container, what cannot be
+// read comes along with the next packet or the one before, and the last may be cut short.
+bool isWhole(AVCodecID codec, const AVPacket& packet) {
   switch (codec) {
-    case AV_CODEC_ID_MP1:
     case AV_CODEC_ID_MP2:
     case AV_CODEC_ID_MP3:
-      return startsWith(0xff, 0xe0, 0xe0);
+      return holdsMpegFrame(packet);
     case AV_CODEC_ID_AC3:
     case AV_CODEC_ID_EAC3:
-      return startsWith(0x0b, 0x77, 0xff) || startsWith(0x77, 0x0b, 0xff);
+      return holdsAc3Frames(packet);
     default:
       return true;
   }
@@ -98,7 +140,7 @@ PacketFrames::PacketFrames(const AVStream& stream, const AVPacket& packet, const
 std::optional<std::int64_t> PacketFrames::of(const AVPacket& packet) const {
   switch (kind_) {
     case Kind::fixed:
-      return beginsWell(codec_, packet) ? std::optional(unit_) : std::nullopt;
+      return isWhole(codec_, packet) ? std::optional(unit_) : std::nullopt;
     case Kind::bytes:
       return packet.size / unit_;
     case Kind::timed:

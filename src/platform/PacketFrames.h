@@ -19,8 +19,11 @@ class PacketFrames {
   /// Whether the packets tell it at all.
   [[nodiscard]] bool areKnown() const { return kind_ != Kind::unknown; }
 
-  /// @return nothing for a packet that does not begin as one of the codec does
+  /// @return nothing for a packet that is damaged
   [[nodiscard]] std::optional<std::int64_t> of(const AVPacket& packet) const;
+
+  /// Frames in every packet but the last, where all hold as many; else 0.
+  [[nodiscard]] std::int64_t inEach() const { return kind_ == Kind::fixed ? unit_ : 0; }
 
  private:
   enum class Kind { unknown, fixed, bytes, timed, opus };
