@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/AvioSource.h"
 #include "platform/FfmpegHandles.h"
 #include "platform/PacketFrames.h"
+#include "platform/PacketReader.h"
 
 #include <cstdint>
 #include <memory>
@@ -70,26 +70,20 @@ class FrameStream {
   /// Whether what is decoded after a jump depends on what lies before it.
   [[nodiscard]] bool needsRunUp() const;
 
-  [[nodiscard]] const AVStream& stream() const;
+  [[nodiscard]] const AVStream& stream() const { return packets_->stream(); }
 
   /// The value of a tag, or null.
-  [[nodiscard]] const char* tag(const char* name) const;
+  [[nodiscard]] const char* tag(const char* name) const { return packets_->tag(name); }
 
  private:
-  explicit FrameStream(int descriptor);
+  FrameStream(std::unique_ptr<PacketReader> packets, bool ownsEditing);
 
-  bool openDemuxer(bool ownsEditing);
   bool openCodec();
   bool decodeFirst();
-  [[nodiscard]] bool isMp4() const;
   [[nodiscard]] bool hasExactTimes() const;
   void notePadding();
-  bool takePacket();
-  bool checkFollowing();
   bool feed();
   [[nodiscard]] bool isSound(const AVPacket& packet) const;
-  [[nodiscard]] bool hasReachedEnd() const;
-  [[nodiscard]] bool isUnreadable() const;
   void restartDecoder(std::int64_t position);
   bool jumpByTime(std::int64_t position);
   bool passPackets(std::int64_t position);
@@ -97,19 +91,12 @@ class FrameStream {
   std::int64_t countPackets();
   void receiveAll();
 
-  AvioSource source_;
-  Demuxer demuxer_;
+  std::unique_ptr<PacketReader> packets_;
   Codec codec_;
-  Packet packet_;
   Frame frame_;
   std::optional<PacketFrames> packetFrames_;
-  int streamIndex_ = -1;
-  bool trimsItself_ = false;  // FFmpeg applies an edit list of several stretches
+  bool trimsItself_;  // FFmpeg applies an edit list of several stretches
   bool findsByTime_ = false;
-  bool holdsPacket_ = false;
-  bool followsOn_ = true;       // no bytes were passed over before the packet
-  std::int64_t nextByte_ = -1;  // of an ADTS stream: where the next packet begins
-  int readResult_ = 0;
   int rate_ = 0;
   std::int64_t firstTime_ = 0;  // time stamp of the first frame
   std::int64_t position_ = 0;

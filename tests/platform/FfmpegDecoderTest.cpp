@@ -315,7 +315,7 @@ std::string restyled(const std::string& boxes, const BoxStyle& style) {
       content = style.editList;
     } else if ((type == "mvhd" || type == "mdhd") && style.hasLongDates) {
       const std::string zeros(4, '\0');
-      content = "\1" + content.substr(1, 3) + zeros + content.substr(4, 4) + zeros +
+      content = bigEndian(0x1000000, 4) + zeros + content.substr(4, 4) + zeros +
                 content.substr(8, 8) + zeros + content.substr(16);
     }
     const bool isLong = style.hasLongSizes && type != "ftyp" && type != "free" && type != "mdat";
@@ -330,8 +330,7 @@ std::string restyled(const std::string& boxes, const BoxStyle& style) {
 // Each edit: its length in milliseconds and its start in media frames.
 std::string editList(const std::vector<std::pair<std::uint64_t, std::uint64_t>>& edits,
                      bool isWide) {
-  std::string list =
-      std::string(1, isWide ? '\1' : '\0') + std::string(3, '\0') + bigEndian(edits.size(), 4);
+  std::string list = bigEndian(isWide ? 0x1000000 : 0, 4) + bigEndian(edits.size(), 4);
   for (const auto& [milliseconds, start] : edits) {
     const int bytes = isWide ? 8 : 4;
     list += bigEndian(milliseconds, bytes) + bigEndian(start, bytes) + bigEndian(0x10000, 4);

@@ -1,0 +1,113 @@
+#include "platform/PacketReader.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace brindlevane {
+namespace {
+
+// Formats of one file with sound in it: none that would open another file or an address.
+constexpr const char* kFormats =
+    "aac,ac3,aiff,ape,asf,caf,dsf,dts,eac3,flac,loas,matroska,mov,mp3,mpc,mpc8,mpegts,ogg,tak,tta,"
+    "w64,wav,wv,xwma";
+
+}  // namespace
+
+PacketReader::PacketReader(int descriptor) : source_(descriptor), packet_(av_packet_alloc()) {}
+
+std::unique_ptr<PacketReader> PacketReader::open(int descriptor, bool ownsEditing) {
+  auto reader = std::unique_ptr<PacketReader>(new PacketReader(descriptor));
+  return reader->openDemuxer(ownsEditing) ? std::move(reader) : nullptr;
+}
+
+bool PacketReader::openDemuxer(bool ownsEditing) {
+  AVFormatContext* context = avformat_alloc_context();
+  if (context == nullptr || source_.context() == nullptr || !packet_) {
+    avformat_free_context(context);
+    return false;
+  }
+  context->pb = source_.context();
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "format_whitelist", kFormats, 0);
+  av_dict_set(&options, "protocol_whitelist", "none", 0);
+  av_dict_set(&options, "ignore_editlist", ownsEditing ? "1" : "0", 0);
+  const int opened = avformat_open_input(&context, "", nullptr, &options);
+  av_dict_free(&options);
+  if (opened < 0) {
+    return false;  // The context is gone already.
+  }
+  demuxer_.reset(context);
+  if (avformat_find_stream_info(context, nullptr) < 0) {
+    return false;
+  }
+  for (unsigned i = 0; i < context->nb_streams; ++i) {
+    const bool isSound = context->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+    if (isSound && streamIndex_ < 0) {
+      streamIndex_ = static_cast<int>(i);
+    } else {
+      context->streams[i]->discard = AVDISCARD_ALL;
+    }
+  }
+  checksBytes_ = format() == "aac";
+  return streamIndex_ >= 0;
+}
+
+const AVStream& PacketReader::stream() const {
+  return *demuxer_->streams[static_cast<unsigned>(streamIndex_)];
+}
+
+const char* PacketReader::tag(const char* name) const {
+  const AVDictionaryEntry* const entry =
+      av_dict_get(demuxer_->metadata, name, nullptr, AV_DICT_MATCH_CASE);
+  return entry == nullptr ? nullptr : entry->value;
+}
+
+bool PacketReader::take() {
+  if (std::exchange(isHeldBack_, false)) {
+    return true;
+  }
+  av_packet_unref(packet_.get());
+  while ((readResult_ = av_read_frame(demuxer_.get(), packet_.get())) >= 0) {
+    if (packet_->stream_index == streamIndex_) {
+      followsOn_ = checkFollowing();
+      return true;
+    }
+    av_packet_unref(packet_.get());
+  }
+  return false;
+}
+
+// FFmpeg passes over damage in an ADTS stream, and nothing tells but the bytes that should have
+// been there. A tag between two packets is no damage; what follows it lies nobody knows where.
+bool PacketReader::checkFollowing() {
+  if (!checksBytes_) {
+    return true;
+  }
+  constexpr std::size_t kHeaderBytes = 9;
+  const auto size = static_cast<std::size_t>(packet_->size);
+  const std::string_view header(reinterpret_cast<const char*>(packet_->data),
+                                std::min(size, kHeaderBytes));
+  const bool isFirst = nextByte_ < 0;
+  if (isFirst || source_.holds(nextByte_, header)) {
+    nextByte_ = (isFirst ? packet_->pos : nextByte_) + packet_->size;
+    return true;
+  }
+  checksBytes_ = false;
+  return source_.holds(nextByte_, "ID3");
+}
+
+bool PacketReader::seek(std::int64_t time) {
+  return av_seek_frame(demuxer_.get(), streamIndex_, time, AVSEEK_FLAG_BACKWARD) >= 0;
+}
+
+// Some demuxers complain of a last packet that was cut short.
+bool PacketReader::hasReachedEnd() const {
+  return readResult_ == AVERROR_EOF || avio_feof(demuxer_->pb) != 0;
+}
+
+bool PacketReader::isUnreadable() const {
+  const int error = demuxer_->pb->error;
+  return error < 0 && error != AVERROR_EOF;
+}
+
+}  // namespace brindlevane

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "platform/AvioSource.h"
+#include "platform/FfmpegHandles.h"
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+namespace brindlevane {
+
+/// The packets of the first stream of sound in a file, in order.
+class PacketReader {
+ public:
+  /// Opens a file.
+  ///
+  /// @param descriptor   an open regular file, which stays the caller's
+  /// @param ownsEditing  whether the caller applies the edit list instead of FFmpeg
+  /// @return null when FFmpeg knows no sound in it
+  [[nodiscard]] static std::unique_ptr<PacketReader> open(int descriptor, bool ownsEditing);
+
+  /// Fetches the next packet; false at the end or where reading fails.
+  [[nodiscard]] bool take();
+
+  /// Lets take() give the current packet again.
+  void holdBack() { isHeldBack_ = true; }
+
+  /// Goes to the last packet that begins at a time stamp or before.
+  [[nodiscard]] bool seek(std::int64_t time);
+
+  /// The current packet.
+  [[nodiscard]] AVPacket& packet() const { return *packet_; }
+
+  /// Whether no damage was passed over before the current packet.
+  [[nodiscard]] bool followsOn() const { return followsOn_; }
+
+  /// Whether take() failed because the file is at its end.
+  [[nodiscard]] bool hasReachedEnd() const;
+
+  /// Whether the file system failed.
+  [[nodiscard]] bool isUnreadable() const;
+
+  [[nodiscard]] const AVStream& stream() const;
+
+  /// FFmpeg's name of the container.
+  [[nodiscard]] std::string_view format() const { return demuxer_->iformat->name; }
+  [[nodiscard]] bool isMp4() const { return format().starts_with("mov,"); }
+
+  /// The value of a tag, or null.
+  [[nodiscard]] const char* tag(const char* name) const;
+
+ private:
+  explicit PacketReader(int descriptor);
+
+  bool openDemuxer(bool ownsEditing);
+  bool checkFollowing();
+
+  AvioSource source_;
+  Demuxer demuxer_;
+  Packet packet_;
+  int streamIndex_ = -1;
+  int readResult_ = 0;
+  bool isHeldBack_ = false;
+  bool followsOn_ = true;
+  bool checksBytes_ = false;    // of an ADTS stream
+  std::int64_t nextByte_ = -1;  // where the next packet of it begins
+};
+
+}  // namespace brindlevane
