@@ -135,6 +135,7 @@ class FfmpegDecoder : public ::testing::Test {
         {"lame.mp4", "-c:a libmp3lame -b:a 64k -strict -1"},
         {"xing.mp3", "-c:a libmp3lame -b:a 64k -write_xing 0"},
         {"opus.webm", "-c:a libopus -b:a 96k"},
+        {"opus40.webm", "-c:a libopus -b:a 96k -frame_duration 40"},
         {"s16.aiff", "-c:a pcm_s16be"},
         {"s16.wav", "-c:a pcm_s16le"},
         {"s24.alac.m4a", "-c:a alac -sample_fmt s32p"},
@@ -242,13 +243,13 @@ struct Far {
 };
 
 TEST_F(FfmpegDecoder, AJumpGivesTheSamplesOfADecodingFromTheStart) {
-  const std::vector<Far> kinds = {{"aac.m4a", 0},  {"bare.m4a", 0},     {"aac.aac", 0},
-                                  {"aac.mka", 0},  {"lame.mp3", 0},     {"xing.mp3", 0},
-                                  {"lame.wav", 0}, {"lame.mp4", 0},     {"ac3.ac3", 0.02},
-                                  {"alac.m4a", 0}, {"alac.caf", 0},     {"flac.mp4", 0},
-                                  {"flac.mka", 0}, {"flac.flac", 0},    {"flac.oga", 0},
-                                  {"tta.tta", 0},  {"dbl.mov", 0},      {"wavpack.wv", 0},
-                                  {"flt.w64", 0},  {"opus.webm", 1e-5}, {"fragments.mp4", 0}};
+  const std::vector<Far> kinds = {
+      {"aac.m4a", 0},        {"bare.m4a", 0},     {"aac.aac", 0},  {"aac.mka", 0},
+      {"lame.mp3", 0},       {"xing.mp3", 0},     {"lame.wav", 0}, {"lame.mp4", 0},
+      {"ac3.ac3", 0.02},     {"alac.m4a", 0},     {"alac.caf", 0}, {"flac.mp4", 0},
+      {"flac.mka", 0},       {"flac.flac", 0},    {"flac.oga", 0}, {"tta.tta", 0},
+      {"dbl.mov", 0},        {"wavpack.wv", 0},   {"flt.w64", 0},  {"opus.webm", 1e-5},
+      {"opus40.webm", 1e-5}, {"fragments.mp4", 0}};
   for (const auto& [name, deviation] : kinds) {
     const std::vector<float> all = Opened(made(name)).read();
     const auto rate = static_cast<std::int64_t>(Opened(made(name)).decoder()->format().sampleRate);
@@ -401,6 +402,33 @@ TEST_F(FfmpegDecoder, DamageInTheMiddleIsAFault) {
       EXPECT_LE(largestDifference(again.read(3000), intact, behind), 0);
     }
   }
+}
+
+// Where the packet of an ADTS stream begins that is the first in its second half, and how long it
+// is.
+std::pair<std::size_t, std::size_t> adtsPacket(const std::string& stream) {
+  std::size_t at = 0;
+  while (true) {
+    const std::size_t size = (numberAt(stream, at + 2) >> 5U) & 0x1fffU;
+    if (at >= stream.size() / 2) {
+      return {at, size};
+    }
+    at += size;
+  }
+}
+
+TEST_F(FfmpegDecoder, AnAdtsStreamMayHoldTagsButLosesNoPacketUnnoticed) {
+  const std::string stream = bytesOf(made("aac.aac"));
+  const auto [at, size] = adtsPacket(stream);
+  std::string tagged = stream;
+  Opened withTag(changed("tag.aac", tagged.insert(at, id3Tag(50, false))));
+  EXPECT_TRUE(withTag.read() == Opened(made("aac.aac")).read());
+  EXPECT_EQ(withTag.last(), 0);
+  std::string damaged = stream;
+  damaged.replace(at, size, size, '\0');
+  Opened withHole(changed("hole.aac", damaged));
+  EXPECT_LT(std::ssize(withHole.read()), kFrames * 3 / 5);
+  EXPECT_LT(withHole.last(), 0);
 }
 
 TEST_F(FfmpegDecoder, DamageInTheFirstPacketIsAFaultWhereASoundBeginsWithTheFile) {
