@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace brindlevane {
@@ -12,15 +13,16 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr Seconds kPatience{0.2};
+constexpr Seconds kPatience{0.5};
 
-HttpOutcome ask(const FakeBridge& bridge, Seconds timeout = Seconds(10)) {
+HttpOutcome ask(const FakeBridge& bridge, Seconds timeout = Seconds(10),
+                const std::string& body = R"({"a":1})") {
   return exchangeOverTcp({.host = "127.0.0.1",
                           .port = bridge.port(),
                           .method = "POST",
                           .target = "/v1/x",
                           .headers = {{"X-Brindlevane-Token", "t"}},
-                          .body = "{\"a\":1}"},
+                          .body = body},
                          timeout);
 }
 
@@ -30,6 +32,18 @@ std::string described(const HttpOutcome& outcome) {
     return std::to_string(answer->status) + " " + answer->body;
   }
   return std::get<HttpFailure>(outcome) == HttpFailure::bodyTooLong ? "too long" : "unreachable";
+}
+
+/// The answer {} behind a header of so many bytes.
+std::string withHeaderOf(std::size_t length) {
+  const std::string start = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\nX: ";
+  return start + std::string(length - start.size() - 4, 'x') + "\r\n\r\n{}";
+}
+
+/// The answer {} as a chunk with an extension of so many bytes.
+std::string withExtensionOf(std::size_t length) {
+  return "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2;" + std::string(length, 'x') +
+         "\r\n{}\r\n0\r\n\r\n";
 }
 
 TEST(HttpTransport, AnswersAreReadWhateverTheirFraming) {
@@ -44,6 +58,9 @@ TEST(HttpTransport, AnswersAreReadWhateverTheirFraming) {
        "200 {}"},
       {"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\nContent-Length: 2\r\n\r\n{}",
        "302 {}"},
+      {"HTTP/1.1 199 Hints\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", "200 "},
+      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\nA: b\r\n\r\n",
+       "200 {}"},
       {"HTTP/1.1 204 No Content\r\n\r\n", "204 "},
       {"", "unreachable"},
       {"SSH-2.0-what\r\n", "unreachable"},
@@ -51,7 +68,12 @@ TEST(HttpTransport, AnswersAreReadWhateverTheirFraming) {
       {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\n{}", "unreachable"},
       {"HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\n{}", "unreachable"},
       {"HTTP/1.1 200 OK\r\nContent-Le", "unreachable"},
-      {"HTTP/1.1 200 OK\r\nX: " + std::string(100000, 'x') + "\r\n\r\n{}", "unreachable"},
+      {withHeaderOf(65500), "200 {}"},
+      {withHeaderOf(65600), "unreachable"},
+      {withExtensionOf(131000), "200 {}"},
+      {withExtensionOf(131100), "unreachable"},
+      {"HTTP/1.1 200 OK\r\nContent-Length: 268435456\r\n\r\n{}", "unreachable"},
+      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10000000\r\n{}", "unreachable"},
       {"HTTP/1.1 200 OK\r\nContent-Length: 268435457\r\n\r\n{}", "too long"},
       {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10000001\r\n{}", "too long"}};
   for (const auto& [bytes, expected] : cases) {
@@ -64,25 +86,43 @@ TEST(HttpTransport, AnswersAreReadWhateverTheirFraming) {
 
 TEST(HttpTransport, NobodyHoldsACallLongerThanItsTimeOut) {
   const std::string head = "HTTP/1.1 200 OK\r\n";
-  const std::vector<std::pair<std::string, FakeBridge::Treatment>> cases = {
-      {"silence",
-       [](int connection) {
-         while (!FakeBridge::receive(connection).empty()) {
-         }
-       }},
-      {"a byte at a time",
-       FakeBridge::repeating(head + "Content-Length: 99999\r\n\r\n", "x", 50ms)},
-      {"an endless header", FakeBridge::repeating(head, "a: b\r\n", 50ms)},
+  const std::string interim = "HTTP/1.1 100 Continue\r\n\r\n";
+  const auto waitForTheEnd = [](int connection) {
+    while (!FakeBridge::receive(connection).empty()) {
+    }
+  };
+  const auto readNothing = [](int) { std::this_thread::sleep_for(2 * kPatience); };
+  struct Case {
+    std::string name;
+    FakeBridge::Treatment treatment;
+    Seconds longest;  // what the call may last
+    std::string body;
+  };
+  const Seconds silence = kPatience;
+  const Seconds all = kPatience + Seconds(1);
+  const std::vector<Case> cases = {
+      {"silence", waitForTheEnd, silence, "{}"},
+      {"a request that nobody reads", readNothing, silence, std::string(64U << 20U, 'x')},
+      {"a byte at a time", FakeBridge::repeating(head + "Content-Length: 99999\r\n\r\n", "x", 50ms),
+       all, "{}"},
+      {"an endless header", FakeBridge::repeating(head, "a: b\r\n", 50ms), silence, "{}"},
       {"an endless chunk",
-       FakeBridge::repeating(head + "Transfer-Encoding: chunked\r\n\r\nfffffff\r\n", "x", 50ms)},
-      {"an endless chunk extension",
-       FakeBridge::repeating(head + "Transfer-Encoding: chunked\r\n\r\n1;", "x", 0ms)},
-      {"endless interim answers", FakeBridge::repeating("HTTP/1.1 100 Continue\r\n\r\n",
-                                                        "HTTP/1.1 100 Continue\r\n\r\n", 0ms)}};
-  for (const auto& [name, treatment] : cases) {
-    SCOPED_TRACE(name);
-    const FakeBridge bridge(treatment);
-    EXPECT_EQ(described(ask(bridge, kPatience)), "unreachable");
+       FakeBridge::repeating(head + "Transfer-Encoding: chunked\r\n\r\nfffffff\r\n", "x", 50ms),
+       all, "{}"},
+      {"endless interim answers", FakeBridge::repeating(interim, interim, 1ms), all, "{}"}};
+  std::vector<std::thread> calls;
+  for (const Case& each : cases) {
+    calls.emplace_back([&each] {
+      const FakeBridge bridge(each.treatment);
+      const auto start = std::chrono::steady_clock::now();
+      EXPECT_EQ(described(ask(bridge, kPatience, each.body)), "unreachable") << each.name;
+      const Seconds taken = std::chrono::steady_clock::now() - start;
+      EXPECT_GE(taken, each.longest) << each.name;
+      EXPECT_LT(taken, each.longest + Seconds(0.9)) << each.name;
+    });
+  }
+  for (std::thread& call : calls) {
+    call.join();
   }
 }
 
@@ -109,21 +149,26 @@ TEST(HttpTransport, ARefusalBeforeTheRequestIsReadIsHeard) {
 }
 
 TEST(HttpTransport, ARequestIsSentAsItIs) {
-  std::string received;
-  {
-    const FakeBridge bridge([&](int connection) {
-      while (received.find("{\"a\":1}") == std::string::npos) {
-        received += FakeBridge::receive(connection);
-      }
-      (void)FakeBridge::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
-    });
-    EXPECT_EQ(described(ask(bridge)), "200 ");
-    EXPECT_NE(received.find("Host: 127.0.0.1:" + std::to_string(bridge.port()) + "\r\n"),
-              std::string::npos);
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"a":1})", "Content-Length: 7\r\n\r\n{\"a\":1}"}, {"", "\r\n"}};
+  for (const auto& [body, end] : cases) {
+    std::string received;
+    std::string port;
+    {
+      const FakeBridge bridge([&received, &end = end](int connection) {
+        std::string piece;
+        do {
+          piece = FakeBridge::receive(connection);
+          received += piece;
+        } while (!piece.empty() && !received.ends_with("\r\n" + end));
+        (void)FakeBridge::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+      });
+      port = std::to_string(bridge.port());
+      EXPECT_EQ(described(ask(bridge, Seconds(10), body)), "200 ");
+    }
+    EXPECT_EQ(received, "POST /v1/x HTTP/1.1\r\nX-Brindlevane-Token: t\r\nHost: 127.0.0.1:" + port +
+                            "\r\nConnection: close\r\n" + end);
   }
-  EXPECT_TRUE(received.starts_with("POST /v1/x HTTP/1.1\r\n")) << received;
-  EXPECT_NE(received.find("X-Brindlevane-Token: t\r\n"), std::string::npos);
-  EXPECT_NE(received.find("Content-Length: 7\r\n"), std::string::npos);
 }
 
 TEST(HttpTransport, AnAddressWithoutAListenerIsUnreachable) {

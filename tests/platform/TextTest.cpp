@@ -2,22 +2,39 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
 namespace brindlevane {
 namespace {
 
-TEST(Text, WhiteSpaceIsTakenOffBothEndsAndNowhereElse) {
-  const std::vector<std::string> spaces = {
-      "\t",     "\n",     "\v",     "\f",     "\r",     " ",      "\xC2\x85", "\xC2\xA0", "\u1680",
-      "\u2000", "\u200a", "\u200b", "\u2028", "\u2029", "\u202f", "\u205f",   "\u3000"};
-  for (const std::string& space : spaces) {
-    EXPECT_EQ(trimmed(space + space + "a" + space + "b" + space), "a" + space + "b");
-    EXPECT_EQ(trimmed(space), "");
+/// A code point of the Basic Multilingual Plane in UTF-8.
+std::string utf8(unsigned codePoint) {
+  const auto continuation = [=](unsigned shift) {
+    return static_cast<char>(0x80U | (codePoint >> shift & 0x3FU));
+  };
+  if (codePoint < 0x80) {
+    return {static_cast<char>(codePoint)};
   }
-  for (const std::string kept : {"\u200c", "\u180e", "\u2060", "\ufeff", "\x1f", "\u00e9"}) {
-    EXPECT_EQ(trimmed(kept), kept);
+  if (codePoint < 0x800) {
+    return {static_cast<char>(0xC0U | codePoint >> 6U), continuation(0)};
+  }
+  return {static_cast<char>(0xE0U | codePoint >> 12U), continuation(6), continuation(0)};
+}
+
+TEST(Text, WhiteSpaceIsTakenOffBothEndsAndNowhereElse) {
+  const std::set<unsigned> spaces = {0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,   0x85,
+                                     0xA0,   0x1680, 0x2000, 0x2001, 0x2002, 0x2003, 0x2004,
+                                     0x2005, 0x2006, 0x2007, 0x2008, 0x2009, 0x200A, 0x200B,
+                                     0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
+  for (unsigned codePoint = 0; codePoint < 0xD800; ++codePoint) {
+    const std::string one = utf8(codePoint);
+    const bool isSpace = spaces.contains(codePoint);
+    ASSERT_EQ(trimmed(one), isSpace ? "" : one) << std::hex << codePoint;
+    ASSERT_EQ(trimmed(one + one + "a" + one + "b" + one + one),
+              isSpace ? "a" + one + "b" : one + one + "a" + one + "b" + one + one)
+        << std::hex << codePoint;
   }
 }
 
@@ -26,12 +43,16 @@ TEST(Text, CharactersAreGraphemeClusters) {
       {"", 0},
       {"abc", 3},
       {"e\u0301", 1},
+      {"e\u0301e", 2},
+      {"\u0301", 1},
       {"\r\n", 1},
       {"\n\r", 2},
       {"\U0001F468\u200D\U0001F469\u200D\U0001F467", 1},
       {"\U0001F1EB\U0001F1F7\U0001F1E9\U0001F1EA", 2},
       {"\u1100\u1161\u11a8", 1},
-      {"\U0001F44D\U0001F3FD!", 2}};
+      {"\U0001F44D\U0001F3FD!", 2},
+      // Bytes that are no UTF-8.
+      {"\xFF\xFE!", 3}};
   for (const auto& [text, count] : cases) {
     SCOPED_TRACE(text);
     EXPECT_FALSE(hasMoreCharactersThan(count, text));

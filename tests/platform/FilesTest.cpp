@@ -1,0 +1,138 @@
+#include "platform/Files.h"
+#include "platform/RegularFile.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace brindlevane {
+namespace {
+
+/// Bytes that differ from their neighbours, a block's length away ones included.
+std::string differing(std::size_t length) {
+  std::string bytes;
+  for (std::size_t i = 0; i < length; ++i) {
+    bytes += static_cast<char>(i % 251);
+  }
+  return bytes;
+}
+
+int lowestFreeDescriptor() {
+  const int descriptor = open("/dev/null", O_RDONLY);
+  close(descriptor);
+  return descriptor;
+}
+
+bool isOpen(int descriptor) {
+  return fcntl(descriptor, F_GETFD) >= 0;
+}
+
+TEST(Files, AFileIsReadUpToALimit) {
+  const TemporaryFolder folder;
+  for (const std::size_t length : std::vector<std::size_t>{0, 1, 4095, 4096, 4097, 10000}) {
+    const std::string bytes = differing(length);
+    const auto file = folder.write("file", bytes);
+    for (const std::size_t longest : {length / 2, length - 1, length, length + 1, length * 2}) {
+      EXPECT_EQ(readRegularFile(file, longest), bytes.substr(0, longest)) << length << longest;
+    }
+  }
+}
+
+TEST(Files, WhatIsNoRegularFileIsNeitherReadNorHeldOpen) {
+  const TemporaryFolder folder;
+  const auto file = folder.write("file", "bytes");
+  const auto pipe = folder.path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::filesystem::create_symlink(file, folder.path() / "link");
+  std::filesystem::create_symlink(folder.path() / "nothing", folder.path() / "dead");
+  const int free = lowestFreeDescriptor();
+  for (const std::filesystem::path& path :
+       {pipe, folder.path(), folder.path() / "nothing", folder.path() / "dead",
+        std::filesystem::path("/dev/null"), file / "below",
+        std::filesystem::path(file.string() + '\0'), std::filesystem::path()}) {
+    EXPECT_FALSE(readRegularFile(path, 100)) << path;
+    EXPECT_EQ(lowestFreeDescriptor(), free) << path;
+  }
+  EXPECT_EQ(readRegularFile(folder.path() / "link", 100), "bytes");
+  EXPECT_EQ(lowestFreeDescriptor(), free);
+}
+
+TEST(Files, ADescriptorHasOneOwner) {
+  const TemporaryFolder folder;
+  const std::string path = folder.write("file", "bytes").string();
+  const int first = lowestFreeDescriptor();
+  int second = -1;
+  {
+    std::optional<RegularFile> file = RegularFile::open(path);
+    ASSERT_TRUE(file);
+    EXPECT_EQ(file->descriptor(), first);
+    EXPECT_NE(fcntl(first, F_GETFD) & FD_CLOEXEC, 0);
+    RegularFile owner = std::move(*file);
+    file.reset();
+    EXPECT_EQ(owner.descriptor(), first);
+    EXPECT_TRUE(isOpen(first));
+    {
+      RegularFile other = *RegularFile::open(path);
+      second = other.descriptor();
+      owner = std::move(other);
+    }
+    EXPECT_EQ(owner.descriptor(), second);
+    EXPECT_FALSE(isOpen(first));
+    EXPECT_TRUE(isOpen(second));
+  }
+  EXPECT_FALSE(isOpen(second));
+
+  // Without a standard input a file gets its descriptor.
+  const int input = dup(STDIN_FILENO);
+  close(STDIN_FILENO);
+  EXPECT_EQ(RegularFile::open(path)->descriptor(), STDIN_FILENO);
+  EXPECT_FALSE(isOpen(STDIN_FILENO));
+  dup2(input, STDIN_FILENO);
+  close(input);
+}
+
+#ifndef __APPLE__
+TEST(Files, DataLieInTheFolderThatTheUserHasChosen) {
+  const std::string home = getpwuid(getuid())->pw_dir;
+  struct Case {
+    const char* dataHome;
+    const char* home;
+    std::string folder;
+  };
+  const std::vector<Case> cases = {{"/data", "/home/me", "/data"},
+                                   {"", "/home/me", "/home/me/.local/share"},
+                                   {"data", "/home/me", "/home/me/.local/share"},
+                                   {nullptr, "/home/me", "/home/me/.local/share"},
+                                   {nullptr, "", home + "/.local/share"},
+                                   {nullptr, "me", home + "/.local/share"},
+                                   {nullptr, nullptr, home + "/.local/share"}};
+  const auto set = [](const char* name, const char* value) {
+    value == nullptr ? unsetenv(name) : setenv(name, value, 1);
+  };
+  const auto valueOf = [](const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? std::optional<std::string>() : value;
+  };
+  const auto oldDataHome = valueOf("XDG_DATA_HOME");
+  const auto oldHome = valueOf("HOME");
+  for (const Case& each : cases) {
+    set("XDG_DATA_HOME", each.dataHome);
+    set("HOME", each.home);
+    EXPECT_EQ(applicationSupportFolder(), each.folder);
+  }
+  set("XDG_DATA_HOME", oldDataHome ? oldDataHome->c_str() : nullptr);
+  set("HOME", oldHome ? oldHome->c_str() : nullptr);
+}
+#endif
+
+}  // namespace
+}  // namespace brindlevane
