@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -20,96 +19,36 @@ std::string refusal(const ToolResult& result) {
   return result.structuredContent.at("error").at("message");
 }
 
-/// One tool's request: what it is sent for, and how.
-struct Sent {
-  std::string tool;
-  std::string request;
-  std::string body;  ///< for a complete call
-  int seconds;
-};
-
-void expectSent(const Sent& expected, const Json& arguments, const std::string& body) {
-  SCOPED_TRACE(expected.tool + arguments.dump());
+/// Makes a call and looks at the one request that it sends behind the look at the bridge's health.
+void expectSent(const std::string& tool, const Json& arguments, const Json& known,
+                const std::string& body) {
+  SCOPED_TRACE(tool + arguments.dump());
+  const auto sent = known.at("request").get<std::string>();
   ScriptedBridge bridge;
-  bridge.succeed(expected.request.substr(expected.request.find('/')), {{"done", expected.tool}});
-  const ToolResult result = callTool("brindlevane_" + expected.tool, arguments, bridge.access());
+  bridge.succeed(sent.substr(sent.find('/')), {{"done", tool}});
+  const ToolResult result = callTool("brindlevane_" + tool, arguments, bridge.access());
   EXPECT_FALSE(result.isError);
-  EXPECT_EQ(result.structuredContent, Json({{"done", expected.tool}}));
+  EXPECT_EQ(result.structuredContent, Json({{"done", tool}}));
   ASSERT_EQ(bridge.requests.size(), 2U);
-  EXPECT_EQ(bridge.requests[0].method + " " + bridge.requests[0].target, "GET /v1/health");
-  EXPECT_EQ(bridge.requests[0].body, "");
-  EXPECT_EQ(bridge.timeouts[0], Seconds(6));
-  EXPECT_EQ(bridge.requests[1].method + " " + bridge.requests[1].target, expected.request);
+  EXPECT_EQ(bridge.requests[0].target, "/v1/health");
+  EXPECT_EQ(bridge.requests[1].method + " " + bridge.requests[1].target, sent);
   EXPECT_EQ(bridge.requests[1].body, body);
-  EXPECT_EQ(bridge.timeouts[1], Seconds(expected.seconds));
+  EXPECT_EQ(bridge.timeouts[1], Seconds(known.at("seconds").get<int>()));
 }
 
 TEST(CallTool, EachToolSendsItsOneRequest) {
-  const std::vector<Sent> cases = {
-      {"get_session", "GET /v1/session", "", 6},
-      {"get_context", "GET /v1/context", "", 10},
-      {"analyze_project", "GET /v1/analysis/project", "", 6},
-      {"analyze_mix_preparation", "GET /v1/analysis/mix-prep", "", 6},
-      {"get_device_parameters", "POST /v1/devices/parameters/read",
-       R"({"deviceIndex":2,"trackIndex":1})", 6},
-      {"start_master_listen", "POST /v1/master-capture/start",
-       R"({"bars":8,"confirm":true,"expectedRevision":42,"startTime":1.5})", 6},
-      {"cancel_master_listen", "POST /v1/master-capture/cancel",
-       R"({"confirm":true,"jobId":"master_0123456789abcdef0123456789abcdef"})", 6},
-      {"play", "POST /v1/transport/play", "{}", 6},
-      {"stop", "POST /v1/transport/stop", "{}", 6},
-      {"set_tempo", "POST /v1/tempo", R"({"expectedRevision":42,"tempo":128.0})", 6},
-      {"organize_tracks", "POST /v1/workflows/organize",
-       R"({"confirm":true,"expectedRevision":42})", 6},
-      {"build_arrangement", "POST /v1/arrangement/build",
-       R"({"confirm":true,"expectedRevision":42})", 20},
-      {"create_midi_track", "POST /v1/tracks/create",
-       R"({"confirm":true,"expectedRevision":42,"index":2.0,"kind":"midi","name":" A "})", 6},
-      {"create_audio_track", "POST /v1/tracks/create",
-       R"({"confirm":true,"expectedRevision":42,"index":3,"kind":"audio","name":"B"})", 6},
-      {"search_samples", "POST /v1/samples/search", R"({"limit":5,"query":" kick ","role":"fx"})",
-       20},
-      {"import_sample", "POST /v1/samples/import",
-       R"({"confirm":true,"expectedRevision":42,"sampleId":"0123456789abcdef01234567",)"
-       R"("startTime":0,"trackName":" T"})",
-       20},
-      {"create_midi_clip", "POST /v1/clips/midi",
-       R"({"confirm":true,"expectedRevision":42,"length":4.0,"name":"N ",)"
-       R"("notes":[{"duration":1,"pitch":60,"startTime":0}],"startTime":0,"trackIndex":0})",
-       10},
-      {"replace_selected_midi_clip", "POST /v1/clips/midi/replace",
-       R"({"confirm":true,"expectedRevision":42,"name":"N",)"
-       R"("notes":[{"duration":1,"pitch":60,"startTime":0}],"trackIndex":7})",
-       10},
-      {"rename_track", "POST /v1/tracks/rename",
-       R"({"confirm":true,"expectedRevision":42,"name":"Basse","trackIndex":0})", 6},
-      {"select_track", "POST /v1/tracks/select",
-       R"({"confirm":true,"expectedRevision":42,"trackIndex":5})", 6},
-      {"set_track_state", "POST /v1/tracks/state",
-       R"({"confirm":true,"enabled":false,"expectedRevision":42,"field":"arm","trackIndex":6})", 6},
-      {"set_track_volume", "POST /v1/tracks/volume",
-       R"({"confirm":true,"displayDb":-6.5,"expectedRevision":42,"trackIndex":3})", 6},
-      {"set_device_parameter", "POST /v1/devices/parameters",
-       R"({"confirm":true,"deviceIndex":1,"expectedRevision":42,"parameterIndex":2,)"
-       R"("trackIndex":4,"value":3})",
-       6},
-      {"set_send_level", "POST /v1/tracks/send",
-       R"({"confirm":true,"displayDb":-12,"expectedRevision":42,"sendIndex":1,"trackIndex":8})", 6},
-      {"undo_last_organization", "POST /v1/undo", "{}", 6}};
-  const std::map<std::string, std::vector<std::string>> optional = {
-      {"create_midi_track", {"index", "name"}},       {"create_audio_track", {"index", "name"}},
-      {"search_samples", {"query", "role", "limit"}}, {"import_sample", {"trackName"}},
-      {"create_midi_clip", {"name", "notes"}},        {"replace_selected_midi_clip", {"name"}}};
-  for (const Sent& sent : cases) {
-    Json arguments = completeCalls().at(sent.tool);
-    expectSent(sent, arguments, sent.body);
-    if (const auto found = optional.find(sent.tool); found != optional.end()) {
-      Json body = *parseJson(sent.body);
-      for (const std::string& key : found->second) {
-        EXPECT_EQ(arguments.erase(key) + body.erase(key), 2U) << sent.tool << " " << key;
-      }
-      expectSent(sent, arguments, compactJson(body));
+  for (const auto& [tool, known] : toolCalls().items()) {
+    if (!known.contains("request")) {
+      continue;
     }
+    const bool hasBody = known.contains("body");
+    Json arguments = known.at("arguments");
+    Json body = known.value("body", Json());
+    expectSent(tool, arguments, known, hasBody ? compactJson(body) : "");
+    for (const Json& key : known.value("optional", Json::array())) {
+      EXPECT_EQ(arguments.erase(key.get<std::string>()) + body.erase(key.get<std::string>()), 2U);
+    }
+    expectSent(tool, arguments, known, hasBody ? compactJson(body) : "");
   }
 }
 
@@ -130,7 +69,7 @@ TEST(CallTool, NumbersAndWhatIsNotCheckedAreSentAsReceived) {
        R"({"expectedRevision":9007199254740993,"trackIndex":3})"}};
   for (const auto& [tool, given, sent] : cases) {
     const BrindlevaneMCP::Tool& row = BrindlevaneMCP::toolNamed("brindlevane_" + tool);
-    Json arguments = completeCalls().at(tool);
+    Json arguments = toolCalls().at(tool).at("arguments");
     Json expected = *requestBody(row, arguments);
     arguments.update(*parseJson(given));
     expected.update(*parseJson(sent));

@@ -1,10 +1,9 @@
 #include "server/BrindlevaneMCPMain.h"
 #include "tests/support/ScriptedBridge.h"
+#include "tests/support/ToolCalls.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace brindlevane {
@@ -12,11 +11,7 @@ namespace {
 
 /// What the server must offer, written down apart from the code.
 const Json& offered() {
-  static const Json kOffered = [] {
-    std::ifstream file(TEST_DATA "/offered.json");
-    const std::string text((std::istreambuf_iterator<char>(file)), {});
-    return parseJson(text).value();
-  }();
+  static const Json kOffered = testData("offered.json");
   return kOffered;
 }
 

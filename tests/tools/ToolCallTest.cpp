@@ -26,7 +26,7 @@ std::string refusalOf(const std::string& tool, const Json& arguments) {
     BrindlevaneMCP::validateArguments("brindlevane_" + tool, arguments);
     return "";
   } catch (const MCPServerError& error) {
-    return error.what();
+    return error.errorDescription;
   }
 }
 
@@ -34,7 +34,7 @@ const Json kAbsent = Json(Json::value_t::discarded);
 
 /// The complete call with one argument changed, or taken away.
 std::string refusalWith(const std::string& tool, const std::string& key, const Json& value) {
-  Json call = completeCalls().at(tool);
+  Json call = toolCalls().at(tool).at("arguments");
   if (value.is_discarded()) {
     call.erase(key);
   } else {
@@ -158,7 +158,7 @@ TEST(ToolCall, RulesRefuseWhatSchemasForbidAndNothingElse) {
   for (const Json& offered : BrindlevaneMCP::tools()) {
     const std::string tool = offered["name"].get<std::string>().substr(12);
     const Json& schema = offered["inputSchema"];
-    const Json& usual = completeCalls().at(tool);
+    const Json& usual = toolCalls().at(tool).at("arguments");
     SCOPED_TRACE(tool);
     ASSERT_EQ(usual.size(), schema["properties"].size());
     EXPECT_EQ(refusalOf(tool, usual), "");
@@ -199,49 +199,21 @@ std::string refusalOfNull(const std::string& tool, const std::string& key) {
   if (const auto found = kSentences.find(key); found != kSentences.end()) {
     return found->second;
   }
-  return key + (completeCalls().at(tool).at(key).is_string() ? " must be a string."
-                                                             : " must be a number.");
+  return key + (toolCalls().at(tool).at("arguments").at(key).is_string() ? " must be a string."
+                                                                         : " must be a number.");
 }
 
 TEST(ToolCall, ChecksComeInOrder) {
-  using Keys = std::vector<std::string>;
-  const std::map<std::string, Keys> orders = {
-      {"get_device_parameters", {"trackIndex", "deviceIndex"}},
-      {"start_master_listen", {"confirm", "bars", "startTime", "expectedRevision"}},
-      {"get_master_listen", {"jobId"}},
-      {"cancel_master_listen", {"confirm", "jobId"}},
-      {"play", {"confirm"}},
-      {"stop", {"confirm"}},
-      {"undo_last_organization", {"confirm"}},
-      {"set_tempo", {"confirm", "tempo", "expectedRevision"}},
-      {"organize_tracks", {"confirm", "expectedRevision"}},
-      {"build_arrangement", {"confirm", "expectedRevision"}},
-      {"create_midi_track", {"confirm", "expectedRevision", "index", "name"}},
-      {"create_audio_track", {"confirm", "expectedRevision", "index", "name"}},
-      {"search_samples", {"query", "role", "limit"}},
-      {"import_sample", {"confirm", "sampleId", "startTime", "expectedRevision", "trackName"}},
-      {"create_midi_clip",
-       {"confirm", "trackIndex", "startTime", "length", "expectedRevision", "name", "notes"}},
-      {"replace_selected_midi_clip",
-       {"confirm", "trackIndex", "expectedRevision", "name", "notes"}},
-      {"rename_track", {"confirm", "trackIndex", "name", "expectedRevision"}},
-      {"select_track", {"confirm", "trackIndex", "expectedRevision"}},
-      {"set_track_state", {"confirm", "trackIndex", "field", "enabled", "expectedRevision"}},
-      {"set_track_volume", {"confirm", "trackIndex", "displayDb", "expectedRevision"}},
-      {"set_device_parameter",
-       {"confirm", "trackIndex", "deviceIndex", "parameterIndex", "value", "expectedRevision"}},
-      {"set_send_level", {"confirm", "trackIndex", "sendIndex", "displayDb", "expectedRevision"}}};
-  for (const auto& [tool, complete] : completeCalls().items()) {
-    const auto found = orders.find(tool);
-    const Keys order = found == orders.end() ? Keys() : found->second;
-    ASSERT_EQ(order.size(), complete.size()) << tool;
+  for (const auto& [tool, known] : toolCalls().items()) {
+    const auto order = known.value("checks", std::vector<std::string>());
+    ASSERT_EQ(order.size(), known.at("arguments").size()) << tool;
     Json call = Json::object();
     for (const std::string& key : order) {
       call[key] = key == "role" ? Json("Kick") : Json();
     }
     for (const std::string& key : order) {
       EXPECT_EQ(refusalOf(tool, call), refusalOfNull(tool, key)) << tool << " " << key;
-      call[key] = complete[key];
+      call[key] = known["arguments"].at(key);
     }
     EXPECT_EQ(refusalOf(tool, call), "") << tool;
   }
