@@ -46,8 +46,10 @@ TEST(Offer, TheAgreedCapabilitiesAreNeededAndNoOthers) {
   EXPECT_FALSE(isRefused(agreed));
   for (std::size_t i = 0; i < agreed.size(); ++i) {
     Json some = agreed;
-    some.erase(i);
+    some[i] = some[i].get<std::string>() + ".old";
     EXPECT_TRUE(isRefused(some)) << agreed[i];
+    some.push_back(agreed[i]);
+    EXPECT_FALSE(isRefused(some)) << agreed[i];
   }
 }
 
