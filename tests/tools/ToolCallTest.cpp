@@ -112,7 +112,7 @@ std::vector<Sample> arraySamples(const Json& schema) {
   return {{"fewest", notes(fewest), true},   {"too few", notes(fewest - 1), false},
           {"most", notes(most), true},       {"too many", notes(most + 1), false},
           {"numbers", {1, 2}, false},        {"text", "c4", false},
-          {"object", Json::object(), false}, {"empty note", {Json::object()}, false}};
+          {"object", Json::object(), false}, {"empty note", Json::array({Json::object()}), false}};
 }
 
 std::vector<Sample> samplesOf(const Json& schema, const Json& usual) {
