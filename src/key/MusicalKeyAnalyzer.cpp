@@ -16,8 +16,6 @@ namespace brindlevane::MusicalKeyAnalyzer {
 namespace {
 
 constexpr std::int64_t kMostFramesRefused = 4096;
-// The capacity of a sample buffer is a 32-bit number of frames.
-constexpr std::int64_t kMostFramesBuffered = 4294967295;
 constexpr double kFlatnessFloor = 1e-6;
 
 constexpr std::array<std::string_view, 12> kNoteNames = {
@@ -86,7 +84,7 @@ KeyDetection analyzeAudio(const std::string& at, double transposeSemitones, doub
   const double seconds = wanted >= 0 ? std::min(wanted, kLongestSeconds) : 0;
   const std::int64_t planned = std::min(std::max<std::int64_t>(file->length() - startFrame, 0),
                                         framesIn(seconds, sampleRate));
-  if (planned <= kMostFramesRefused || planned > kMostFramesBuffered) {
+  if (planned <= kMostFramesRefused) {
     throw KeyAnalysisError::insufficientSignal();
   }
   try {

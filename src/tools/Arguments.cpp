@@ -189,14 +189,12 @@ Argument stateEnabled() {
 }
 
 Argument newNotes() {
-  return {"notes", midiNotesProperty(),
-          [](const Json& arguments) {
-            const Json& notes = arguments.at("notes");
-            require(isArrayOfObjects(notes), "notes must be an array.");
-            require(notes.size() <= kMostNotes,
-                    "A MIDI clip can contain at most 512 notes per call.");
-          },
-          asReceived("notes")};
+  const Check check = [](const Json& arguments) {
+    const Json& notes = arguments.at("notes");
+    require(isArrayOfObjects(notes), "notes must be an array.");
+    require(notes.size() <= kMostNotes, "A MIDI clip can contain at most 512 notes per call.");
+  };
+  return optional({"notes", midiNotesProperty(), check, {}});
 }
 
 Argument replacingNotes() {
@@ -223,13 +221,12 @@ Argument query() {
 }
 
 Argument role() {
-  return {"role", choice(kRoles),
-          [](const Json& arguments) {
-            const Json& value = arguments.at("role");
-            require(!value.is_string() || isAmong(kRoles, value.get_ref<const std::string&>()),
-                    "role is not supported.");
-          },
-          asReceived("role")};
+  const Check check = [](const Json& arguments) {
+    const Json& value = arguments.at("role");
+    require(!value.is_string() || isAmong(kRoles, value.get_ref<const std::string&>()),
+            "role is not supported.");
+  };
+  return optional({"role", choice(kRoles), check, {}});
 }
 
 Argument optional(Argument argument) {

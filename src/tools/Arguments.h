@@ -75,7 +75,7 @@ struct Argument {
 [[nodiscard]] Argument stateField();
 [[nodiscard]] Argument stateEnabled();
 
-/// "notes" of a new clip.
+/// "notes" of a new clip, where they are present.
 [[nodiscard]] Argument newNotes();
 
 /// "notes" that take the place of a clip's own.
@@ -87,7 +87,7 @@ struct Argument {
 /// "query": words to search for.
 [[nodiscard]] Argument query();
 
-/// "role": a sample's musical role.
+/// "role": a sample's musical role, where it is present.
 [[nodiscard]] Argument role();
 
 /// The argument, checked and sent only where it is present; a null is present. It is sent as it was

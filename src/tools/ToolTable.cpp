@@ -150,7 +150,7 @@ const std::vector<Tool>& toolTable() {
               "folders by filename and musical role. Returns opaque sample IDs and metadata, never "
               "local file paths or audio. This is a local catalog search, not an audio audition.",
               post("/v1/samples/search", Seconds(20)),
-              {optional(query()), optional(role()),
+              {optional(query()), role(),
                optional(count("limit", 1, 40, "limit must be between 1 and 40."))}),
       writing("brindlevane_import_sample",
               "Import one exact sample returned by brindlevane_search_samples onto a new Ableton "
@@ -167,7 +167,7 @@ const std::vector<Tool>& toolTable() {
               "position, length and musical content with the user first.",
               postConfirmed("/v1/clips/midi", Seconds(10)),
               {trackIndex(), clipStart(), clipLength(), revision(),
-               optional(text("name", kLongestName)), optional(newNotes())}),
+               optional(text("name", kLongestName)), newNotes()}),
       writing("brindlevane_replace_selected_midi_clip",
               "Replace the notes of the MIDI clip currently open in Ableton's Detail view, on the "
               "specified selected MIDI track. Use this to improve or iterate on an existing "
