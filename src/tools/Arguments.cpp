@@ -209,8 +209,10 @@ Argument replacingNotes() {
 }
 
 std::vector<Argument> trackCreation() {
-  return {revision(), optional(indexLike("index", trackCreationProperties().at("index"))),
-          optional(text("name", kLongestName))};
+  const Json& schemas = trackCreationProperties();
+  return {indexLike("expectedRevision", schemas.at("expectedRevision")),
+          optional(indexLike("index", schemas.at("index"))),
+          optional(readable("name", schemas.at("name"), asText("name", kLongestName)))};
 }
 
 Argument query() {
