@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <numbers>
@@ -35,6 +35,25 @@ std::optional<Signal> readSignal(AudioFile& file, std::int64_t start, std::int64
   return file.readBlocks(start, count, deinterleave) ? std::optional(channels) : std::nullopt;
 }
 
+std::optional<Signal> readAll(const std::string& path) {
+  std::optional<AudioFile> file = AudioFile::open(path);
+  return file ? readSignal(*file, 0, kAll) : std::nullopt;
+}
+
+Signal part(const Signal& whole, std::int64_t start, std::int64_t count) {
+  Signal cut;
+  for (const std::vector<float>& channel : whole) {
+    const std::int64_t from = std::min(start, std::ssize(channel));
+    const std::int64_t to = std::min(start + count, std::ssize(channel));
+    cut.emplace_back(channel.begin() + from, channel.begin() + to);
+  }
+  return cut;
+}
+
+std::string withHole(std::string bytes, std::size_t at, std::size_t size) {
+  return bytes.replace(at, size, size, '\0');
+}
+
 std::string bytesOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
@@ -46,8 +65,8 @@ void writeBytes(const std::string& path, const std::string& bytes) {
 
 void writeWav(const std::string& path, const Signal& signal, double sampleRate) {
   std::string bytes;
-  const auto append = [&bytes](auto value) {
-    bytes.append(reinterpret_cast<const char*>(&value), sizeof(value));
+  const auto append = [&bytes](auto... values) {
+    (bytes.append(reinterpret_cast<const char*>(&values), sizeof(values)), ...);
   };
   const auto channelCount = static_cast<std::uint16_t>(signal.size());
   const auto rate = static_cast<std::uint32_t>(sampleRate);
@@ -57,13 +76,8 @@ void writeWav(const std::string& path, const Signal& signal, double sampleRate) 
   bytes += "RIFF";
   append(static_cast<std::uint32_t>(36 + dataBytes));
   bytes += "WAVEfmt ";
-  append(std::uint32_t{16});
-  append(kFloatSamples);
-  append(channelCount);
-  append(rate);
-  append(static_cast<std::uint32_t>(rate * frameBytes));
-  append(frameBytes);
-  append(std::uint16_t{32});
+  append(std::uint32_t{16}, kFloatSamples, channelCount, rate,
+         static_cast<std::uint32_t>(rate * frameBytes), frameBytes, std::uint16_t{32});
   bytes += "data";
   append(dataBytes);
   for (std::size_t i = 0; i < signal.front().size(); ++i) {

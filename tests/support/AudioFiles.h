@@ -30,17 +30,31 @@ class TemporaryDirectory {
 /// Writes a WAV file of 32-bit float samples.
 void writeWav(const std::string& path, const Signal& signal, double sampleRate = 44100);
 
+/// A count of frames that no file has.
+constexpr std::int64_t kAll = std::int64_t{1} << 62;
+
 /// Decodes the frames [start, start + count) of an open file, as many of them as there are.
 ///
 /// @return nothing as with AudioFile::readBlocks
 [[nodiscard]] std::optional<Signal> readSignal(AudioFile& file, std::int64_t start,
                                                std::int64_t count);
 
+/// Decodes a whole file.
+///
+/// @return nothing where it cannot be opened or has a fault
+[[nodiscard]] std::optional<Signal> readAll(const std::string& path);
+
+/// The frames [start, start + count) of a signal, as many of them as there are.
+[[nodiscard]] Signal part(const Signal& whole, std::int64_t start, std::int64_t count);
+
 /// The bytes of a file.
 [[nodiscard]] std::string bytesOf(const std::string& path);
 
 /// Writes any bytes.
 void writeBytes(const std::string& path, const std::string& bytes);
+
+/// A copy of bytes of which some are zeros.
+[[nodiscard]] std::string withHole(std::string bytes, std::size_t at, std::size_t size);
 
 /// Runs a shell command and fails the test when it fails.
 void run(const std::string& command);
