@@ -105,6 +105,8 @@ class FfmpegDecoder : public ::testing::Test {
         {"aac", "aac -aac_pns 0"},
         {"first", "aac -aac_pns 0 -movflags faststart"},
         {"bare", "aac -aac_pns 0 -use_editlist 0"},
+        // A track of pictures comes before the sound.
+        {"pictures", "pcm_s16le -filter_complex 'color=s=16x16:d=1[v]' -map '[v]' -map 0:a"},
         {"ac3", "ac3 -ar 32000 -b:a 256k"},
         {"firstalac", "alac -movflags faststart"},
         {"s24alac", "alac -sample_fmt s32p"},
@@ -137,7 +139,8 @@ TEST_F(FfmpegDecoder, SamplesOfEachFormAreScaledByTheirWidth) {
       {"pcm_u8.wav", 0x1p-7},     {"u8wavpack.wv", 0x1p-7},   {"pcm_s8.mov", 0x1p-7},
       {"pcm_s8.aiff", 0x1p-7},    {"pcm_s16le.wav", 0x1p-15}, {"alac.m4a", 0x1p-15},
       {"pcm_s24be.caf", 0x1p-23}, {"pcm_s32le.wav", 0x1p-24}, {"pcm_f32le.w64", 0},
-      {"s24alac.m4a", 0x1p-23},   {"pcm_s64le.wav", 0x1p-24}, {"pcm_f64le.wav", 0}};
+      {"s24alac.m4a", 0x1p-23},   {"pcm_s64le.wav", 0x1p-24}, {"pcm_f64le.wav", 0},
+      {"pictures.mov", 0x1p-15}};
   for (const auto& [name, step] : forms) {
     SCOPED_TRACE(name);
     Opened file(made(name));
