@@ -70,7 +70,7 @@ TEST(Process, StreamsThatDoNotBlockAreWaitedFor) {
 }
 
 TEST(Process, AStandardStreamMayBeClosedAtTheStart) {
-  const std::string server = BRINDLEVANE_SERVER;
+  const std::string server = "'" BRINDLEVANE_SERVER "'";
   EXPECT_EQ(std::system((server + " >&- </dev/zero").c_str()), 0);
   const std::string ping = "echo '" + kPing + "' | ";
   const std::string isPong = " | grep -qxF '" + kPong + "'";
