@@ -34,13 +34,14 @@ std::int64_t tagLength(int descriptor, std::int64_t offset) {
   return kHeaderBytes + size + ((tag[5] & kHasFooter) != 0 ? kHeaderBytes : 0);
 }
 
-// kbit/s by index: layers I, II and III of version 1, layer I and the others of version 2.
-constexpr int kBitRates[5][15] = {
-    {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
-    {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
-    {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
-    {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
-    {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}};
+// kbit/s by index, from 1 on: layers I, II and III of version 1, layer I and the others of
+// version 2.
+constexpr int kBitRates[5][14] = {
+    {32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
+    {32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
+    {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
+    {32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
+    {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}};
 constexpr int kSampleRates[3] = {44100, 48000, 32000};
 
 }  // namespace
@@ -85,7 +86,7 @@ std::int64_t mpegFrameLength(int descriptor, std::int64_t offset, std::int64_t e
     return 0;
   }
   const bool isFirst = version == 3;
-  const int bits = 1000 * kBitRates[isFirst ? layer - 1 : layer == 1 ? 3 : 4][bitRate];
+  const int bits = 1000 * kBitRates[isFirst ? layer - 1 : layer == 1 ? 3 : 4][bitRate - 1];
   const int hertz = kSampleRates[sampleRate] >> (isFirst ? 0 : version == 2 ? 1 : 2);
   const int padding = static_cast<int>(header >> 9U & 1U);
   if (layer == 1) {
