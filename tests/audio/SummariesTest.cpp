@@ -34,18 +34,6 @@ ChannelSums channelSums(const Channels& channels) {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-TEST(Levels, OfASquareWaveAreAllFullScale) {
-  std::vector<float> square(5000, 1);
-  for (std::size_t i = 0; i < square.size(); i += 2) {
-    square[i] = -1;
-  }
-  const Levels result = levels(channelSums({square, square}));
-  EXPECT_EQ(result.peak, 1);
-  EXPECT_EQ(result.rms, 1);
-  EXPECT_EQ(result.dcOffset, 0);
-  EXPECT_EQ(result.clippedPercent, 100);
-}
-
 TEST(Levels, SumChannelAfterChannelInDoublePrecision) {
   const std::vector<float> left = noise(1, 1.2, 10007);
   const std::vector<float> right = noise(2, 1e-3, 10007);
@@ -264,24 +252,16 @@ TEST(SpectralSummary, AgreesWithTheSumOfTheTransform) {
   }
 }
 
-TEST(StereoSummary, KnowsTheExtremes) {
+TEST(StereoSummary, ComparesTheFirstTwoChannels) {
   const std::vector<float> a = noise(1, 0.5, 20000);
   const std::vector<float> b = noise(2, 0.5, 20000);
-  std::vector<float> inverted(a.size());
-  std::transform(a.begin(), a.end(), inverted.begin(), std::negate<>());
   const std::vector<float> constant(a.size(), 0.25F);
   struct Case {
-    const char* name;
     Channels channels;
     double correlation, width, tolerance;
   };
-  const std::vector<Case> cases = {{"same", {a, a}, 1, 0, 1e-12},
-                                   {"inverted", {a, inverted}, -1, 0, 1e-12},
-                                   {"constant", {a, constant}, 1, 100, 2},
-                                   {"independent", {a, b}, 0, 100, 2},
-                                   {"third channel ignored", {a, a, b}, 1, 0, 1e-12}};
-  for (const Case& one : cases) {
-    SCOPED_TRACE(one.name);
+  for (const Case& one : std::vector<Case>{
+           {{a, constant}, 1, 100, 2}, {{a, b}, 0, 100, 2}, {{a, a, b}, 1, 0, 1e-12}}) {
     const StereoSummary summary = stereoSummary(channelSums(one.channels));
     EXPECT_NEAR(summary.correlation.value(), one.correlation, std::min(one.tolerance, 0.02));
     EXPECT_NEAR(summary.width.value(), one.width, one.tolerance);

@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
+#include <iterator>
 #include <limits>
 #include <numbers>
 
@@ -31,17 +33,13 @@ Chroma rotated(const Chroma& profile, std::size_t root) {
   return chroma;
 }
 
-std::string textOf(const KeyAnalysisError& error) {
-  return error.what();
-}
-
 template <typename Call>
 std::string refusalOf(const Call& call) {
   try {
     static_cast<void>(call());
     return "";
   } catch (const KeyAnalysisError& error) {
-    return textOf(error);
+    return error.what();
   }
 }
 
@@ -250,40 +248,28 @@ TEST(AudioChroma, NeedsThreeFramesThatSound) {
   EXPECT_EQ(refusalOf([&] { return audioChroma(tone, 2e9); }), kInsufficient);
 }
 
-// A cadence of triads over their bass notes, with the tonic held at its end.
-std::vector<float> music(std::size_t root, bool minor) {
-  const std::vector<std::size_t> scale = minor ? std::vector<std::size_t>{0, 2, 3, 5, 7, 8, 10}
-                                               : std::vector<std::size_t>{0, 2, 4, 5, 7, 9, 11};
-  std::vector<float> samples;
-  for (const auto& [degree, beats] :
-       std::vector<std::pair<std::size_t, std::size_t>>{{0, 2}, {3, 1}, {4, 1}, {0, 4}}) {
-    const auto note = [&, first = degree](std::size_t step, std::size_t octave) {
-      const std::size_t place = first + step;
-      return frequencyOf(static_cast<double>(octave + root + scale[place % 7] + 12 * (place / 7)));
-    };
-    const std::vector<float> chord =
-        tones({note(0, 36), note(0, 48), note(0, 60), note(2, 60), note(4, 60)}, 0.1, 12000 * beats,
-              22050);
-    samples.insert(samples.end(), chord.begin(), chord.end());
-  }
-  return samples;
-}
-
-TEST(AnalyzeAudio, FindsAll24KeysInMusic) {
+TEST(AnalyzeAudio, FindsTheKeyOfWhatItIsAskedToHear) {
   const testing::TemporaryDirectory directory;
-  const std::string path = directory.file("a.wav");
-  for (std::size_t root = 0; root < 12; ++root) {
-    for (const bool minor : {false, true}) {
-      const std::string mode = minor ? " minor" : " major";
-      std::vector<float> samples = music((root + 6) % 12, minor);
-      const std::vector<float> after = music(root, minor);
-      const double half = static_cast<double>(after.size()) / 22050;
-      samples.insert(samples.end(), after.begin(), after.end());
-      testing::writeWav(path, {samples, samples}, 22050);
-      EXPECT_EQ(analyzeAudio(path, 0, half, std::nullopt).key, kNames[root] + mode);
-      EXPECT_EQ(analyzeAudio(path, 0, 0, half).key, kNames[(root + 6) % 12] + mode);
-      EXPECT_EQ(analyzeAudio(path, 1, half, 60).key, kNames[(root + 1) % 12] + mode);
-    }
+  // A cadence in F sharp minor and one in B flat major, 8 s each.
+  std::vector<float> samples;
+  for (const auto& chord : std::vector<std::vector<double>>{{42, 61, 66, 69},
+                                                            {47, 62, 66, 71},
+                                                            {49, 61, 65, 68},
+                                                            {42, 61, 66, 69},
+                                                            {46, 65, 70, 74},
+                                                            {51, 67, 70, 75},
+                                                            {53, 65, 69, 72},
+                                                            {46, 65, 70, 74}}) {
+    std::vector<double> frequencies;
+    std::transform(chord.begin(), chord.end(), std::back_inserter(frequencies), frequencyOf);
+    const std::vector<float> sound = tones(frequencies, 0.1, 44100, 22050);
+    samples.insert(samples.end(), sound.begin(), sound.end());
+  }
+  testing::writeWav(directory.file("a.wav"), {samples, samples}, 22050);
+  const std::vector<std::tuple<double, double, std::optional<double>, std::string>> cases = {
+      {0, 0, 8, "F\u266f minor"}, {0, 8, std::nullopt, "A\u266f major"}, {-3, 8, 60, "G major"}};
+  for (const auto& [semitones, start, duration, key] : cases) {
+    EXPECT_EQ(analyzeAudio(directory.file("a.wav"), semitones, start, duration).key, key);
   }
 }
 
@@ -324,7 +310,7 @@ TEST(AnalyzeAudio, RefusesWhatIsNoAudio) {
   testing::writeWav(directory.file("slow.wav"), {std::vector<float>(9000, 1)}, 1);
   EXPECT_EQ(refusalOf([&] { return analyzeAudio(directory.file("slow.wav"), 0, 0, std::nullopt); }),
             kInsufficient);
-  EXPECT_EQ(textOf(KeyAnalysisError::unsupportedAudio()),
+  EXPECT_EQ(KeyAnalysisError::unsupportedAudio().errorDescription,
             "Le format audio de ce clip n\u2019est pas pris en charge.");
 }
 

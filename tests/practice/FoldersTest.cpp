@@ -1,7 +1,5 @@
 #include "platform/Files.h"
-#include "platform/HttpTransport.h"
 #include "practice/Folders.h"
-#include "practice/Listener.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -58,26 +56,6 @@ TEST(BridgeFile, LeavesAFileThatSomebodyElseHasWrittenMeanwhile) {
     folder.write("Brindlevane/bridge.json", "{}");
   }
   EXPECT_EQ(readRegularFile(folder.path() / "Brindlevane" / "bridge.json", 9), "{}");
-}
-
-TEST(Listener, HandsOverARequestAndAnswersWhatIsNoHttp) {
-  const Listener listener([](const practice::HttpRequest& request) {
-    return practice::HttpAnswer{
-        418, request.method + " " + request.path + " " + request.token + " " + request.body};
-  });
-  brindlevane::HttpRequest request{.host = "127.0.0.1",
-                                   .port = listener.port(),
-                                   .method = "POST",
-                                   .target = "/v1/x?y",
-                                   .headers = {{"X-Brindlevane-Token", "t"}},
-                                   .body = "{}"};
-  const auto answered = std::get<brindlevane::HttpAnswer>(exchangeOverTcp(request, Seconds(30)));
-  EXPECT_EQ(answered.status, 418U);
-  EXPECT_EQ(answered.body, "POST /v1/x?y t {}");
-  request.method = "NOT HTTP";
-  const auto refused = std::get<brindlevane::HttpAnswer>(exchangeOverTcp(request, Seconds(30)));
-  EXPECT_EQ(refused.status, 400U);
-  EXPECT_EQ(Json::parse(refused.body)["error"]["code"], "INVALID_HTTP");
 }
 
 }  // namespace

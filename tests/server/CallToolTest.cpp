@@ -30,7 +30,9 @@ void expectSent(const std::string& tool, const Json& arguments, const Json& know
   EXPECT_FALSE(result.isError);
   EXPECT_EQ(result.structuredContent, Json({{"done", tool}}));
   ASSERT_EQ(bridge.requests.size(), 2U);
-  EXPECT_EQ(bridge.requests[0].target, "/v1/health");
+  EXPECT_EQ(bridge.requests[0].method + " " + bridge.requests[0].target, "GET /v1/health");
+  EXPECT_EQ(bridge.requests[0].body, "");
+  EXPECT_EQ(bridge.timeouts[0], Seconds(6));
   EXPECT_EQ(bridge.requests[1].method + " " + bridge.requests[1].target, sent);
   EXPECT_EQ(bridge.requests[1].body, body);
   EXPECT_EQ(bridge.timeouts[1], Seconds(known.at("seconds").get<int>()));

@@ -1,6 +1,5 @@
 #include "server/BrindlevaneMCPMain.h"
 #include "tests/support/ScriptedBridge.h"
-#include "tools/Catalogue.h"
 
 #include <gtest/gtest.h>
 
@@ -95,51 +94,6 @@ TEST(MainLoop, AToolIsCalledWithAnObjectOfArguments) {
                                             {"structuredContent",
                                              message.empty() ? Json{{"tempo", 120}} : error}})));
   }
-}
-
-TEST(MainLoop, InitializeIntroducesTheServer) {
-  const auto response = parseJson(answerTo(R"({"id":1,"method":"initialize","params":{"x":1}})"));
-  Json result = response->at("result");
-  const auto instructions = result["instructions"].get<std::string>();
-  EXPECT_EQ(instructions.size(), 1441U);
-  EXPECT_TRUE(instructions.starts_with("Always call brindlevane_get_context before answering a "));
-  EXPECT_TRUE(instructions.ends_with(" unless a tool returned an explicit audio measurement."));
-  result.erase("instructions");
-  EXPECT_EQ(compactJson(result),
-            R"({"capabilities":{"tools":{"listChanged":false}},"protocolVersion":"2025-06-18",)"
-            R"("serverInfo":{"name":"Brindlevane","version":"0.16.3"}})");
-}
-
-TEST(MainLoop, TheCatalogueKeepsItsOrderAndItsBounds) {
-  const std::string line = answerTo(R"({"id":1,"method":"tools/list"})");
-  EXPECT_EQ(answerTo(R"({"id":1,"method":"tools/list"})"), line);
-  const Json tools = parseJson(line)->at("result").at("tools");
-  ASSERT_EQ(tools, BrindlevaneMCP::tools());
-  EXPECT_EQ(tools[0]["name"], "brindlevane_get_session");
-  EXPECT_EQ(tools[7]["name"], "brindlevane_start_master_listen");
-  EXPECT_EQ(tools[27]["name"], "brindlevane_undo_last_organization");
-  EXPECT_EQ(compactJson(tools[3]["inputSchema"]),
-            R"({"additionalProperties":false,"properties":{},"required":[],"type":"object"})");
-  EXPECT_EQ(compactJson(tools[26]["inputSchema"]["properties"]["displayDb"]),
-            R"({"maximum":0,"minimum":-70,"type":"number"})");
-  EXPECT_EQ(compactJson(tools[19]["inputSchema"]["properties"]["notes"]["items"]["required"]),
-            R"(["pitch","startTime","duration"])");
-  int writing = 0;
-  for (const Json& tool : tools) {
-    const Json& schema = tool["inputSchema"];
-    const bool writes = schema["properties"].contains("confirm");
-    writing += writes ? 1 : 0;
-    EXPECT_EQ(tool["annotations"]["readOnlyHint"], !writes) << tool["name"];
-    EXPECT_EQ(tool["annotations"]["destructiveHint"], false);
-    EXPECT_EQ(tool["annotations"]["openWorldHint"], false);
-    const bool repeatable =
-        tool["name"] != "brindlevane_start_master_listen" && tool["name"] != "brindlevane_play";
-    EXPECT_EQ(tool["annotations"]["idempotentHint"], repeatable) << tool["name"];
-    for (const Json& required : schema["required"]) {
-      EXPECT_TRUE(schema["properties"].contains(required)) << tool["name"];
-    }
-  }
-  EXPECT_EQ(writing, 19);
 }
 
 }  // namespace

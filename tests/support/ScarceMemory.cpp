@@ -59,18 +59,11 @@ Pause::~Pause() {
 
 using brindlevane::ScarceMemory::allocate;
 
-// The forms that are left out call these; a sanitizer's own do not, so none is left out that the
-// standard library uses.
+// The forms that are left out call these, or belong to a sanitizer on both sides.
 void* operator new(std::size_t size) {
   return allocate(size, alignof(std::max_align_t));
 }
-void* operator new[](std::size_t size) {
-  return allocate(size, alignof(std::max_align_t));
-}
 void* operator new(std::size_t size, std::align_val_t alignment) {
-  return allocate(size, static_cast<std::size_t>(alignment));
-}
-void* operator new[](std::size_t size, std::align_val_t alignment) {
   return allocate(size, static_cast<std::size_t>(alignment));
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
@@ -83,27 +76,9 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
 void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 void operator delete(void* memory, std::align_val_t) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::align_val_t) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
   std::free(memory);
 }
