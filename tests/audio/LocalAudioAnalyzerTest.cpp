@@ -40,7 +40,7 @@ class Analyze : public ::testing::Test {
     }
   }
 
-  testing::TemporaryDirectory directory_;
+  TemporaryFolder directory_;
   int files_ = 0;
 };
 

@@ -249,7 +249,7 @@ TEST(AudioChroma, NeedsThreeFramesThatSound) {
 }
 
 TEST(AnalyzeAudio, FindsTheKeyOfWhatItIsAskedToHear) {
-  const testing::TemporaryDirectory directory;
+  const TemporaryFolder directory;
   // A cadence in F sharp minor and one in B flat major, 8 s each.
   std::vector<float> samples;
   for (const auto& chord : std::vector<std::vector<double>>{{42, 61, 66, 69},
@@ -274,7 +274,7 @@ TEST(AnalyzeAudio, FindsTheKeyOfWhatItIsAskedToHear) {
 }
 
 TEST(AnalyzeAudio, PlansTheSegmentInFrames) {
-  const testing::TemporaryDirectory directory;
+  const TemporaryFolder directory;
   const std::string path = directory.file("a.wav");
   testing::writeWav(path, {tones({262, 330, 392}, 0.2, 8000 * 100, 8000)}, 8000);
   const double infinity = std::numeric_limits<double>::infinity();
@@ -301,7 +301,7 @@ TEST(AnalyzedCount, IsTheLengthThatADurationComesBackTo) {
 }
 
 TEST(AnalyzeAudio, RefusesWhatIsNoAudio) {
-  const testing::TemporaryDirectory directory;
+  const TemporaryFolder directory;
   testing::writeBytes(directory.file("a.wav"), std::string(5000, 'x'));
   for (const std::string& path : {directory.file("a.wav"), directory.file("missing")}) {
     EXPECT_EQ(refusalOf([&] { return analyzeAudio(path, 0, 0, std::nullopt); }),

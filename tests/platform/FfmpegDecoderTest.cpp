@@ -22,9 +22,6 @@ namespace brindlevane {
 namespace {
 
 using testing::bytesOf;
-using testing::run;
-using testing::TemporaryDirectory;
-using testing::writeBytes;
 
 const char* const kFfmpeg = "brindlevane_ffmpeg.so";
 const char* const kSndfile = "brindlevane_sndfile.so";
@@ -84,62 +81,32 @@ double largestDifference(const std::vector<float>& part, const std::vector<float
   return largest;
 }
 
-// Files of 34 s of a tone in noise, made when first asked for.
+// Files of 34 s of a tone in noise.
 class FfmpegDecoder : public ::testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    std::vector<float> sound = testing::tones({440}, 0.3, kFrames, kRate);
-    const std::vector<float> noise = testing::noise(5, 0.05, kFrames);
-    std::transform(sound.begin(), sound.end(), noise.begin(), sound.begin(), std::plus<>());
-    testing::writeWav(path("source.wav"), {sound}, kRate);
+  static const testing::MadeFiles& files() {
+    static const testing::MadeFiles kFiles = [] {
+      std::vector<float> sound = testing::tones({440}, 0.3, kFrames, kRate);
+      const std::vector<float> noise = testing::noise(5, 0.05, kFrames);
+      std::transform(sound.begin(), sound.end(), noise.begin(), sound.begin(), std::plus<>());
+      return testing::MadeFiles({sound}, kRate);
+    }();
+    return kFiles;
   }
 
-  static std::string path(const std::string& name) {
-    static const TemporaryDirectory kDirectory;
-    return kDirectory.file(name);
-  }
-
-  // The path of a file whose name begins with what it is made by: a codec or one of these.
-  static std::string made(const std::string& name) {
-    static const std::map<std::string, std::string> kOptions = {
-        {"aac", "aac -aac_pns 0"},
-        {"first", "aac -aac_pns 0 -movflags faststart"},
-        {"bare", "aac -aac_pns 0 -use_editlist 0"},
-        // A track of pictures comes before the sound.
-        {"pictures", "pcm_s16le -filter_complex 'color=s=16x16:d=1[v]' -map '[v]' -map 0:a"},
-        {"ac3", "ac3 -ar 32000 -b:a 256k"},
-        {"firstalac", "alac -movflags faststart"},
-        {"s24alac", "alac -sample_fmt s32p"},
-        {"fragments", "alac -movflags frag_keyframe+empty_moov -frag_duration 2000000"},
-        {"lame", "libmp3lame -b:a 64k"},
-        {"xing", "libmp3lame -b:a 64k -write_xing 0"},
-        {"opus", "libopus -b:a 96k"},
-        {"opus40", "libopus -b:a 96k -frame_duration 40"},
-        {"u8wavpack", "wavpack -sample_fmt u8p"},
-        {"vorbis", "libvorbis"}};
-    if (!std::filesystem::exists(path(name))) {
-      const std::string kind = name.substr(0, name.find('.'));
-      const auto options = kOptions.find(kind);
-      run("ffmpeg -v error -y -i " + path("source.wav") + " -strict -2 -c:a " +
-          (options != kOptions.end() ? options->second : kind) + " " + path(name));
-    }
-    return path(name);
-  }
-
-  // A changed copy of a file.
+  static std::string made(const std::string& name) { return files().path(name); }
   static std::string changed(const std::string& name, const std::string& bytes) {
-    writeBytes(path("changed-" + name), bytes);
-    return path("changed-" + name);
+    return files().changed(name, bytes);
   }
 };
 
 TEST_F(FfmpegDecoder, SamplesOfEachFormAreScaledByTheirWidth) {
-  const std::vector<float> source = Opened(path("source.wav")).read();
+  const std::vector<float> source = Opened(files().source()).read();
   const std::vector<std::pair<std::string, double>> forms = {
       {"pcm_u8.wav", 0x1p-7},     {"u8wavpack.wv", 0x1p-7},   {"pcm_s8.mov", 0x1p-7},
       {"pcm_s8.aiff", 0x1p-7},    {"pcm_s16le.wav", 0x1p-15}, {"alac.m4a", 0x1p-15},
       {"pcm_s24be.caf", 0x1p-23}, {"pcm_s32le.wav", 0x1p-24}, {"pcm_f32le.w64", 0},
-      {"s24alac.m4a", 0x1p-23},   {"pcm_s64le.wav", 0x1p-24}, {"pcm_f64le.wav", 0},
+      {"alac24.m4a", 0x1p-23},    {"pcm_s64le.wav", 0x1p-24}, {"pcm_f64le.wav", 0},
       {"pictures.mov", 0x1p-15}};
   for (const auto& [name, step] : forms) {
     SCOPED_TRACE(name);
@@ -214,7 +181,7 @@ TEST_F(FfmpegDecoder, TagsBeforeAndBehindAreNoSound) {
 TEST_F(FfmpegDecoder, AJumpGivesTheSamplesOfADecodingFromTheStart) {
   // Each file with what its decoder draws at random.
   const std::vector<std::pair<std::string, double>> kinds = {
-      {"aac.m4a", 0},        {"bare.m4a", 0},     {"aac.aac", 0},       {"aac.mka", 0},
+      {"aac.m4a", 0},        {"bareaac.m4a", 0},  {"aac.aac", 0},       {"aac.mka", 0},
       {"lame.mp3", 0},       {"xing.mp3", 0},     {"lame.wav", 0},      {"lame.mp4", 0},
       {"ac3.ac3", 0.02},     {"alac.m4a", 0},     {"alac.caf", 0},      {"flac.mp4", 0},
       {"flac.mka", 0},       {"flac.flac", 0},    {"flac.oga", 0},      {"tta.tta", 0},
@@ -332,8 +299,9 @@ TEST_F(FfmpegDecoder, EditListsAreReadInEveryStyleOfBoxes) {
     SCOPED_TRACE(row.name);
     const BoxStyle style = {row.hasLongDates, row.hasLongSizes,
                             editList(row.edits, row.hasLongDates)};
-    const std::string name = row.name + std::string(".m4a");
-    Opened file(changed(name, restyled(bytesOf(made("alac.m4a")), style)));
+    const std::string path =
+        changed(row.name + std::string(".m4a"), restyled(bytesOf(made("alac.m4a")), style));
+    Opened file(path);
     ASSERT_TRUE(file.decoder());
     std::vector<float> expected;
     for (const auto& [from, to] : row.parts) {
@@ -341,7 +309,7 @@ TEST_F(FfmpegDecoder, EditListsAreReadInEveryStyleOfBoxes) {
     }
     EXPECT_EQ(file.decoder()->format().length, std::ssize(expected));
     EXPECT_TRUE(file.read() == expected);
-    Opened again(path("changed-" + name));
+    Opened again(path);
     const std::int64_t late = std::ssize(expected) - 100;
     ASSERT_TRUE(again.decoder()->seek(late));
     EXPECT_LE(largestDifference(again.read(), expected, late), 0);
@@ -377,13 +345,14 @@ TEST_F(FfmpegDecoder, DamageInTheMiddleIsAFault) {
     for (std::size_t i = 0; i < 6000; ++i) {
       bytes[bytes.size() / 2 + i] = static_cast<char>(i * i * 31 + i * 7 + (i >> 5U));
     }
-    Opened damaged(changed(name, bytes));
+    const std::string path = changed(name, bytes);
+    Opened damaged(path);
     ASSERT_TRUE(damaged.decoder());
     EXPECT_LT(std::ssize(damaged.read()), std::ssize(intact) * 3 / 5);
     EXPECT_LT(damaged.last(), 0);
     // What lies behind is reached where it can be found, and refused where not.
     const std::int64_t behind = std::ssize(intact) * 9 / 10;
-    Opened again(path("changed-" + std::string(name)));
+    Opened again(path);
     const bool reached = again.decoder()->seek(behind);
     EXPECT_EQ(reached, name == std::string("alac.m4a") || name == std::string("flac.mp4") ||
                            name == std::string("aac.m4a") || name == std::string("wavpack.wv") ||

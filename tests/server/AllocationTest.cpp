@@ -167,7 +167,7 @@ TEST(Allocation, AToolCallGetsAnErrorResultAndIsNotRepeated) {
 }
 
 TEST(Allocation, AnAudioFileIsMeasuredWholeOrNotAtAll) {
-  const testing::TemporaryDirectory folder;
+  const TemporaryFolder folder;
   const std::string file = folder.file(kFileName);
   testing::writeWav(file, {testing::tones({262, 330, 392}, 0.2, 40000)});
   const Json keySource = {{"kind", "audio"}, {"filePath", file}};

@@ -8,22 +8,12 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <numbers>
 #include <random>
 #include <span>
-#include <system_error>
 
 namespace brindlevane::testing {
-
-TemporaryDirectory::TemporaryDirectory() {
-  std::string name = (std::filesystem::temp_directory_path() / "brindlevane-XXXXXX").string();
-  path_ = ::mkdtemp(name.data());
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 std::optional<Signal> readSignal(AudioFile& file, std::int64_t start, std::int64_t count) {
   Signal channels(static_cast<std::size_t>(file.channelCount()));
@@ -86,6 +76,46 @@ void writeWav(const std::string& path, const Signal& signal, double sampleRate) 
     }
   }
   writeBytes(path, bytes);
+}
+
+MadeFiles::MadeFiles(const Signal& sound, double sampleRate) {
+  writeWav(source(), sound, sampleRate);
+}
+
+std::string MadeFiles::path(const std::string& name) const {
+  const std::string longTitle = "$(head -c 100000 /dev/zero | tr '\\0' x)";
+  static const std::map<std::string, std::string> kKinds = {
+      {"aac", "aac -aac_pns 0 -b:a 256k"},
+      {"first", "aac -aac_pns 0 -movflags faststart"},
+      {"bareaac", "aac -aac_pns 0 -use_editlist 0"},
+      // A track of pictures comes before the sound.
+      {"pictures", "pcm_s16le -filter_complex 'color=s=16x16:d=1[v]' -map '[v]' -map 0:a"},
+      {"ac3", "ac3 -ar 32000 -b:a 256k"},
+      {"rf64", "pcm_s16le -rf64 always"},
+      {"flac24", "flac -sample_fmt s32"},
+      {"flac500", "flac -frame_size 500"},
+      {"firstalac", "alac -movflags faststart"},
+      {"alac24", "alac -sample_fmt s32p"},
+      {"fragments", "alac -movflags frag_keyframe+empty_moov -frag_duration 2000000"},
+      {"lame", "libmp3lame -b:a 64k"},
+      {"lame256", "libmp3lame -b:a 256k"},
+      {"xing", "libmp3lame -b:a 64k -write_xing 0"},
+      {"opus", "libopus -b:a 96k"},
+      {"opus40", "libopus -b:a 96k -frame_duration 40"},
+      {"opuspages", "libopus -page_duration 200000"},
+      {"titledvorbis", "libvorbis -metadata title=" + longTitle},
+      {"titledopus", "libopus -b:a 24k -metadata title=" + longTitle},
+      {"u8wavpack", "wavpack -sample_fmt u8p"},
+      {"vorbis", "libvorbis -q:a 8"},
+      {"vorbispages", "libvorbis -page_duration 200000"}};
+  const std::string path = folder_.file(name);
+  if (!std::filesystem::exists(path)) {
+    const std::string codec = name.substr(0, name.find('.'));
+    const auto kind = kKinds.find(codec);
+    run("ffmpeg -v error -i " + source() + " -strict -2 -c:a " +
+        (kind != kKinds.end() ? kind->second : codec) + " " + path);
+  }
+  return path;
 }
 
 void run(const std::string& command) {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/AudioFile.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,20 +12,6 @@ namespace brindlevane::testing {
 
 /// One array of samples per channel, full scale = 1.
 using Signal = std::vector<std::vector<float>>;
-
-/// A directory of its own, removed with the object.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory();
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  ~TemporaryDirectory();
-
-  [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// Writes a WAV file of 32-bit float samples.
 void writeWav(const std::string& path, const Signal& signal, double sampleRate = 44100);
@@ -55,6 +41,27 @@ void writeBytes(const std::string& path, const std::string& bytes);
 
 /// A copy of bytes of which some are zeros.
 [[nodiscard]] std::string withHole(std::string bytes, std::size_t at, std::size_t size);
+
+/// Files of every kind of one sound, each made by ffmpeg when it is first asked for.
+class MadeFiles {
+ public:
+  explicit MadeFiles(const Signal& sound, double sampleRate = 44100);
+
+  /// The path of the sound itself, in 32-bit floats.
+  [[nodiscard]] std::string source() const { return folder_.file("source.wav"); }
+
+  /// The path of a file, its name being what encodes it, a codec or one of the kinds in the source,
+  /// and a dot and the container.
+  [[nodiscard]] std::string path(const std::string& name) const;
+
+  /// The path of a changed copy of a file.
+  [[nodiscard]] std::string changed(const std::string& name, const std::string& bytes) const {
+    return folder_.write("changed-" + name, bytes).string();
+  }
+
+ private:
+  TemporaryFolder folder_;
+};
 
 /// Runs a shell command and fails the test when it fails.
 void run(const std::string& command);

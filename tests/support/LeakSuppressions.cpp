@@ -1,5 +1,5 @@
-// What the leak sanitizer is to pass over, and not to report either; without that sanitizer, nothing
-// calls this.
+// What the leak sanitizer is to pass over, and not to report either; without that sanitizer,
+// nothing calls this.
 
 // libsndfile forgets a few kilobytes each time it gives up on a damaged Vorbis stream, and the JSON
 // library what it has begun when memory runs out while it makes a value of a list in braces.

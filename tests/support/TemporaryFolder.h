@@ -19,6 +19,7 @@ class TemporaryFolder {
   ~TemporaryFolder() { std::filesystem::remove_all(path_); }
 
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+  [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
 
   /// Writes a file, and the folders above it.
   // NOLINTNEXTLINE(modernize-use-nodiscard): the path is of use to some, the file to all.

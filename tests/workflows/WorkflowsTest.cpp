@@ -79,7 +79,7 @@ class Workflows : public ::testing::Test {
   const std::string cleanUpRequest =
       R"(POST /v1/master-capture/cleanup {"confirm":true,"jobId":")" + kJob + R"("})";
   ScriptedBridge bridge;
-  testing::TemporaryDirectory folder;
+  TemporaryFolder folder;
 };
 
 TEST_F(Workflows, AMidiClipHasTheKeyOfItsNotes) {
