@@ -10,6 +10,7 @@
 #include <iterator>
 #include <limits>
 #include <numbers>
+#include <set>
 
 namespace brindlevane::MusicalKeyAnalyzer {
 namespace {
@@ -43,18 +44,6 @@ std::string refusalOf(const Call& call) {
   }
 }
 
-TEST(Detect, NamesEachOfThe24Profiles) {
-  for (std::size_t root = 0; root < 12; ++root) {
-    for (const auto& [profile, mode] : {std::pair(kMajor, " major"), std::pair(kMinor, " minor")}) {
-      const KeyDetection detection = detect(rotated(profile, root), 0, 12.5);
-      EXPECT_EQ(detection.key, kNames[root] + mode);
-      EXPECT_EQ(detection.confidence, 0.96);
-      EXPECT_EQ(detection.analyzedSeconds, 12.5);
-    }
-  }
-  EXPECT_EQ(detect(kMajor).analyzedSeconds, 0);
-}
-
 // The correlation with a profile by the textbook, from raw moments.
 double pearson(const Chroma& x, const Chroma& y) {
   double sumX = 0;
@@ -76,6 +65,7 @@ double pearson(const Chroma& x, const Chroma& y) {
 TEST(Detect, MeasuresConfidenceByFitAndLead) {
   std::size_t poor = 0;
   std::size_t certain = 0;
+  std::set<std::string> names;
   for (unsigned seed = 0; seed < 300; ++seed) {
     SCOPED_TRACE(seed);
     const std::vector<float> weights = noise(seed, 1.0 / (1 + seed % 5), 12);
@@ -98,11 +88,16 @@ TEST(Detect, MeasuresConfidenceByFitAndLead) {
       }
     }
     const double confidence = 0.43 + 2.2 * (best - second) + 0.45 * std::max(best - 0.45, 0.0);
-    EXPECT_EQ(detect(chroma).key, name);
-    EXPECT_NEAR(detect(chroma).confidence, std::min(confidence, 0.96), 1e-9);
+    const KeyDetection detection = detect(chroma, 0, seed);
+    EXPECT_EQ(detection.key, name);
+    EXPECT_NEAR(detection.confidence, std::min(confidence, 0.96), 1e-9);
+    EXPECT_EQ(detection.analyzedSeconds, seed);
+    EXPECT_EQ(detect(chroma).analyzedSeconds, 0);
+    names.insert(name);
     poor += best < 0.45 ? 1U : 0U;
     certain += confidence > 0.96 ? 1U : 0U;
   }
+  EXPECT_EQ(names.size(), 24U);
   EXPECT_GT(poor, 5U);
   EXPECT_GT(certain, 5U);
   EXPECT_LT(certain, 200U);

@@ -172,19 +172,10 @@ TEST(HttpTransport, ARequestIsSentAsItIs) {
 }
 
 TEST(HttpTransport, AnAddressWithoutAListenerIsUnreachable) {
-  std::uint16_t freedPort = 0;
-  {
-    freedPort = FakeBridge([](int) {}).port();
-  }
+  const std::uint16_t freedPort = FakeBridge([](int) {}).port();
   for (const std::string host : {"127.0.0.1", "::1", "localhost", ""}) {
-    EXPECT_EQ(described(exchangeOverTcp({.host = host,
-                                         .port = freedPort,
-                                         .method = "GET",
-                                         .target = "/",
-                                         .headers = {},
-                                         .body = {}},
-                                        Seconds(5))),
-              "unreachable");
+    const HttpRequest request = {host, freedPort, "GET", "/", {}, {}};
+    EXPECT_EQ(described(exchangeOverTcp(request, Seconds(5))), "unreachable");
   }
 }
 

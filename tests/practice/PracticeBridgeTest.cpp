@@ -145,34 +145,6 @@ TEST_F(PracticeBridgeTest, TheSelectedTrackDecidesWhatTheKeySourceIs) {
   EXPECT_EQ(sourceOf(11)["error"]["code"], "NO_CLIP_SELECTED");
 }
 
-TEST_F(PracticeBridgeTest, SampleSearchRanksByWordsWithinARole) {
-  const auto namesFor = [this](const Json& body) {
-    std::vector<std::string> names;
-    const Json result = post("/v1/samples/search", body);
-    for (const Json& sample : result["samples"]) {
-      EXPECT_EQ(sample["sampleId"].get<std::string>().size(), 24U);
-      names.push_back(sample["name"]);
-    }
-    return names;
-  };
-  using Names = std::vector<std::string>;
-  EXPECT_EQ(namesFor({{"query", "TIGHT kick"}, {"limit", 2}}),
-            (Names{"Tight Tech Kick 01", "Deep Round Kick 07"}));
-  EXPECT_EQ(namesFor({{"query", "concrete"}, {"role", "clap"}}), Names{"Wide Room Clap"});
-  EXPECT_EQ(namesFor({{"query", "zither"}}), Names{});
-  EXPECT_EQ(namesFor(Json::object()).size(), 12U);
-}
-
-TEST_F(PracticeBridgeTest, TheArrangementIsAppendedInEightSections) {
-  const Json built = post("/v1/arrangement/build", approved());
-  EXPECT_EQ(built["startTime"], 64);
-  EXPECT_EQ(built["sections"].size(), 8U);
-  const Json project = get("/v1/analysis/project");
-  EXPECT_EQ(project["arrangementLength"], 64 + 128 * 4);
-  const Json& bass = project["tracks"][4]["clips"];
-  EXPECT_NE(bass[2]["name"], bass[3]["name"]) << "the variations take turns";
-}
-
 TEST_F(PracticeBridgeTest, ACaptureIsRenderedInPartsAsIfAtOnce) {
   (void)post("/v1/tempo", approved({{"tempo", 240}}));
   (void)post("/v1/transport/play", Json::object());
