@@ -9,14 +9,6 @@
 namespace brindlevane {
 namespace {
 
-std::int64_t bigEndian(std::string_view bytes) {
-  std::int64_t value = 0;
-  for (const char byte : bytes) {
-    value = value << 8 | static_cast<unsigned char>(byte);
-  }
-  return value;
-}
-
 // The bytes of an ID3v2 tag, or 0 when none begins there.
 std::int64_t tagLength(int descriptor, std::int64_t offset) {
   constexpr std::int64_t kHeaderBytes = 10;
@@ -71,28 +63,30 @@ bool mpegFramesAreCounted(int descriptor, std::int64_t begin) {
   return text.find("VBRI") < text.size();
 }
 
-std::int64_t mpegFrameLength(int descriptor, std::int64_t offset, std::int64_t end) {
-  std::array<char, 4> bytes = {};
-  if (offset + 4 > end || readAt(descriptor, bytes.data(), bytes.size(), offset) != 4) {
-    return 0;
-  }
-  const auto header = static_cast<std::uint32_t>(bigEndian({bytes.data(), bytes.size()}));
-  const std::uint32_t version = header >> 19U & 3U;  // 3: 1, 2: 2, 0: 2.5
-  const std::uint32_t layer = 4 - (header >> 17U & 3U);
-  const std::uint32_t bitRate = header >> 12U & 15U;
-  const std::uint32_t sampleRate = header >> 10U & 3U;
-  if (header >> 21U != 0x7ff || version == 1 || layer == 4 || bitRate == 0 || bitRate == 15 ||
-      sampleRate == 3) {
+int mpegFrameBytes(const std::uint8_t* header) {
+  const unsigned version = header[1] >> 3U & 3U;  // 3: 1, 2: 2, 0: 2.5
+  const unsigned layer = 4 - (header[1] >> 1U & 3U);
+  const unsigned bitRate = header[2] >> 4U;
+  const unsigned sampleRate = header[2] >> 2U & 3U;
+  if (header[0] != 0xff || header[1] < 0xe0 || version == 1 || layer == 4 || bitRate == 0 ||
+      bitRate == 15 || sampleRate == 3) {
     return 0;
   }
   const bool isFirst = version == 3;
   const int bits = 1000 * kBitRates[isFirst ? layer - 1 : layer == 1 ? 3 : 4][bitRate - 1];
   const int hertz = kSampleRates[sampleRate] >> (isFirst ? 0 : version == 2 ? 1 : 2);
-  const int padding = static_cast<int>(header >> 9U & 1U);
+  const int padding = header[2] >> 1U & 1U;
   if (layer == 1) {
     return 4 * (12 * bits / hertz + padding);
   }
   return (layer == 3 && !isFirst ? 72 : 144) * bits / hertz + padding;
+}
+
+std::int64_t mpegFrameLength(int descriptor, std::int64_t offset, std::int64_t end) {
+  std::array<std::uint8_t, 4> header = {};
+  const bool isThere =
+      offset + 4 <= end && readAt(descriptor, header.data(), header.size(), offset) == 4;
+  return isThere ? mpegFrameBytes(header.data()) : 0;
 }
 
 }  // namespace brindlevane

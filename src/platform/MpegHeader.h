@@ -13,9 +13,13 @@ namespace brindlevane {
 /// @param begin  where in the file the stream begins
 [[nodiscard]] bool mpegFramesAreCounted(int descriptor, std::int64_t begin);
 
-/// The bytes of the MPEG audio frame whose header stands at an offset, before `end`.
+/// The bytes of an MPEG audio frame by the four of its header.
 ///
-/// @return 0 when there is none, or one of the free format that does not tell its length
+/// @return 0 when it is none, or one of the free format that does not tell its length
+/// @see ISO/IEC 11172-3 and 13818-3, 2.4.2.3.
+[[nodiscard]] int mpegFrameBytes(const std::uint8_t* header);
+
+/// The same of the header that stands at an offset of a file, before `end`.
 [[nodiscard]] std::int64_t mpegFrameLength(int descriptor, std::int64_t offset, std::int64_t end);
 
 }  // namespace brindlevane

@@ -1,5 +1,7 @@
 #include "platform/PacketFrames.h"
 
+#include "platform/MpegHeader.h"
+
 #include <array>
 #include <cstddef>
 
@@ -26,26 +28,6 @@ bool hasFixedFrames(AVCodecID codec) {
     default:
       return false;
   }
-}
-
-// ISO/IEC 11172-3, 2.4.2.3 and 13818-3: the bytes of a frame of layer II or III by its header; 0
-// where it does not tell.
-int mpegFrameBytes(const std::uint8_t* header) {
-  constexpr std::array<int, 16> kLayer2 = {0,   32,  48,  56,  64,  80,  96,  112,
-                                           128, 160, 192, 224, 256, 320, 384, 0};
-  constexpr std::array<int, 16> kLayer3 = {0,   32,  40,  48,  56,  64,  80,  96,
-                                           112, 128, 160, 192, 224, 256, 320, 0};
-  constexpr std::array<int, 16> kHalved = {0,  8,  16, 24,  32,  40,  48,  56,
-                                           64, 80, 96, 112, 128, 144, 160, 0};
-  constexpr std::array<int, 4> kRates = {44100, 48000, 32000, 0};
-  const unsigned version = header[1] >> 3U & 3U;  // 3: 1, 2: 2, 0: 2.5
-  const bool isLayer3 = (header[1] >> 1U & 3U) == 1;
-  const int rate = kRates[header[2] >> 2U & 3U] >> (version == 3 ? 0 : version == 2 ? 1 : 2);
-  const auto& kilobits = version != 3 ? kHalved : isLayer3 ? kLayer3 : kLayer2;
-  const int bits = kilobits[header[2] >> 4U] * 1000;
-  const int padding = header[2] >> 1U & 1U;
-  const int slots = isLayer3 && version != 3 ? 72 : 144;
-  return bits == 0 || rate == 0 ? 0 : slots * bits / rate + padding;
 }
 
 bool holdsMpegFrame(const AVPacket& packet) {

@@ -1,0 +1,49 @@
+#include "platform/MpegHeader.h"
+#include "platform/RegularFile.h"
+#include "tests/support/AudioFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace brindlevane {
+namespace {
+
+TEST(MpegHeader, FramesOfEachBitRateFollowOneAnotherToTheEndOfTheFile) {
+  const TemporaryFolder folder;
+  testing::writeWav(folder.file("a.wav"), {testing::noise(1, 0.1, 20000)}, 48000);
+  const std::vector<int> layer2 = {32, 48, 56, 64, 80, 96, 112, 128, 160, 192};
+  const std::vector<int> high2 = {224, 256, 320, 384};
+  const std::vector<int> layer3 = {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320};
+  const std::vector<int> halved = {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160};
+  struct Case {
+    std::string codec;
+    std::vector<int> bitRates;
+  };
+  for (const Case& each : std::vector<Case>{{"mp2 -f mp2 -ar 48000", layer2},
+                                            {"mp2 -f mp2 -ar 44100 -ac 2", high2},
+                                            {"mp2 -f mp2 -ar 22050", halved},
+                                            {"libmp3lame -write_xing 0 -ar 44100", layer3},
+                                            {"libmp3lame -write_xing 0 -ar 24000", halved},
+                                            {"libmp3lame -write_xing 0 -ar 8000", {8, 24, 64}}}) {
+    for (const int kilobits : each.bitRates) {
+      SCOPED_TRACE(each.codec + std::to_string(kilobits));
+      testing::run("ffmpeg -v error -y -i " + folder.file("a.wav") + " -c:a " + each.codec +
+                   " -b:a " + std::to_string(kilobits) + "k " + folder.file("a.mp3"));
+      const RegularFile file = RegularFile::open(folder.file("a.mp3")).value();
+      const auto end = static_cast<std::int64_t>(testing::bytesOf(folder.file("a.mp3")).size());
+      std::int64_t at = endOfTags(file.descriptor());
+      int frames = 0;
+      while (const std::int64_t length = mpegFrameLength(file.descriptor(), at, end)) {
+        at += length;
+        ++frames;
+      }
+      EXPECT_EQ(at, end);
+      EXPECT_GT(frames, 5);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace brindlevane
