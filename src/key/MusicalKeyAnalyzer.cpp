@@ -111,9 +111,6 @@ std::size_t analyzedCount(std::size_t count, double sampleRate) {
 
 KeyDetection estimate(ChromaCollector& collector, std::size_t count, double sampleRate,
                       double transposeSemitones) {
-  if (count <= static_cast<std::size_t>(kMostFramesRefused)) {
-    throw KeyAnalysisError::insufficientSignal();
-  }
   const Chroma chroma = collector.finish(count);
   return detect(chroma, transposeSemitones, static_cast<double>(count) / sampleRate);
 }

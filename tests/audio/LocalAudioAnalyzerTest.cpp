@@ -189,6 +189,7 @@ TEST_F(Analyze, RefusesWhatCannotBeMeasured) {
     EXPECT_EQ(refusalOf(wav({cases[i].first})), cases[i].second) << i;
   }
   EXPECT_EQ(analyze(wav({lone(1.0001e-5F)}), std::nullopt).rmsDbFS, -120);
+  EXPECT_EQ(analyze(wav({std::vector<float>(2048, 1)}), std::nullopt).crestFactorDb, 0);
   // 90 frames at one a second are too few.
   EXPECT_EQ(refusalOf(wav({std::vector<float>(9000, 1)}, 1)), kInsufficient);
   EXPECT_EQ(AudioMeasurementError::unsupportedAudio().errorDescription,

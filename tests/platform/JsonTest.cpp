@@ -72,6 +72,12 @@ TEST(Json, TextsThatAreNotOneValidValueAreRefused) {
     EXPECT_FALSE(parseJson(text)) << text.substr(0, 40);
   }
   EXPECT_TRUE(parseJson(nested(kDeepestNesting)));
+  std::string objects = "1";
+  for (std::size_t i = 0; i < kDeepestNesting; ++i) {
+    objects = "{\"a\":" + objects + "}";
+  }
+  EXPECT_TRUE(parseJson(objects));
+  EXPECT_FALSE(parseJson("[" + objects + "]"));
   EXPECT_EQ(parseJson("\xEF\xBB\xBF {} "), Json::object());
   EXPECT_FALSE(parseJson(" \xEF\xBB\xBF{}"));
 }
