@@ -1,8 +1,8 @@
 #include "bridge/BridgeConfiguration.h"
 
+#include "contract/MCPServerError.h"
 #include "platform/Json.h"
 #include "platform/Text.h"
-#include "server/contract/MCPServerError.h"
 
 #include <algorithm>
 #include <cstddef>

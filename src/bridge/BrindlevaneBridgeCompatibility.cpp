@@ -1,6 +1,6 @@
 #include "bridge/BrindlevaneBridgeCompatibility.h"
 
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 
 #include <algorithm>
 #include <compare>

@@ -1,7 +1,7 @@
 #include "bridge/MCPBridgeClient.h"
 
+#include "contract/MCPServerError.h"
 #include "platform/Uuid.h"
-#include "server/contract/MCPServerError.h"
 
 #include <utility>
 #include <variant>

@@ -1,9 +1,9 @@
 #include "server/BrindlevaneMCPMain.h"
 
+#include "contract/ToolResult.h"
 #include "platform/Memory.h"
 #include "platform/StandardStreams.h"
 #include "server/CallTool.h"
-#include "server/contract/ToolResult.h"
 #include "tools/Catalogue.h"
 
 #include <array>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "bridge/BridgeAccess.h"
+#include "contract/ToolResult.h"
 #include "platform/Json.h"
-#include "server/contract/ToolResult.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #include "tools/ArgumentReaders.h"
 
+#include "contract/MCPServerError.h"
 #include "platform/Text.h"
-#include "server/contract/MCPServerError.h"
 
 #include <cmath>
 #include <limits>

@@ -1,6 +1,6 @@
 #include "tools/Arguments.h"
 
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 #include "tools/ArgumentReaders.h"
 #include "tools/SchemaPieces.h"
 

@@ -1,6 +1,6 @@
 #include "tools/ToolCall.h"
 
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 #include "tools/ArgumentReaders.h"
 
 namespace brindlevane::BrindlevaneMCP {

@@ -1,6 +1,6 @@
 #include "tools/ToolTable.h"
 
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 #include "tools/Arguments.h"
 #include "tools/SchemaPieces.h"
 

@@ -1,7 +1,7 @@
 #include "workflows/FindKey.h"
 
+#include "contract/MCPServerError.h"
 #include "key/MusicalKeyAnalyzer.h"
-#include "server/contract/MCPServerError.h"
 #include "workflows/SelectedClip.h"
 
 namespace brindlevane::BrindlevaneMCP {

@@ -1,7 +1,7 @@
 #include "workflows/ListenSelectedClip.h"
 
 #include "audio/LocalAudioAnalyzer.h"
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 #include "workflows/SelectedClip.h"
 
 namespace brindlevane::BrindlevaneMCP {

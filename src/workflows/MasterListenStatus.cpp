@@ -1,7 +1,7 @@
 #include "workflows/MasterListenStatus.h"
 
 #include "audio/LocalAudioAnalyzer.h"
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 #include "tools/ArgumentReaders.h"
 
 #include <exception>

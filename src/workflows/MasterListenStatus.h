@@ -1,8 +1,8 @@
 #pragma once
 
 #include "bridge/MCPBridgeClient.h"
+#include "contract/ToolResult.h"
 #include "platform/Json.h"
-#include "server/contract/ToolResult.h"
 
 namespace brindlevane::BrindlevaneMCP {
 

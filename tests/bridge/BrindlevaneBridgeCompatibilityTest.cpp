@@ -1,5 +1,5 @@
 #include "bridge/BrindlevaneBridgeCompatibility.h"
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 #include "tests/support/ScriptedBridge.h"
 #include "tests/support/ToolCalls.h"
 

@@ -1,5 +1,5 @@
 #include "bridge/MCPBridgeClient.h"
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 #include "tests/support/FakeBridge.h"
 #include "tests/support/ScriptedBridge.h"
 

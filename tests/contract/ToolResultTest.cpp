@@ -1,5 +1,5 @@
+#include "contract/ToolResult.h"
 #include "server/BrindlevaneMCPMain.h"
-#include "server/contract/ToolResult.h"
 #include "tests/support/ScriptedBridge.h"
 
 #include <gtest/gtest.h>

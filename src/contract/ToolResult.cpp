@@ -1,6 +1,6 @@
-#include "server/contract/ToolResult.h"
+#include "contract/ToolResult.h"
 
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 
 #include <string_view>
 #include <utility>

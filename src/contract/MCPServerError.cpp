@@ -1,4 +1,4 @@
-#include "server/contract/MCPServerError.h"
+#include "contract/MCPServerError.h"
 
 #include <utility>
 
