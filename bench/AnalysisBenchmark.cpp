@@ -1,10 +1,11 @@
 // The parts of a measurement, each on 90 s of stereo at 44.1 kHz (the key on its 75 s).
 
 #include "audio/ChannelSums.h"
+#include "audio/KeyEstimate.h"
 #include "audio/Levels.h"
 #include "audio/SpectralSummary.h"
 #include "audio/Waveform.h"
-#include "key/MusicalKeyAnalyzer.h"
+#include "key/KeyProfiles.h"
 #include "platform/Fft.h"
 
 #include <benchmark/benchmark.h>

@@ -4,12 +4,14 @@ cmake_minimum_required(VERSION 3.25)
 set(layers
   "src/platform|"
   "src/contract|platform"
-  "src/key|platform"
-  "src/audio|platform key"
+  "src/key|platform contract"
+  "src/audio|platform contract key"
+  "src/listener|platform contract audio"
+  "src/listening|platform contract key"
   "src/tools|platform contract"
   "src/bridge|platform contract tools"
-  "src/workflows|platform contract key audio tools bridge"
-  "src/server|platform contract key audio tools bridge workflows"
+  "src/workflows|platform contract key listening tools bridge"
+  "src/server|platform contract listening tools bridge workflows"
   "practice|platform contract")
 set(third_party "boost/|uriparser/|utf8proc|sndfile|libav|libswresample|nlohmann/")
 # The shared vocabulary, what the files of FFmpeg's module share, and the practice bridge's own

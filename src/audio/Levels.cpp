@@ -1,6 +1,6 @@
 #include "audio/Levels.h"
 
-#include "key/SignalMath.h"
+#include "audio/SignalMath.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "audio/ChannelSums.h"
-#include "key/MonoSignal.h"
+#include "audio/MonoSignal.h"
 
 #include <vector>
 

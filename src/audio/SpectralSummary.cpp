@@ -1,6 +1,6 @@
 #include "audio/SpectralSummary.h"
 
-#include "key/SignalMath.h"
+#include "audio/SignalMath.h"
 #include "platform/Fft.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "key/MonoSignal.h"
+#include "audio/MonoSignal.h"
 
 #include <map>
 #include <string>

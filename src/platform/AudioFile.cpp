@@ -1,7 +1,6 @@
 #include "platform/AudioFile.h"
 
 #include "platform/DecoderModules.h"
-#include "platform/Memory.h"
 #include "platform/RegularFile.h"
 
 #include <algorithm>
@@ -27,13 +26,7 @@ struct AudioFile::State {
 AudioFile::AudioFile(std::unique_ptr<State> state) : state_(std::move(state)) {}
 AudioFile::AudioFile(AudioFile&& other) noexcept = default;
 AudioFile& AudioFile::operator=(AudioFile&& other) noexcept = default;
-AudioFile::~AudioFile() {
-  if (state_) {
-    state_.reset();
-    // FFmpeg's libraries alone hold 26 MiB after a file.
-    releaseLibraryPages();
-  }
-}
+AudioFile::~AudioFile() = default;
 
 std::optional<AudioFile> AudioFile::open(const std::string& path) {
   std::optional<RegularFile> file = RegularFile::open(path);

@@ -1,32 +1,15 @@
 #include "platform/DecoderModules.h"
 
+#include "platform/ChildProcess.h"
+
 #include <dlfcn.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <mutex>
 #include <string>
-#include <system_error>
-
-#ifdef __APPLE__
-#include <mach-o/dyld.h>
-#endif
 
 namespace brindlevane {
 namespace {
-
-std::filesystem::path runningProgram() {
-  std::error_code ignored;
-#ifdef __APPLE__
-  std::string path(4096, '\0');
-  auto size = static_cast<std::uint32_t>(path.size());
-  return _NSGetExecutablePath(path.data(), &size) == 0
-             ? std::filesystem::canonical(path.c_str(), ignored)
-             : std::filesystem::path();
-#else
-  return std::filesystem::read_symlink("/proc/self/exe", ignored);
-#endif
-}
 
 // A decoder module, loaded on its first use. A load that fails, for want of memory or descriptors
 // perhaps, is tried again for the next file.
@@ -37,9 +20,7 @@ class Module {
   OpenAudioDecoder entryPoint() {
     const std::scoped_lock lock(lock_);
     if (entryPoint_ == nullptr) {
-      // As text, for a path of libstdc++ that runs out of memory while it is changed crashes.
-      const std::string program = runningProgram().string();
-      const std::string module = program.substr(0, program.rfind('/') + 1) + name_;
+      const std::string module = programFolder() + name_;
       // Never unloaded: decoders of the module may live as long as the process.
       void* const library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
       entryPoint_ =

@@ -10,9 +10,4 @@ void tuneAllocator();
 /// of it to be worth the while and the allocator can.
 void releaseFreeMemory();
 
-/// Lets go of the program's and its libraries' code and constants, which the system reads back from
-/// their files where they are needed again. A library that was busy for once, such as a decoder,
-/// no longer counts as memory of the process.
-void releaseLibraryPages();
-
 }  // namespace brindlevane

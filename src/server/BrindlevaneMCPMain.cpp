@@ -8,6 +8,7 @@
 
 #include <array>
 #include <exception>
+#include <functional>
 #include <new>
 
 namespace brindlevane::BrindlevaneMCPMain {
@@ -69,11 +70,13 @@ std::string successLine(const Json& id, std::string_view result) {
   return line;
 }
 
+using ToolCaller = std::function<ToolResult(const std::string& name, const Json& arguments)>;
+
 /// A message that is to be answered.
 struct Request {
   const Json& id;
   const Json& message;
-  const BridgeAccess* bridge;  ///< none when memory ran out and no tool is to be called (again)
+  const ToolCaller& call;
 };
 
 std::string toolCallLine(const Request& request) {
@@ -86,10 +89,8 @@ std::string toolCallLine(const Request& request) {
   const auto arguments = params->find("arguments");
   const bool given = arguments != params->end() && arguments->is_object();
   std::string line = responseStart(request.id);
-  appendToolResult(line, request.bridge != nullptr
-                             ? callTool((*params)["name"].get_ref<const std::string&>(),
-                                        given ? *arguments : kNone, *request.bridge)
-                             : errorResult("std::bad_alloc", std::bad_alloc().what()));
+  appendToolResult(line, request.call((*params)["name"].get_ref<const std::string&>(),
+                                      given ? *arguments : kNone));
   line += "}\n";
   return line;
 }
@@ -109,8 +110,7 @@ constexpr std::array kMethods = {
     Method{"prompts/list", [](const Request& r) { return successLine(r.id, R"({"prompts":[]})"); }},
     Method{"tools/call", toolCallLine}};
 
-/// @param bridge  none: a tool call is answered by the error that memory ran out
-std::optional<std::string> answerOnce(std::string_view line, const BridgeAccess* bridge) {
+std::optional<std::string> answerOnce(std::string_view line, const ToolCaller& call) {
   const std::optional<Json> message = parseJson(line);
   if (!message || !message->is_object()) {
     return failureLine(nullptr, kParseError, "Parse error");
@@ -129,19 +129,20 @@ std::optional<std::string> answerOnce(std::string_view line, const BridgeAccess*
   const auto& name = methodMember->get_ref<const std::string&>();
   for (const Method& method : kMethods) {
     if (method.name == name) {
-      return method.line({id, *message, bridge});
+      return method.line({id, *message, call});
     }
   }
   return failureLine(id, kMethodNotFound, "Method not found: " + name);
 }
 
 /// @return whether there was a line
-bool answerNextLine(StandardStreams& streams, const BridgeAccess& bridge) {
+bool answerNextLine(StandardStreams& streams, const BridgeAccess& bridge,
+                    const Listener& listener) {
   const std::optional<std::string> line = streams.readLine();
   if (!line) {
     return false;
   }
-  if (const std::optional<std::string> answered = answer(*line, bridge)) {
+  if (const std::optional<std::string> answered = answer(*line, bridge, listener)) {
     streams.write(*answered);
   }
   return true;
@@ -154,21 +155,27 @@ void main() {
   tuneAllocator();
   StandardStreams streams;
   const BridgeAccess bridge = installedBridge();
-  while (answerNextLine(streams, bridge)) {
-    // A large answer, or audio that was listened to, has just been freed.
+  const Listener listener = installedListener();
+  while (answerNextLine(streams, bridge, listener)) {
+    // A large answer has just been freed.
     releaseFreeMemory();
   }
 }
 
-std::optional<std::string> answer(std::string_view line, const BridgeAccess& access) {
+std::optional<std::string> answer(std::string_view line, const BridgeAccess& access,
+                                  const Listener& listener) {
   try {
-    return answerOnce(line, &access);
+    return answerOnce(line, [&](const std::string& name, const Json& arguments) {
+      return callTool(name, arguments, access, listener);
+    });
   } catch (const std::exception&) {
     // Memory ran out. All that was held is free again, so there may be enough now.
   }
   try {
     // A tool may have done its work already, which must not be done twice.
-    return answerOnce(line, nullptr);
+    return answerOnce(line, [](const std::string&, const Json&) {
+      return errorResult("std::bad_alloc", std::bad_alloc().what());
+    });
   } catch (const std::exception&) {
     return std::nullopt;
   }

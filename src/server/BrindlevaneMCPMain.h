@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bridge/BridgeAccess.h"
+#include "listening/InstalledListener.h"
 #include "platform/Json.h"
 
 #include <optional>
@@ -19,7 +20,8 @@ void main();  // NOLINT(bugprone-exception-escape): not the entry of the process
 /// When memory runs out, the line is answered once more from the start, but no tool is called
 /// again: the call gets an error result. When it runs out again, there is no answer. Nothing is
 /// thrown.
-[[nodiscard]] std::optional<std::string> answer(std::string_view line, const BridgeAccess& access);
+[[nodiscard]] std::optional<std::string> answer(std::string_view line, const BridgeAccess& access,
+                                                const Listener& listener = installedListener());
 
 /// An error response.
 [[nodiscard]] Json failure(const Json& id, int code, const std::string& message);

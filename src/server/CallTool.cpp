@@ -1,10 +1,9 @@
 #include "server/CallTool.h"
 
-#include "audio/AudioMeasurementError.h"
 #include "bridge/BrindlevaneBridgeCompatibility.h"
 #include "bridge/MCPBridgeClient.h"
+#include "contract/AnalysisError.h"
 #include "contract/MCPServerError.h"
-#include "key/KeyAnalysisError.h"
 #include "tools/ToolCall.h"
 #include "tools/ToolTable.h"
 #include "workflows/FindKey.h"
@@ -19,30 +18,32 @@
 namespace brindlevane {
 namespace {
 
-using Workflow = ToolResult (*)(const MCPBridgeClient& bridge, const Json& arguments);
+using Workflow = ToolResult (*)(const MCPBridgeClient& bridge, const Json& arguments,
+                                const Listener& listener);
 
 /// What the tools do whose work is more than one request.
 const std::map<std::string_view, Workflow>& workflows() {
   static const std::map<std::string_view, Workflow> kWorkflows = {
       {"brindlevane_find_key",
-       [](const MCPBridgeClient& bridge, const Json&) {
-         return toolResult(BrindlevaneMCP::findKey(bridge), /*isError=*/false);
+       [](const MCPBridgeClient& bridge, const Json&, const Listener& listener) {
+         return toolResult(BrindlevaneMCP::findKey(bridge, listener), /*isError=*/false);
        }},
       {"brindlevane_listen_selected_clip",
-       [](const MCPBridgeClient& bridge, const Json&) {
-         return toolResult(BrindlevaneMCP::listenSelectedClip(bridge), /*isError=*/false);
+       [](const MCPBridgeClient& bridge, const Json&, const Listener& listener) {
+         return toolResult(BrindlevaneMCP::listenSelectedClip(bridge, listener), /*isError=*/false);
        }},
       {"brindlevane_get_master_listen", BrindlevaneMCP::masterListenStatus}};
   return kWorkflows;
 }
 
-ToolResult carryOut(const std::string& name, const Json& arguments, const BridgeAccess& access) {
+ToolResult carryOut(const std::string& name, const Json& arguments, const BridgeAccess& access,
+                    const Listener& listener) {
   BrindlevaneMCP::validateArguments(name, arguments);
   const MCPBridgeClient bridge(access);
   BrindlevaneBridgeCompatibility::requireCompatibleBridge(bridge);
   const BrindlevaneMCP::Tool& tool = BrindlevaneMCP::toolNamed(name);
   if (!tool.request) {
-    return workflows().at(name)(bridge, arguments);
+    return workflows().at(name)(bridge, arguments, listener);
   }
   return toolResult(
       bridge.request(tool.request->path, tool.request->method,
@@ -52,9 +53,10 @@ ToolResult carryOut(const std::string& name, const Json& arguments, const Bridge
 
 }  // namespace
 
-ToolResult callTool(const std::string& name, const Json& arguments, const BridgeAccess& access) {
+ToolResult callTool(const std::string& name, const Json& arguments, const BridgeAccess& access,
+                    const Listener& listener) {
   try {
-    return carryOut(name, arguments, access);
+    return carryOut(name, arguments, access, listener);
   } catch (const MCPServerError& error) {
     return errorResult("MCPServerError", error.errorDescription);
   } catch (const AudioMeasurementError& error) {

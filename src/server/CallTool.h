@@ -2,6 +2,7 @@
 
 #include "bridge/BridgeAccess.h"
 #include "contract/ToolResult.h"
+#include "listening/InstalledListener.h"
 #include "platform/Json.h"
 
 #include <string>
@@ -14,6 +15,7 @@ namespace brindlevane {
 /// @param arguments  an object
 /// @throws std::bad_alloc  not even the error result has room
 [[nodiscard]] ToolResult callTool(const std::string& name, const Json& arguments,
-                                  const BridgeAccess& access = installedBridge());
+                                  const BridgeAccess& access = installedBridge(),
+                                  const Listener& listener = installedListener());
 
 }  // namespace brindlevane

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bridge/MCPBridgeClient.h"
+#include "contract/Listening.h"
 #include "platform/Json.h"
 
 namespace brindlevane::BrindlevaneMCP {
@@ -11,6 +12,6 @@ namespace brindlevane::BrindlevaneMCP {
 /// @throws MCPServerError    invalidBridgeResponse: no clip that can be analysed; and those of
 ///     the request
 /// @throws KeyAnalysisError  the audio or the profile gives no key
-[[nodiscard]] Json findKey(const MCPBridgeClient& bridge);
+[[nodiscard]] Json findKey(const MCPBridgeClient& bridge, const Listener& listener);
 
 }  // namespace brindlevane::BrindlevaneMCP

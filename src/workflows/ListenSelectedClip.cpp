@@ -1,12 +1,12 @@
 #include "workflows/ListenSelectedClip.h"
 
-#include "audio/LocalAudioAnalyzer.h"
 #include "contract/MCPServerError.h"
+#include "listening/LocalAudioAnalyzer.h"
 #include "workflows/SelectedClip.h"
 
 namespace brindlevane::BrindlevaneMCP {
 
-Json listenSelectedClip(const MCPBridgeClient& bridge) {
+Json listenSelectedClip(const MCPBridgeClient& bridge, const Listener& listener) {
   const std::optional<SelectedClip> clip = selectedClip(bridge);
   if (!clip || clip->kind != "audio" || !clip->filePath) {
     throw MCPServerError::invalidArguments(
@@ -14,7 +14,7 @@ Json listenSelectedClip(const MCPBridgeClient& bridge) {
         "contain audio to decode.");
   }
   Json result = LocalAudioAnalyzer::analyze(*clip->filePath, clip->transposeSemitones,
-                                            clip->startSeconds, clip->durationSeconds)
+                                            clip->startSeconds, clip->durationSeconds, listener)
                     .dictionary();
   result.update(clip->labels);
   return result;

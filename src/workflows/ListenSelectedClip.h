@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bridge/MCPBridgeClient.h"
+#include "contract/Listening.h"
 #include "platform/Json.h"
 
 namespace brindlevane::BrindlevaneMCP {
@@ -11,6 +12,6 @@ namespace brindlevane::BrindlevaneMCP {
 /// @throws MCPServerError         invalidArguments: no audio clip is selected; and those of the
 ///     request
 /// @throws AudioMeasurementError  the file gives no measurement
-[[nodiscard]] Json listenSelectedClip(const MCPBridgeClient& bridge);
+[[nodiscard]] Json listenSelectedClip(const MCPBridgeClient& bridge, const Listener& listener);
 
 }  // namespace brindlevane::BrindlevaneMCP

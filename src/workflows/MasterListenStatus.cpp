@@ -1,7 +1,7 @@
 #include "workflows/MasterListenStatus.h"
 
-#include "audio/LocalAudioAnalyzer.h"
 #include "contract/MCPServerError.h"
+#include "listening/LocalAudioAnalyzer.h"
 #include "tools/ArgumentReaders.h"
 
 #include <exception>
@@ -32,9 +32,11 @@ bool cleanUp(const MCPBridgeClient& bridge, const std::string& jobId) {
   }
 }
 
-Json measured(const MCPBridgeClient& bridge, const std::string& jobId, const Json& status) {
+Json measured(const MCPBridgeClient& bridge, const std::string& jobId, const Json& status,
+              const Listener& listener) {
   Json result =
-      LocalAudioAnalyzer::analyze(requiredString(status, "filePath"), std::nullopt).dictionary();
+      LocalAudioAnalyzer::analyze(requiredString(status, "filePath"), std::nullopt, listener)
+          .dictionary();
   result["scope"] = "renderedMasterResampling";
   result["measurementNotice"] =
       "Mesure locale de la sortie master réellement rendue par Ableton pendant la capture "
@@ -51,7 +53,8 @@ Json measured(const MCPBridgeClient& bridge, const std::string& jobId, const Jso
 
 }  // namespace
 
-ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& arguments) {
+ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& arguments,
+                              const Listener& listener) {
   const std::string jobId =
       BrindlevaneMCP::string(arguments, "jobId", BrindlevaneMCP::kLongestJobId);
   const Json status =
@@ -61,7 +64,7 @@ ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& argumen
     (void)cleanUp(bridge, jobId);
     return toolResult(status, /*isError=*/true);
   }
-  return toolResult(state == "ready" ? measured(bridge, jobId, status) : status,
+  return toolResult(state == "ready" ? measured(bridge, jobId, status, listener) : status,
                     /*isError=*/false);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bridge/MCPBridgeClient.h"
+#include "contract/Listening.h"
 #include "contract/ToolResult.h"
 #include "platform/Json.h"
 
@@ -14,6 +15,7 @@ namespace brindlevane::BrindlevaneMCP {
 /// @throws MCPServerError         invalidBridgeResponse: no usable status; and those of the
 ///     request
 /// @throws AudioMeasurementError  the recording gives no measurement; it is left in place
-[[nodiscard]] ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& arguments);
+[[nodiscard]] ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& arguments,
+                                            const Listener& listener);
 
 }  // namespace brindlevane::BrindlevaneMCP

@@ -2,7 +2,7 @@
 #include "audio/SpectralSummary.h"
 #include "audio/StereoSummary.h"
 #include "audio/Waveform.h"
-#include "key/SignalMath.h"
+#include "audio/SignalMath.h"
 #include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>

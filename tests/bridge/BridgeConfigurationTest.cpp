@@ -1,6 +1,6 @@
 #include "bridge/BridgeConfiguration.h"
-#include "contract/MCPServerError.h"
 #include "platform/Json.h"
+#include "contract/MCPServerError.h"
 
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+#include "listener/Hearing.h"
 #include "platform/StandardStreams.h"
 #include "server/BrindlevaneMCPMain.h"
 #include "tests/support/AudioFiles.h"
@@ -88,7 +89,7 @@ class ScarceLine {
       Bridge bridge(keySource_);
       const BridgeAccess access = bridge.access();
       ScarceMemory::begin(n, failures);
-      std::optional<std::string> answered = BrindlevaneMCPMain::answer(line_, access);
+      std::optional<std::string> answered = BrindlevaneMCPMain::answer(line_, access, heard);
       failed = ScarceMemory::end();
       EXPECT_LE(bridge.mostOften(), 1) << n;
       EXPECT_EQ(BrindlevaneMCPMain::answer(kPing, access), kPong + "\n") << n;

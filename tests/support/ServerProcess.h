@@ -8,6 +8,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -97,9 +99,16 @@ class ServerProcess {
     return std::filesystem::path("/proc") / std::to_string(process_) / "fd";
   }
 
+  /// The numbers of the processes that it has started, each with a space behind it.
+  [[nodiscard]] std::string children() const {
+    const std::string number = std::to_string(process_);
+    std::ifstream list("/proc/" + number + "/task/" + number + "/children");
+    return {std::istreambuf_iterator<char>(list), {}};
+  }
+
   void closeInput() { closeOnce(input_); }
   void closeOutput() { closeOnce(output_); }
-  void terminate() const { kill(process_, SIGTERM); }
+  void end(int signal) const { kill(process_, signal); }
 
   /// Waits for the end: the exit status, or minus the number of the signal that ended it.
   int wait() {

@@ -1,4 +1,5 @@
-#include "key/MusicalKeyAnalyzer.h"
+#include "listener/Hearing.h"
+#include "listening/MusicalKeyAnalyzer.h"
 #include "server/CallTool.h"
 #include "tests/support/AudioFiles.h"
 #include "tests/support/ScriptedBridge.h"
@@ -47,7 +48,7 @@ class Workflows : public ::testing::Test {
   ToolResult call(const std::string& tool, const Json& arguments = Json::object()) {
     bridge.requests.clear();
     bridge.timeouts.clear();
-    return callTool("brindlevane_" + tool, arguments, bridge.access());
+    return callTool("brindlevane_" + tool, arguments, bridge.access(), heard);
   }
   ToolResult listenToMaster() { return call("get_master_listen", {{"jobId", "\t" + kJob + " "}}); }
 
@@ -133,7 +134,7 @@ TEST_F(Workflows, AnAudioClipIsHeardWhereItPlaysAndAsItIsTransposed) {
     }
     bridge.succeed("/v1/key-source", source);
     const KeyDetection expected =
-        MusicalKeyAnalyzer::analyzeAudio(path, one.semitones, one.start, one.seconds);
+        MusicalKeyAnalyzer::analyzeAudio(path, one.semitones, one.start, one.seconds, heard);
     const Json key = call("find_key").structuredContent;
     EXPECT_EQ(requests(), clipRequests);
     EXPECT_EQ(key, (Json{{"key", expected.key},
@@ -270,7 +271,8 @@ TEST_F(Workflows, AFinishedCaptureIsMeasuredWholeAndCleanedUp) {
     EXPECT_EQ(heard.at("capture"), status);
     EXPECT_EQ(heard.at("analyzedSeconds"), 12.0);
     EXPECT_NEAR(heard.at("dcOffset").get<double>(), meanOfSong(0, 12), 1e-4);
-    EXPECT_EQ(heard.at("key"), MusicalKeyAnalyzer::analyzeAudio(path, 0, 0, std::nullopt).key);
+    EXPECT_EQ(heard.at("key"),
+              MusicalKeyAnalyzer::analyzeAudio(path, 0, 0, std::nullopt, brindlevane::heard).key);
     EXPECT_EQ(heard.at("scope"), "renderedMasterResampling");
     EXPECT_EQ(heard.at("measurementNotice"),
               "Mesure locale de la sortie master r\u00e9ellement rendue par Ableton pendant la "

@@ -1,4 +1,4 @@
-#include "audio/MeasurementCache.h"
+#include "listening/MeasurementCache.h"
 
 #include <functional>
 

@@ -1,4 +1,4 @@
-#include "key/MonoSignal.h"
+#include "audio/MonoSignal.h"
 
 namespace brindlevane {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "audio/AudioMeasurement.h"
+#include "contract/AudioMeasurement.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "key/MonoSignal.h"
+#include "audio/MonoSignal.h"
+#include "key/KeyProfiles.h"
 
-#include <array>
 #include <condition_variable>
 #include <cstddef>
 #include <memory>
@@ -12,9 +12,6 @@
 #include <vector>
 
 namespace brindlevane {
-
-/// Strength of the twelve pitch classes, index 0 = C to 11 = B.
-using Chroma = std::array<double, 12>;
 
 /// Folds the spectrum of a mono signal into a pitch-class profile while the signal is still
 /// being decoded.

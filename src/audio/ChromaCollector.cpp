@@ -1,7 +1,7 @@
-#include "key/ChromaCollector.h"
+#include "audio/ChromaCollector.h"
 
-#include "key/KeyAnalysisError.h"
-#include "key/SignalMath.h"
+#include "audio/SignalMath.h"
+#include "contract/AnalysisError.h"
 #include "platform/Fft.h"
 
 #include <algorithm>
@@ -167,7 +167,7 @@ Chroma ChromaCollector::finish(std::size_t count) {
   }
   const double sum = std::accumulate(total.chroma.begin(), total.chroma.end(), 0.0);
   if (total.framesUsed < kFewestFrames || !(sum > 0)) {
-    throw KeyAnalysisError::insufficientSignal();
+    throw KeyAnalysisError(KeyAnalysisError::Case::insufficientSignal);
   }
   return total.chroma;
 }

@@ -1,13 +1,9 @@
-#include "key/MusicalKeyAnalyzer.h"
+#include "key/KeyProfiles.h"
 
-#include "key/KeyAnalysisError.h"
-#include "key/SignalMath.h"
-#include "platform/AudioFile.h"
-#include "platform/SampleBuffer.h"
+#include "contract/AnalysisError.h"
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <numeric>
 #include <string_view>
 #include <vector>
@@ -15,7 +11,6 @@
 namespace brindlevane::MusicalKeyAnalyzer {
 namespace {
 
-constexpr std::int64_t kMostFramesRefused = 4096;
 constexpr double kFlatnessFloor = 1e-6;
 
 constexpr std::array<std::string_view, 12> kNoteNames = {
@@ -66,60 +61,11 @@ std::size_t transposed(std::size_t pitchClass, double semitones) {
 
 }  // namespace
 
-KeyDetection analyzeAudio(const std::string& at, double transposeSemitones, double startSeconds,
-                          std::optional<double> duration) {
-  std::optional<AudioFile> file = AudioFile::open(at);
-  if (!file) {
-    throw KeyAnalysisError::unreadableAudio();
-  }
-  const double sampleRate = file->sampleRate();
-  if (!(sampleRate > 0) || file->channelCount() < 1) {
-    throw KeyAnalysisError::unsupportedAudio();
-  }
-  const auto channelCount = static_cast<std::size_t>(file->channelCount());
-  const double lastStart = static_cast<double>(file->length()) / sampleRate - 1 / sampleRate;
-  const double start = startSeconds >= 0 ? std::min(startSeconds, std::max(lastStart, 0.0)) : 0;
-  const std::int64_t startFrame = framesIn(start, sampleRate);
-  const double wanted = duration.value_or(kLongestSeconds);
-  const double seconds = wanted >= 0 ? std::min(wanted, kLongestSeconds) : 0;
-  const std::int64_t planned = std::min(std::max<std::int64_t>(file->length() - startFrame, 0),
-                                        framesIn(seconds, sampleRate));
-  if (planned <= kMostFramesRefused) {
-    throw KeyAnalysisError::insufficientSignal();
-  }
-  try {
-    SampleBuffer mono(static_cast<std::size_t>(planned), true);
-    ChromaCollector collector(mono.room(), sampleRate);
-    const auto mix = [&](std::span<const float> interleaved) {
-      mixToMono(interleaved, channelCount, mono.append(interleaved.size() / channelCount));
-      collector.announce(mono.samples().size());
-    };
-    if (!file->readBlocks(startFrame, planned, mix)) {
-      throw KeyAnalysisError::unreadableAudio();
-    }
-    return estimate(collector, mono.samples().size(), sampleRate, transposeSemitones);
-  } catch (const std::bad_alloc&) {
-    // A header may promise more frames than the address space holds.
-    throw KeyAnalysisError::insufficientSignal();
-  }
-}
-
-std::size_t analyzedCount(std::size_t count, double sampleRate) {
-  const double seconds = std::min(static_cast<double>(count) / sampleRate, kLongestSeconds);
-  return std::min(count, static_cast<std::size_t>(framesIn(seconds, sampleRate)));
-}
-
-KeyDetection estimate(ChromaCollector& collector, std::size_t count, double sampleRate,
-                      double transposeSemitones) {
-  const Chroma chroma = collector.finish(count);
-  return detect(chroma, transposeSemitones, static_cast<double>(count) / sampleRate);
-}
-
 KeyDetection detect(std::span<const double> chroma, double transposeSemitones,
                     double analyzedSeconds) {
   Chroma profile = {};
   if (chroma.size() != profile.size()) {
-    throw KeyAnalysisError::insufficientSignal();
+    throw KeyAnalysisError(KeyAnalysisError::Case::insufficientSignal);
   }
   std::copy(chroma.begin(), chroma.end(), profile.begin());
   const double average = mean(profile);
@@ -129,19 +75,13 @@ KeyDetection detect(std::span<const double> chroma, double transposeSemitones,
   }
   // An infinite spread belongs to values too large to be compared.
   if (!(average > 0) || !(std::sqrt(spread) > kFlatnessFloor) || !std::isfinite(spread)) {
-    throw KeyAnalysisError::insufficientSignal();
+    throw KeyAnalysisError(KeyAnalysisError::Case::insufficientSignal);
   }
   const std::vector<Candidate> ranked = rankedCandidates(profile);
   const Candidate& best = ranked[0];
   const std::string_view note = kNoteNames[transposed(best.root, transposeSemitones)];
   return {std::string(note) + " " + std::string(best.mode),
           confidenceOf(best.score, ranked[1].score), analyzedSeconds};
-}
-
-Chroma audioChroma(std::span<const float> samples, double sampleRate) {
-  ChromaCollector collector(samples, sampleRate);
-  collector.announce(samples.size());
-  return collector.finish(samples.size());
 }
 
 double correlation(const Chroma& chroma, const Chroma& profile, std::size_t root) {

@@ -1,4 +1,4 @@
-#include "key/SignalMath.h"
+#include "audio/SignalMath.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,8 @@
-#include "audio/AudioMeasurementError.h"
-#include "audio/LocalAudioAnalyzer.h"
-#include "audio/MeasurementCache.h"
-#include "key/MusicalKeyAnalyzer.h"
+#include "contract/AnalysisError.h"
+#include "listener/Hearing.h"
+#include "listening/LocalAudioAnalyzer.h"
+#include "listening/MeasurementCache.h"
+#include "listening/MusicalKeyAnalyzer.h"
 #include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +14,6 @@
 namespace brindlevane {
 namespace {
 
-using LocalAudioAnalyzer::analyze;
 using testing::noise;
 using testing::Signal;
 using testing::tones;
@@ -21,6 +21,15 @@ using testing::tones;
 const std::string kUnreadable = "Le fichier audio du clip est illisible.";
 const std::string kInsufficient =
     "Le clip ne contient pas assez de signal pour une analyse audio fiable.";
+
+// The listener of these tests works in this process.
+AudioMeasurement analyze(const std::string& path, double transposeSemitones, double startSeconds,
+                         std::optional<double> duration) {
+  return LocalAudioAnalyzer::analyze(path, transposeSemitones, startSeconds, duration, heard);
+}
+AudioMeasurement analyze(const std::string& path, std::optional<double> duration) {
+  return LocalAudioAnalyzer::analyze(path, duration, heard);
+}
 
 class Analyze : public ::testing::Test {
  protected:
@@ -192,7 +201,7 @@ TEST_F(Analyze, RefusesWhatCannotBeMeasured) {
   EXPECT_EQ(analyze(wav({std::vector<float>(2048, 1)}), std::nullopt).crestFactorDb, 0);
   // 90 frames at one a second are too few.
   EXPECT_EQ(refusalOf(wav({std::vector<float>(9000, 1)}, 1)), kInsufficient);
-  EXPECT_EQ(AudioMeasurementError::unsupportedAudio().errorDescription,
+  EXPECT_EQ(AudioMeasurementError(AnalysisError::Case::unsupportedAudio).errorDescription,
             "Le format audio de ce clip n\u2019est pas pris en charge.");
 }
 
@@ -246,7 +255,7 @@ TEST_F(Analyze, FindsTheKeyThatTheKeyAnalysisFinds) {
     SCOPED_TRACE(start);
     const AudioMeasurement measurement = analyze(path, 3, start, std::nullopt);
     const KeyDetection key =
-        MusicalKeyAnalyzer::analyzeAudio(path, 3, start, measurement.analyzedSeconds);
+        MusicalKeyAnalyzer::analyzeAudio(path, 3, start, measurement.analyzedSeconds, heard);
     EXPECT_EQ(measurement.key, key.key);
     EXPECT_EQ(measurement.keyConfidence, key.confidence);
   }

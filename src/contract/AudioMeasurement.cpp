@@ -1,4 +1,4 @@
-#include "audio/AudioMeasurement.h"
+#include "contract/AudioMeasurement.h"
 
 namespace brindlevane {
 

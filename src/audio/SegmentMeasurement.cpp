@@ -1,17 +1,15 @@
-#include "audio/LocalAudioAnalyzer.h"
+#include "audio/SegmentMeasurement.h"
 
-#include "audio/AudioMeasurementError.h"
 #include "audio/ChannelSums.h"
 #include "audio/DecodedSegment.h"
+#include "audio/KeyEstimate.h"
 #include "audio/Levels.h"
-#include "audio/MeasurementCache.h"
+#include "audio/SignalMath.h"
 #include "audio/SpectralSummary.h"
 #include "audio/StereoSummary.h"
 #include "audio/Waveform.h"
-#include "key/KeyAnalysisError.h"
-#include "key/MusicalKeyAnalyzer.h"
-#include "key/SignalMath.h"
-#include "platform/FileAttributes.h"
+#include "contract/AnalysisError.h"
+#include "platform/AudioFile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,9 +21,13 @@
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
 
+using Case = AudioMeasurementError::Case;
+
 constexpr std::int64_t kFewestFrames = 2048;
 // The capacity of a sample buffer is a 32-bit number of frames.
 constexpr std::int64_t kMostFrames = 4294967295;
+/// Longest stretch of audio that is measured, in seconds.
+constexpr double kLongestSeconds = 90;
 constexpr float kPeakFloor = 0.000001F;
 constexpr double kRmsFloor = 0.0000001;
 constexpr double kHighPercentile = 0.95;
@@ -37,30 +39,6 @@ struct Segment {
   std::int64_t startFrame = 0;
   std::int64_t frames = 0;
 };
-
-MeasurementCache& measurementCache() {
-  static MeasurementCache cache;
-  return cache;
-}
-
-// The nearest whole number of units, halves away from zero, within a signed 64-bit number; 0 for
-// a NaN.
-std::int64_t scaled(double value, double unitsPerOne) {
-  constexpr double kLargest = 9.0e18;
-  const double units = std::round(value * unitsPerOne);
-  return std::isnan(units) ? 0 : static_cast<std::int64_t>(std::clamp(units, -kLargest, kLargest));
-}
-
-AudioCacheKey cacheKey(const std::string& at, double transposeSemitones, double startSeconds,
-                       std::optional<double> duration) {
-  const FileAttributes attributes = fileAttributes(at).value_or(FileAttributes{});
-  return {standardizedPath(at),
-          attributes.size,
-          attributes.modifiedSince1970,
-          scaled(transposeSemitones, 100),
-          std::max<std::int64_t>(scaled(startSeconds, 1000), 0),
-          std::max<std::int64_t>(scaled(duration.value_or(0), 1000), 0)};
-}
 
 Segment plannedSegment(const AudioFile& file, double startSeconds, std::optional<double> duration) {
   const double sampleRate = file.sampleRate();
@@ -100,12 +78,12 @@ std::future<MonoSummary> startedMonoSummary(const MonoSignal& mono, double sampl
 // Neither the peak nor the power may be next to nothing; without a finite sample both are 0.
 void requireSignal(const Levels& measured) {
   if (!(measured.peak > kPeakFloor) || !(measured.rms > kRmsFloor)) {
-    throw AudioMeasurementError::insufficientSignal();
+    throw AudioMeasurementError(Case::insufficientSignal);
   }
 }
 
-std::optional<KeyDetection> keyOf(ChromaCollector& collector, std::size_t count, double sampleRate,
-                                  double transposeSemitones) {
+std::optional<KeyDetection> keyOfMix(ChromaCollector& collector, std::size_t count,
+                                     double sampleRate, double transposeSemitones) {
   try {
     return MusicalKeyAnalyzer::estimate(collector,
                                         MusicalKeyAnalyzer::analyzedCount(count, sampleRate),
@@ -130,11 +108,11 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   };
   const bool readable = decoded.decode(file, segment.startFrame, segment.frames, follow);
   if (!readable) {
-    throw AudioMeasurementError::unreadableAudio();
+    throw AudioMeasurementError(Case::unreadableAudio);
   }
   const MonoSignal mono = decoded.mono().first(decoded.frames());
   if (mono.size() < static_cast<std::size_t>(kFewestFrames)) {
-    throw AudioMeasurementError::insufficientSignal();
+    throw AudioMeasurementError(Case::insufficientSignal);
   }
   std::future<MonoSummary> summary = startedMonoSummary(mono, sampleRate);
   const ChannelSums sums = summer.finish(decoded.channels());
@@ -142,7 +120,7 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
   requireSignal(levelsOfAll);
   const StereoSummary stereo = stereoSummary(sums);
   const std::optional<KeyDetection> key =
-      keyOf(collector, mono.size(), sampleRate, transposeSemitones);
+      keyOfMix(collector, mono.size(), sampleRate, transposeSemitones);
   MonoSummary mix = summary.get();
 
   AudioMeasurement result;
@@ -171,35 +149,24 @@ AudioMeasurement measured(AudioFile& file, const Segment& segment, double transp
 
 }  // namespace
 
-AudioMeasurement analyze(const std::string& at, double transposeSemitones, double startSeconds,
-                         std::optional<double> duration) {
-  const AudioCacheKey key = cacheKey(at, transposeSemitones, startSeconds, duration);
-  if (std::optional<AudioMeasurement> known = measurementCache().find(key)) {
-    return *std::move(known);
-  }
-  std::optional<AudioFile> file = AudioFile::open(at);
+AudioMeasurement measuredSegment(const ListeningTask& task) {
+  std::optional<AudioFile> file = AudioFile::open(task.path);
   if (!file) {
-    throw AudioMeasurementError::unreadableAudio();
+    throw AudioMeasurementError(Case::unreadableAudio);
   }
   if (!(file->sampleRate() > 0) || file->channelCount() < 1) {
-    throw AudioMeasurementError::unsupportedAudio();
+    throw AudioMeasurementError(Case::unsupportedAudio);
   }
-  const Segment segment = plannedSegment(*file, startSeconds, duration);
+  const Segment segment = plannedSegment(*file, task.startSeconds, task.duration);
   if (segment.frames < kFewestFrames || segment.frames > kMostFrames) {
-    throw AudioMeasurementError::insufficientSignal();
+    throw AudioMeasurementError(Case::insufficientSignal);
   }
   try {
-    AudioMeasurement measurement = measured(*file, segment, transposeSemitones);
-    measurementCache().store(key, measurement);
-    return measurement;
+    return measured(*file, segment, task.transposeSemitones);
   } catch (const std::bad_alloc&) {
     // A header may promise more frames than the address space holds.
-    throw AudioMeasurementError::insufficientSignal();
+    throw AudioMeasurementError(Case::insufficientSignal);
   }
-}
-
-AudioMeasurement analyze(const std::string& at, std::optional<double> duration) {
-  return analyze(at, 0, 0, duration);
 }
 
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -1,0 +1,35 @@
+#include "listening/InstalledListener.h"
+
+#include "platform/ChildProcess.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace brindlevane {
+namespace {
+
+constexpr const char* kProgram = "brindlevane-listener";
+// A measurement takes 75 KB.
+constexpr std::size_t kLongestAnswer = std::size_t{1} << 20U;
+
+/// The listener lies in ../lib/brindlevane when installed, beside this program when built.
+std::string installedProgram() {
+  const std::string folder = programFolder();
+  const std::string installed = folder + "../lib/brindlevane/" + kProgram;
+  std::error_code ignored;
+  return std::filesystem::exists(installed, ignored) ? installed : folder + kProgram;
+}
+
+}  // namespace
+
+Listener listenerProcess(const std::string& program, std::chrono::milliseconds timeLimit) {
+  return [=](const std::string& task) {
+    return outputOf(program, task + '\n', kLongestAnswer, timeLimit);
+  };
+}
+
+Listener installedListener() {
+  return [](const std::string& task) { return listenerProcess(installedProgram())(task); };
+}
+
+}  // namespace brindlevane

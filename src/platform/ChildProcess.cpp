@@ -1,0 +1,197 @@
+#include "platform/ChildProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
+
+namespace brindlevane {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// One end of a pipe, closed with the object.
+class PipeEnd {
+ public:
+  PipeEnd() = default;
+  explicit PipeEnd(int descriptor) : descriptor_(descriptor) {}
+  PipeEnd(PipeEnd&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  PipeEnd& operator=(PipeEnd&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
+  ~PipeEnd() {
+    if (descriptor_ >= 0) {
+      close(descriptor_);
+    }
+  }
+
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_ = -1;
+};
+
+struct Pipe {
+  PipeEnd reading;
+  PipeEnd writing;
+};
+
+std::optional<Pipe> openPipe() {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) {
+    return std::nullopt;
+  }
+  for (const int end : ends) {
+    fcntl(end, F_SETFD, FD_CLOEXEC);
+  }
+  return Pipe{PipeEnd(ends[0]), PipeEnd(ends[1])};
+}
+
+/// A running program. It is killed when this object goes, unless it has ended.
+class Child {
+ public:
+  explicit Child(pid_t process) : process_(process) {}
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child() { end(); }
+
+  /// @return how it ended, as waitpid tells it
+  int end() {
+    int status = 0;
+    if (process_ > 0) {
+      // One that has closed its output by ending is past being killed.
+      kill(process_, SIGKILL);
+      while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+      }
+      process_ = -1;
+    }
+    return status;
+  }
+
+ private:
+  pid_t process_;
+};
+
+/// @param input, output  what become the program's streams
+/// @return nothing when it cannot be started
+std::optional<pid_t> started(std::string program, int input, int output) {
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  // Without any of these the program would read this process's own input.
+  bool isReady = posix_spawn_file_actions_adddup2(&files, input, STDIN_FILENO) == 0 &&
+                 posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO) == 0;
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigaddset(&signals, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+  // What this process was itself started with may be open besides its own.
+#ifdef POSIX_SPAWN_CLOEXEC_DEFAULT
+  flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
+#elif defined(__GLIBC__)
+  isReady = isReady && posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1) == 0;
+#endif
+  posix_spawnattr_setflags(&attributes, flags);
+  std::array<char*, 2> arguments = {program.data(), nullptr};
+  std::array<char*, 1> environment = {nullptr};
+  pid_t process = 0;
+  const bool isStarted = isReady && posix_spawn(&process, program.c_str(), &files, &attributes,
+                                                arguments.data(), environment.data()) == 0;
+  posix_spawn_file_actions_destroy(&files);
+  posix_spawnattr_destroy(&attributes);
+  return isStarted ? std::optional(process) : std::nullopt;
+}
+
+/// Feeds and reads a child until it closes its output.
+/// @return nothing when it printed too much or took too long
+std::optional<std::string> exchanged(PipeEnd input, const PipeEnd& output, std::string_view rest,
+                                     std::size_t longest, Clock::time_point deadline) {
+  std::string printed;
+  std::array<char, 65536> block{};
+  std::array<pollfd, 2> ends = {pollfd{output.descriptor(), POLLIN, 0},
+                                pollfd{input.descriptor(), POLLOUT, 0}};
+  while (printed.size() <= longest) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    if (left <= 0) {
+      return std::nullopt;
+    }
+    if (poll(ends.data(), ends.size(), static_cast<int>(left)) < 0) {
+      continue;
+    }
+    if (ends[1].revents != 0) {
+      const ssize_t count = write(input.descriptor(), rest.data(), rest.size());
+      rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+      if (rest.empty() || (count < 0 && errno != EAGAIN && errno != EINTR)) {
+        input = PipeEnd();
+        ends[1].fd = -1;
+      }
+    }
+    if (ends[0].revents != 0) {
+      const ssize_t count = read(output.descriptor(), block.data(), block.size());
+      if (count == 0) {
+        return printed;
+      }
+      printed.append(block.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string programFolder() {
+  std::error_code ignored;
+#ifdef __APPLE__
+  std::string path(4096, '\0');
+  auto size = static_cast<std::uint32_t>(path.size());
+  const std::string program = _NSGetExecutablePath(path.data(), &size) == 0
+                                  ? std::filesystem::canonical(path.c_str(), ignored).string()
+                                  : std::string();
+#else
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe", ignored).string();
+#endif
+  // As text, for a path of libstdc++ that runs out of memory while it is changed crashes.
+  return program.substr(0, program.rfind('/') + 1);
+}
+
+std::optional<std::string> outputOf(const std::string& program, std::string_view input,
+                                    std::size_t longest, std::chrono::milliseconds timeLimit) {
+  const Clock::time_point deadline = Clock::now() + timeLimit;
+  std::optional<Pipe> in = openPipe();
+  std::optional<Pipe> out = openPipe();
+  if (!in || !out) {
+    return std::nullopt;
+  }
+  const std::optional<pid_t> process =
+      started(program, in->reading.descriptor(), out->writing.descriptor());
+  if (!process) {
+    return std::nullopt;
+  }
+  Child child(*process);
+  in->reading = PipeEnd();
+  out->writing = PipeEnd();
+  fcntl(in->writing.descriptor(), F_SETFL, O_NONBLOCK);
+  std::optional<std::string> printed =
+      exchanged(std::move(in->writing), out->reading, input, longest, deadline);
+  const int status = child.end();
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? std::move(printed) : std::nullopt;
+}
+
+}  // namespace brindlevane

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace brindlevane {
+
+/// The folder of the running program; empty where the system does not tell.
+[[nodiscard]] std::string programFolder();
+
+/// Runs a program to its end and gives what it prints.
+///
+/// The program gets no argument, no environment and no descriptor but its three streams, of which
+/// the third is this process's own. SIGPIPE must be ignored.
+///
+/// @param input      what the program gets to read
+/// @param longest    most bytes that it may print
+/// @param timeLimit  how long it may take
+/// @return nothing when the program cannot be started, prints more, takes longer, or ends in
+/// another
+///     way than with status 0
+[[nodiscard]] std::optional<std::string> outputOf(const std::string& program,
+                                                  std::string_view input, std::size_t longest,
+                                                  std::chrono::milliseconds timeLimit);
+
+}  // namespace brindlevane

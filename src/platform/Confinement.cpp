@@ -1,0 +1,77 @@
+#include "platform/Confinement.h"
+
+#include <sys/resource.h>
+
+#ifdef BRINDLEVANE_SECCOMP
+#include <fcntl.h>
+#include <sched.h>
+#include <seccomp.h>
+
+#include <cerrno>
+#include <initializer_list>
+#endif
+
+namespace brindlevane {
+namespace {
+
+// The three streams, the kept output, the audio file, and one of a library while it is loaded.
+constexpr rlim_t kMostDescriptors = 16;
+// Three threads for as long as anybody waits.
+constexpr rlim_t kMostProcessorSeconds = 180;
+// 2 GiB of samples, their mix, the libraries and the threads' stacks.
+constexpr rlim_t kMostBytes = rlim_t{4} << 30U;
+
+void limit(decltype(RLIMIT_CORE) resource, rlim_t most) {
+  rlimit limits{};
+  if (getrlimit(resource, &limits) == 0 && limits.rlim_max > most) {
+    limits = {most, most};
+    (void)setrlimit(resource, &limits);
+  }
+}
+
+#ifdef BRINDLEVANE_SECCOMP
+/// Refuses system calls from here on, in all threads; nothing changes where the kernel cannot.
+void filterSystemCalls() {
+  const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+  if (filter == nullptr) {
+    return;
+  }
+  for (const int call : {SCMP_SYS(socket), SCMP_SYS(socketpair), SCMP_SYS(fork), SCMP_SYS(vfork),
+                         SCMP_SYS(execve), SCMP_SYS(execveat), SCMP_SYS(creat), SCMP_SYS(ptrace),
+                         SCMP_SYS(process_vm_writev), SCMP_SYS(open_by_handle_at)}) {
+    seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), call, 0);
+  }
+  // Calls whose arguments a filter cannot see; the C library does without them.
+  for (const int call : {SCMP_SYS(clone3), SCMP_SYS(openat2), SCMP_SYS(io_uring_setup)}) {
+    seccomp_rule_add(filter, SCMP_ACT_ERRNO(ENOSYS), call, 0);
+  }
+  seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(clone), 1,
+                   SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0));
+  for (const scmp_datum_t flag : {O_WRONLY, O_RDWR, O_CREAT, O_TRUNC}) {
+    seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(open), 1,
+                     SCMP_A1(SCMP_CMP_MASKED_EQ, flag, flag));
+    seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(openat), 1,
+                     SCMP_A2(SCMP_CMP_MASKED_EQ, flag, flag));
+  }
+  seccomp_attr_set(filter, SCMP_FLTATR_CTL_TSYNC, 1);
+  seccomp_load(filter);
+  seccomp_release(filter);
+}
+#endif
+
+}  // namespace
+
+void confine() {
+  limit(RLIMIT_CORE, 0);
+  limit(RLIMIT_FSIZE, 0);
+  limit(RLIMIT_NOFILE, kMostDescriptors);
+  limit(RLIMIT_CPU, kMostProcessorSeconds);
+#ifndef BRINDLEVANE_SANITIZED
+  limit(RLIMIT_AS, kMostBytes);
+#ifdef BRINDLEVANE_SECCOMP
+  filterSystemCalls();
+#endif
+#endif
+}
+
+}  // namespace brindlevane
