@@ -18,8 +18,12 @@ namespace {
 constexpr rlim_t kMostDescriptors = 16;
 // Three threads for as long as anybody waits.
 constexpr rlim_t kMostProcessorSeconds = 180;
+#ifdef BRINDLEVANE_SANITIZED
+constexpr rlim_t kMostBytes = RLIM_INFINITY;
+#else
 // 2 GiB of samples, their mix, the libraries and the threads' stacks.
 constexpr rlim_t kMostBytes = rlim_t{4} << 30U;
+#endif
 
 void limit(decltype(RLIMIT_CORE) resource, rlim_t most) {
   rlimit limits{};
@@ -46,12 +50,12 @@ void filterSystemCalls() {
     seccomp_rule_add(filter, SCMP_ACT_ERRNO(ENOSYS), call, 0);
   }
   seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(clone), 1,
-                   SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0));
-  for (const scmp_datum_t flag : {O_WRONLY, O_RDWR, O_CREAT, O_TRUNC}) {
+                   scmp_arg_cmp{0, SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0});
+  for (const auto flag : std::initializer_list<scmp_datum_t>{O_WRONLY, O_RDWR, O_CREAT, O_TRUNC}) {
     seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(open), 1,
-                     SCMP_A1(SCMP_CMP_MASKED_EQ, flag, flag));
+                     scmp_arg_cmp{1, SCMP_CMP_MASKED_EQ, flag, flag});
     seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(openat), 1,
-                     SCMP_A2(SCMP_CMP_MASKED_EQ, flag, flag));
+                     scmp_arg_cmp{2, SCMP_CMP_MASKED_EQ, flag, flag});
   }
   seccomp_attr_set(filter, SCMP_FLTATR_CTL_TSYNC, 1);
   seccomp_load(filter);
@@ -66,11 +70,9 @@ void confine() {
   limit(RLIMIT_FSIZE, 0);
   limit(RLIMIT_NOFILE, kMostDescriptors);
   limit(RLIMIT_CPU, kMostProcessorSeconds);
-#ifndef BRINDLEVANE_SANITIZED
   limit(RLIMIT_AS, kMostBytes);
 #ifdef BRINDLEVANE_SECCOMP
   filterSystemCalls();
-#endif
 #endif
 }
 
