@@ -1,4 +1,4 @@
-// Builds the faults that scripts/faults.mjs draws, each in a clone of the working tree, runs the
+// Builds the faults that scripts/mutations.mjs draws, each in a clone of the working tree, runs the
 // unit tests on it and prints each that survives, and last the share that was caught.
 //
 // Usage: node mutants.mjs [COUNT [SEED [FOLDER...]]], from the root of the working tree
@@ -7,7 +7,7 @@ import { existsSync, mkdirSync, readFileSync, rmSync, writeFileSync } from "node
 import { availableParallelism } from "node:os";
 import { dirname, relative, resolve } from "node:path";
 
-import { drawnFaults } from "./faults.mjs";
+import { drawnFaults } from "./mutations.mjs";
 
 const kibPerProgram = 8 << 20; // A fault can make a program take all the memory there is,
 const secondsPerBuild = 600; // or the compiler all the time.

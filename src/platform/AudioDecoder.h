@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/RegularFile.h"
+
 #include <cstdint>
 
 namespace brindlevane {
@@ -37,12 +39,12 @@ class AudioDecoder {
   [[nodiscard]] virtual std::int64_t read(float* samples, std::int64_t frames) noexcept = 0;
 };
 
-/// The one entry point of a decoder module: takes up an open regular file.
+/// The one entry point of a decoder module: takes up a file.
 ///
-/// The descriptor stays the caller's and outlives the decoder, which may move its position.
+/// The file stays the caller's and outlives the decoder.
 ///
 /// @return a decoder for the caller to delete, or null when the module cannot read the file
-using OpenAudioDecoder = AudioDecoder* (*)(int descriptor);
+using OpenAudioDecoder = AudioDecoder* (*)(const RegularFile& file);
 
 /// The symbol under which a module exports its entry point.
 inline constexpr const char* kOpenAudioDecoderSymbol = "brindlevaneOpenAudioDecoder";

@@ -34,7 +34,7 @@ std::optional<AudioFile> AudioFile::open(const std::string& path) {
     return std::nullopt;
   }
   auto state = std::make_unique<State>(State{std::move(*file), nullptr, {}, 0});
-  state->decoder = openAudioDecoder(state->file.descriptor());
+  state->decoder = openAudioDecoder(state->file);
   if (!state->decoder) {
     return std::nullopt;
   }
@@ -72,7 +72,7 @@ std::optional<std::int64_t> AudioFile::readBlocks(std::int64_t start, std::int64
   while (done < wanted) {
     const std::int64_t got =
         state_->decoder->read(block.data(), std::min(blockFrames, wanted - done));
-    if (got < 0) {
+    if (got < 0 || state_->file.hasFailed()) {
       return std::nullopt;
     }
     if (got == 0) {

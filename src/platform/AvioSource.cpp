@@ -15,7 +15,7 @@ constexpr int kBufferBytes = 32768;
 
 }  // namespace
 
-AvioSource::AvioSource(int descriptor) : bytes_(descriptor) {
+AvioSource::AvioSource(const RegularFile& file) : bytes_(file) {
   auto* const buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
   context_ = avio_alloc_context(buffer, kBufferBytes, 0, &bytes_, &AvioSource::read, nullptr,
                                 &AvioSource::seek);

@@ -14,7 +14,7 @@ namespace brindlevane {
 /// A regular file as FFmpeg's source of bytes.
 class AvioSource {
  public:
-  explicit AvioSource(int descriptor);
+  explicit AvioSource(const RegularFile& file);
   AvioSource(const AvioSource&) = delete;
   AvioSource& operator=(const AvioSource&) = delete;
   ~AvioSource();

@@ -1,10 +1,6 @@
 #include "platform/ByteSource.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <limits>
 
@@ -16,27 +12,9 @@ constexpr std::int64_t kSpareBytes = std::int64_t{16} << 20U;
 
 }  // namespace
 
-std::int64_t readAt(int descriptor, void* bytes, std::int64_t count, std::int64_t offset) {
-  std::int64_t done = 0;
-  while (done < count) {
-    const ssize_t got = ::pread(descriptor, static_cast<char*>(bytes) + done,
-                                static_cast<std::size_t>(count - done), offset + done);
-    if (got < 0 && errno != EINTR) {
-      return -1;
-    }
-    if (got == 0) {
-      break;
-    }
-    done += std::max<ssize_t>(got, 0);
-  }
-  return done;
-}
-
-ByteSource::ByteSource(int descriptor, const ByteSection& section)
-    : descriptor_(descriptor), section_(section) {
-  struct stat status = {};
-  const std::int64_t fileSize = ::fstat(descriptor, &status) == 0 ? status.st_size : 0;
-  section_.end = std::min(section_.end, fileSize);
+ByteSource::ByteSource(const RegularFile& file, const ByteSection& section)
+    : file_(&file), section_(section) {
+  section_.end = std::min(section_.end, file.size());
   size_ = section_.head + std::max<std::int64_t>(section_.end - section_.begin, 0);
   constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max() / 2;
   budget_ = std::min(size_, kLargest / kMostPasses) * kMostPasses + kSpareBytes;
@@ -52,9 +30,8 @@ std::int64_t ByteSource::read(void* bytes, std::int64_t count) {
   if (budget_ <= 0 || wanted <= 0) {
     return 0;
   }
-  const std::int64_t got = readAt(descriptor_, bytes, wanted, fileOffset());
+  const std::int64_t got = file_->read(bytes, wanted, fileOffset());
   if (got < 0) {
-    hasFailed_ = true;
     return got;
   }
   position_ += got;

@@ -1,17 +1,11 @@
 #pragma once
 
+#include "platform/RegularFile.h"
+
 #include <cstdint>
 #include <limits>
 
 namespace brindlevane {
-
-/// Reads at one place of an open file, for as long as there is more; the file's own position is
-/// not moved.
-///
-/// @return the bytes read, fewer than `count` only at the end of the file; negative for a fault of
-///     the file system
-[[nodiscard]] std::int64_t readAt(int descriptor, void* bytes, std::int64_t count,
-                                  std::int64_t offset);
 
 /// What of a file a decoder library gets to see: the bytes [0, head), and right behind them those
 /// from `begin` to `end`, or to the end of the file where that comes first.
@@ -23,12 +17,11 @@ struct ByteSection {
 
 /// The bytes of an open regular file, as decoder libraries ask for them through callbacks.
 ///
-/// The descriptor stays the caller's, and its own position is not moved. Damaged files can send a
-/// library back and forth without end; after several times the size of the file nothing more
-/// comes.
+/// Damaged files can send a library back and forth without end; after several times the size of the
+/// file nothing more comes.
 class ByteSource {
  public:
-  explicit ByteSource(int descriptor, const ByteSection& section = {});
+  explicit ByteSource(const RegularFile& file, const ByteSection& section = {});
 
   [[nodiscard]] std::int64_t size() const { return size_; }
   [[nodiscard]] std::int64_t position() const { return position_; }
@@ -39,9 +32,6 @@ class ByteSource {
   /// Whether a read has come to the end since the source was made.
   [[nodiscard]] bool hasReachedEnd() const { return hasReachedEnd_; }
 
-  /// Whether a read has failed since the source was made.
-  [[nodiscard]] bool hasFailed() const { return hasFailed_; }
-
   /// @return the bytes read, 0 at the end, negative for a fault of the file system
   [[nodiscard]] std::int64_t read(void* bytes, std::int64_t count);
 
@@ -50,13 +40,12 @@ class ByteSource {
   [[nodiscard]] std::int64_t seek(std::int64_t offset, int whence);
 
  private:
-  int descriptor_;
+  const RegularFile* file_;
   ByteSection section_;
   std::int64_t size_ = 0;
   std::int64_t position_ = 0;
   std::int64_t budget_ = 0;
   bool hasReachedEnd_ = false;
-  bool hasFailed_ = false;
 };
 
 }  // namespace brindlevane

@@ -3,52 +3,32 @@
 #include "platform/ChildProcess.h"
 
 #include <dlfcn.h>
-#include <unistd.h>
 
-#include <mutex>
 #include <string>
 
 namespace brindlevane {
 namespace {
 
-// A decoder module, loaded on its first use. A load that fails, for want of memory or descriptors
-// perhaps, is tried again for the next file.
-class Module {
- public:
-  explicit Module(const char* name) : name_(name) {}
-
-  OpenAudioDecoder entryPoint() {
-    const std::scoped_lock lock(lock_);
-    if (entryPoint_ == nullptr) {
-      const std::string module = programFolder() + name_;
-      // Never unloaded: decoders of the module may live as long as the process.
-      void* const library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
-      entryPoint_ =
-          library == nullptr
-              ? nullptr
-              : reinterpret_cast<OpenAudioDecoder>(::dlsym(library, kOpenAudioDecoderSymbol));
-    }
-    return entryPoint_;
-  }
-
- private:
-  const char* name_;
-  std::mutex lock_;
-  OpenAudioDecoder entryPoint_ = nullptr;
-};
+// The entry point of a module, which stays loaded; null when it cannot be loaded.
+OpenAudioDecoder entryPoint(const char* module) {
+  void* const library = ::dlopen((programFolder() + module).c_str(), RTLD_NOW | RTLD_LOCAL);
+  return library == nullptr
+             ? nullptr
+             : reinterpret_cast<OpenAudioDecoder>(::dlsym(library, kOpenAudioDecoderSymbol));
+}
 
 }  // namespace
 
-std::unique_ptr<AudioDecoder> openAudioDecoder(int descriptor) {
-  // In the order in which they are tried.
-  static Module sndfile("brindlevane_sndfile.so");
-  static Module ffmpeg("brindlevane_ffmpeg.so");
-  for (Module* const module : {&sndfile, &ffmpeg}) {
-    const OpenAudioDecoder open = module->entryPoint();
-    if (open == nullptr || ::lseek(descriptor, 0, SEEK_SET) != 0) {
-      continue;
+std::unique_ptr<AudioDecoder> openAudioDecoder(const RegularFile& file) {
+  // In the order in which they are tried. The second reads most of what is the first one's, but not
+  // to the same sample.
+  for (const char* const module : {"brindlevane_sndfile.so", "brindlevane_ffmpeg.so"}) {
+    const OpenAudioDecoder open = entryPoint(module);
+    std::unique_ptr<AudioDecoder> decoder(open == nullptr ? nullptr : open(file));
+    if (open == nullptr || file.hasFailed()) {
+      return nullptr;
     }
-    if (std::unique_ptr<AudioDecoder> decoder(open(descriptor)); decoder) {
+    if (decoder) {
       return decoder;
     }
   }

@@ -6,14 +6,14 @@
 
 namespace brindlevane {
 
-/// Finds a decoder for an open regular file.
+/// Finds a decoder for a file.
 ///
 /// The decoder libraries take long to load, so each sits behind a module: a dynamic library
 /// in the directory of the running program, loaded for the first file that gets as far as it and
-/// kept from then on. A module that is missing reads no file.
+/// kept from then on. What gets as far as one that cannot be loaded is not read.
 ///
-/// @param descriptor  stays the caller's and must outlive the decoder
+/// @param file  stays the caller's and must outlive the decoder
 /// @return null when no module reads the file
-[[nodiscard]] std::unique_ptr<AudioDecoder> openAudioDecoder(int descriptor);
+[[nodiscard]] std::unique_ptr<AudioDecoder> openAudioDecoder(const RegularFile& file);
 
 }  // namespace brindlevane

@@ -73,8 +73,8 @@ Trim trimOf(const FrameStream& stream, const std::optional<Mp4Edit>& edit, int r
 
 class FfmpegDecoder final : public AudioDecoder {
  public:
-  static std::unique_ptr<FfmpegDecoder> open(int descriptor) {
-    std::unique_ptr<FfmpegDecoder> decoder(new FfmpegDecoder(descriptor, readMp4Edit(descriptor)));
+  static std::unique_ptr<FfmpegDecoder> open(const RegularFile& file) {
+    std::unique_ptr<FfmpegDecoder> decoder(new FfmpegDecoder(file, readMp4Edit(file)));
     return decoder->measure() && decoder->start() ? std::move(decoder) : nullptr;
   }
 
@@ -115,12 +115,11 @@ class FfmpegDecoder final : public AudioDecoder {
   }
 
  private:
-  FfmpegDecoder(int descriptor, std::optional<Mp4Edit> edit)
-      : descriptor_(descriptor), edit_(edit) {}
+  FfmpegDecoder(const RegularFile& file, std::optional<Mp4Edit> edit) : file_(file), edit_(edit) {}
 
   // Finds out what the file holds.
   bool measure() {
-    stream_ = FrameStream::open(descriptor_, edit_.has_value());
+    stream_ = FrameStream::open(file_, edit_.has_value());
     if (!stream_) {
       return false;
     }
@@ -144,7 +143,7 @@ class FfmpegDecoder final : public AudioDecoder {
   // Stands at the first frame of the signal afterwards.
   bool start() {
     if (!stream_->rewind()) {
-      stream_ = FrameStream::open(descriptor_, edit_.has_value());
+      stream_ = FrameStream::open(file_, edit_.has_value());
     }
     step_ = FrameStream::Step::decoded;
     used_ = 0;
@@ -180,7 +179,7 @@ class FfmpegDecoder final : public AudioDecoder {
     return frames == 0;
   }
 
-  int descriptor_;
+  const RegularFile& file_;
   std::optional<Mp4Edit> edit_;
   std::unique_ptr<FrameStream> stream_;
   FrameStream::Step step_ = FrameStream::Step::decoded;
@@ -196,10 +195,10 @@ class FfmpegDecoder final : public AudioDecoder {
 }  // namespace brindlevane
 
 extern "C" [[gnu::visibility("default")]] brindlevane::AudioDecoder* brindlevaneOpenAudioDecoder(
-    int descriptor) {
+    const brindlevane::RegularFile& file) {
   try {
     av_log_set_level(AV_LOG_QUIET);
-    return brindlevane::FfmpegDecoder::open(descriptor).release();
+    return brindlevane::FfmpegDecoder::open(file).release();
   } catch (...) {
     return nullptr;
   }

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdlib>
+#include <iterator>
 
 namespace brindlevane {
 namespace {
@@ -55,22 +55,12 @@ std::optional<std::string> readRegularFile(const std::filesystem::path& path, st
   if (!file) {
     return std::nullopt;
   }
-  std::string bytes;
-  std::array<char, 4096> block{};
-  while (bytes.size() < longest) {
-    const ssize_t count =
-        read(file->descriptor(), block.data(), std::min(block.size(), longest - bytes.size()));
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count < 0) {
-      return std::nullopt;
-    }
-    if (count == 0) {
-      break;
-    }
-    bytes.append(block.data(), static_cast<std::size_t>(count));
+  std::string bytes(std::min(longest, static_cast<std::size_t>(file->size())), '\0');
+  const std::int64_t count = file->read(bytes.data(), std::ssize(bytes), 0);
+  if (count < 0) {
+    return std::nullopt;
   }
+  bytes.resize(static_cast<std::size_t>(count));
   return bytes;
 }
 

@@ -38,8 +38,8 @@ FrameStream::FrameStream(std::unique_ptr<PacketReader> packets, bool ownsEditing
       frame_(av_frame_alloc()),
       trimsItself_(packets_->isMp4() && !ownsEditing) {}
 
-std::unique_ptr<FrameStream> FrameStream::open(int descriptor, bool ownsEditing) {
-  std::unique_ptr<PacketReader> packets = PacketReader::open(descriptor, ownsEditing);
+std::unique_ptr<FrameStream> FrameStream::open(const RegularFile& file, bool ownsEditing) {
+  std::unique_ptr<PacketReader> packets = PacketReader::open(file, ownsEditing);
   if (!packets) {
     return nullptr;
   }
@@ -117,7 +117,7 @@ FrameStream::Step FrameStream::next() {
       return wasLast ? Step::failed : Step::decoded;
     }
     if (received == AVERROR_EOF) {
-      return packets_->hasReachedEnd() && !packets_->isUnreadable() ? Step::ended : Step::failed;
+      return packets_->hasReachedEnd() ? Step::ended : Step::failed;
     }
     if (received != 0 && (received != AVERROR(EAGAIN) || !feed())) {
       return Step::failed;
@@ -224,9 +224,6 @@ std::optional<std::int64_t> FrameStream::findEnd() {
   }
   const bool counts = !isWhole && !trimsItself_ && packetFrames_->areKnown();
   const std::int64_t end = counts ? countPackets() : decodeToEnd();
-  if (packets_->isUnreadable()) {
-    return std::nullopt;
-  }
   // A container that is damaged somewhere has more to come.
   return packets_->hasReachedEnd() ? end : std::max(end, declared);
 }

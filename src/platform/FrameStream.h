@@ -23,10 +23,10 @@ class FrameStream {
 
   /// Opens a file and decodes its first frame.
   ///
-  /// @param descriptor   an open regular file, which stays the caller's
+  /// @param file         stays the caller's
   /// @param ownsEditing  whether the caller applies the edit list instead of FFmpeg
   /// @return null when there is no sound that FFmpeg decodes
-  [[nodiscard]] static std::unique_ptr<FrameStream> open(int descriptor, bool ownsEditing);
+  [[nodiscard]] static std::unique_ptr<FrameStream> open(const RegularFile& file, bool ownsEditing);
 
   /// Decodes the next frame.
   [[nodiscard]] Step next();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/RegularFile.h"
+
 #include <cstdint>
 
 namespace brindlevane {
@@ -11,17 +13,18 @@ namespace brindlevane {
 class GapCheck {
  public:
   /// @return the bytes of the piece at an offset, or 0 when none begins there
-  using PieceLength = std::int64_t (*)(int descriptor, std::int64_t offset, std::int64_t end);
+  using PieceLength = std::int64_t (*)(const RegularFile& file, std::int64_t offset,
+                                       std::int64_t end);
 
   /// @param begin  where the first piece begins
   /// @param end    where the file ends, perhaps within a piece
-  GapCheck(int descriptor, PieceLength pieceLength, std::int64_t begin, std::int64_t end);
+  GapCheck(const RegularFile& file, PieceLength pieceLength, std::int64_t begin, std::int64_t end);
 
   /// Whether the chain holds up to an offset. Offsets only grow.
   [[nodiscard]] bool holdsUpTo(std::int64_t offset);
 
  private:
-  int descriptor_;
+  const RegularFile& file_;
   PieceLength pieceLength_;
   std::int64_t checked_;
   std::int64_t end_;

@@ -1,8 +1,5 @@
 #include "platform/Mp4EditList.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -28,12 +25,9 @@ struct Box {
 
 class Mp4Reader {
  public:
-  explicit Mp4Reader(int descriptor) : descriptor_(descriptor) {}
+  explicit Mp4Reader(const RegularFile& file) : file_(file) {}
 
-  [[nodiscard]] Stretch wholeFile() const {
-    struct stat status = {};
-    return ::fstat(descriptor_, &status) == 0 ? Stretch{0, status.st_size} : Stretch{};
-  }
+  [[nodiscard]] Stretch wholeFile() const { return {0, file_.size()}; }
 
   // An unsigned big-endian number, or nothing where it would reach beyond the stretch.
   [[nodiscard]] std::optional<std::uint64_t> number(const Stretch& in, std::int64_t offset,
@@ -41,7 +35,7 @@ class Mp4Reader {
     std::array<unsigned char, 8> raw = {};
     const auto length = static_cast<std::int64_t>(bytes);
     if (in.end - in.begin < offset + length ||
-        ::pread(descriptor_, raw.data(), bytes, in.begin + offset) != length) {
+        file_.read(raw.data(), length, in.begin + offset) != length) {
       return std::nullopt;
     }
     std::uint64_t value = 0;
@@ -99,7 +93,7 @@ class Mp4Reader {
     return box;
   }
 
-  int descriptor_;
+  const RegularFile& file_;
 };
 
 // The timescale in a movie or media header; dates of version 1 take twice the room.
@@ -139,8 +133,8 @@ bool readPlainList(const Mp4Reader& reader, const Stretch& list, Mp4Edit& edit) 
 
 }  // namespace
 
-std::optional<Mp4Edit> readMp4Edit(int descriptor) {
-  const Mp4Reader reader(descriptor);
+std::optional<Mp4Edit> readMp4Edit(const RegularFile& file) {
+  const Mp4Reader reader(file);
   const auto movie = reader.child(reader.wholeFile(), "moov");
   const auto movieHeader = movie ? reader.child(*movie, "mvhd") : std::nullopt;
   if (!movieHeader) {

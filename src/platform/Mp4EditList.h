@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/RegularFile.h"
+
 #include <cstdint>
 #include <optional>
 
@@ -16,9 +18,8 @@ struct Mp4Edit {
 
 /// Reads the edit list of the first audio track.
 ///
-/// @param descriptor  an open regular file; its position is not moved
 /// @return nothing when the file is no MP4, is damaged, or the list is not one plain stretch
 /// @see ISO/IEC 14496-12, 8.6.6 Edit List Box
-[[nodiscard]] std::optional<Mp4Edit> readMp4Edit(int descriptor);
+[[nodiscard]] std::optional<Mp4Edit> readMp4Edit(const RegularFile& file);
 
 }  // namespace brindlevane

@@ -1,7 +1,5 @@
 #include "platform/MpegHeader.h"
 
-#include "platform/ByteSource.h"
-
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -10,11 +8,11 @@ namespace brindlevane {
 namespace {
 
 // The bytes of an ID3v2 tag, or 0 when none begins there.
-std::int64_t tagLength(int descriptor, std::int64_t offset) {
+std::int64_t tagLength(const RegularFile& file, std::int64_t offset) {
   constexpr std::int64_t kHeaderBytes = 10;
   constexpr unsigned kHasFooter = 0x10;
   std::array<unsigned char, kHeaderBytes> tag = {};
-  if (readAt(descriptor, tag.data(), kHeaderBytes, offset) != kHeaderBytes || tag[0] != 'I' ||
+  if (file.read(tag.data(), kHeaderBytes, offset) != kHeaderBytes || tag[0] != 'I' ||
       tag[1] != 'D' || tag[2] != '3') {
     return 0;
   }
@@ -38,19 +36,19 @@ constexpr int kSampleRates[3] = {44100, 48000, 32000};
 
 }  // namespace
 
-std::int64_t endOfTags(int descriptor) {
+std::int64_t endOfTags(const RegularFile& file) {
   std::int64_t end = 0;
-  while (const std::int64_t length = tagLength(descriptor, end)) {
+  while (const std::int64_t length = tagLength(file, end)) {
     end += length;
   }
   return end;
 }
 
-bool mpegFramesAreCounted(int descriptor, std::int64_t begin) {
+bool mpegFramesAreCounted(const RegularFile& file, std::int64_t begin) {
   // The mark follows the side information of the first frame, at most 36 bytes into it, or VBRI
   // always there.
   std::array<char, 64> bytes = {};
-  const std::int64_t got = readAt(descriptor, bytes.data(), bytes.size(), begin);
+  const std::int64_t got = file.read(bytes.data(), bytes.size(), begin);
   const std::string_view text(bytes.data(),
                               static_cast<std::size_t>(std::max<std::int64_t>(got, 0)));
   for (const std::string_view mark : {"Xing", "Info"}) {
@@ -82,10 +80,9 @@ int mpegFrameBytes(const std::uint8_t* header) {
   return (layer == 3 && !isFirst ? 72 : 144) * bits / hertz + padding;
 }
 
-std::int64_t mpegFrameLength(int descriptor, std::int64_t offset, std::int64_t end) {
+std::int64_t mpegFrameLength(const RegularFile& file, std::int64_t offset, std::int64_t end) {
   std::array<std::uint8_t, 4> header = {};
-  const bool isThere =
-      offset + 4 <= end && readAt(descriptor, header.data(), header.size(), offset) == 4;
+  const bool isThere = offset + 4 <= end && file.read(header.data(), header.size(), offset) == 4;
   return isThere ? mpegFrameBytes(header.data()) : 0;
 }
 

@@ -1,17 +1,19 @@
 #pragma once
 
+#include "platform/RegularFile.h"
+
 #include <cstdint>
 
 namespace brindlevane {
 
 /// Where the ID3v2 tags at the start of a file end, with padding and footers; 0 without a tag.
-[[nodiscard]] std::int64_t endOfTags(int descriptor);
+[[nodiscard]] std::int64_t endOfTags(const RegularFile& file);
 
 /// Whether the first frame of an MPEG audio stream tells how many follow ("Xing", "Info" or
 /// "VBRI"), so that the length of the stream is known without reading it all.
 ///
 /// @param begin  where in the file the stream begins
-[[nodiscard]] bool mpegFramesAreCounted(int descriptor, std::int64_t begin);
+[[nodiscard]] bool mpegFramesAreCounted(const RegularFile& file, std::int64_t begin);
 
 /// The bytes of an MPEG audio frame by the four of its header.
 ///
@@ -20,6 +22,7 @@ namespace brindlevane {
 [[nodiscard]] int mpegFrameBytes(const std::uint8_t* header);
 
 /// The same of the header that stands at an offset of a file, before `end`.
-[[nodiscard]] std::int64_t mpegFrameLength(int descriptor, std::int64_t offset, std::int64_t end);
+[[nodiscard]] std::int64_t mpegFrameLength(const RegularFile& file, std::int64_t offset,
+                                           std::int64_t end);
 
 }  // namespace brindlevane

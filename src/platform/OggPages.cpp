@@ -1,7 +1,5 @@
 #include "platform/OggPages.h"
 
-#include "platform/ByteSource.h"
-
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -21,10 +19,9 @@ constexpr std::string_view kMark = "OggS";
 using Bytes = std::vector<unsigned char>;
 
 // The bytes from an offset on, as many of them as there are up to `end`.
-Bytes bytesAt(int descriptor, std::int64_t offset, std::int64_t end, std::int64_t most) {
+Bytes bytesAt(const RegularFile& file, std::int64_t offset, std::int64_t end, std::int64_t most) {
   Bytes bytes(static_cast<std::size_t>(std::clamp<std::int64_t>(end - offset, 0, most)));
-  const std::int64_t got =
-      readAt(descriptor, bytes.data(), static_cast<std::int64_t>(bytes.size()), offset);
+  const std::int64_t got = file.read(bytes.data(), static_cast<std::int64_t>(bytes.size()), offset);
   bytes.resize(static_cast<std::size_t>(std::max<std::int64_t>(got, 0)));
   return bytes;
 }
@@ -73,8 +70,8 @@ Bytes pageIn(Bytes bytes) {
   return checksum(bytes) == sum ? bytes : Bytes{};
 }
 
-Bytes pageAt(int descriptor, std::int64_t offset, std::int64_t end) {
-  return pageIn(bytesAt(descriptor, offset, end, kMostPageBytes));
+Bytes pageAt(const RegularFile& file, std::int64_t offset, std::int64_t end) {
+  return pageIn(bytesAt(file, offset, end, kMostPageBytes));
 }
 
 // Where in some bytes the next mark of a page stands.
@@ -85,36 +82,36 @@ std::size_t markFrom(const Bytes& bytes, std::size_t from) {
 
 }  // namespace
 
-std::int64_t oggPageLength(int descriptor, std::int64_t offset, std::int64_t end) {
-  return static_cast<std::int64_t>(pageAt(descriptor, offset, end).size());
+std::int64_t oggPageLength(const RegularFile& file, std::int64_t offset, std::int64_t end) {
+  return static_cast<std::int64_t>(pageAt(file, offset, end).size());
 }
 
-std::int64_t nextOggPage(int descriptor, std::int64_t offset, std::int64_t end) {
+std::int64_t nextOggPage(const RegularFile& file, std::int64_t offset, std::int64_t end) {
   // Two of the longest pages hold the mark of a whole one, save in damaged files.
-  const Bytes bytes = bytesAt(descriptor, offset, end, 2 * kMostPageBytes);
+  const Bytes bytes = bytesAt(file, offset, end, 2 * kMostPageBytes);
   for (std::size_t at = markFrom(bytes, 0); at < bytes.size(); at = markFrom(bytes, at + 1)) {
     const std::int64_t page = offset + static_cast<std::int64_t>(at);
-    if (oggPageLength(descriptor, page, end) > 0) {
+    if (oggPageLength(file, page, end) > 0) {
       return page;
     }
   }
   return end;
 }
 
-std::int64_t lastOggPageEnd(int descriptor, std::int64_t end) {
+std::int64_t lastOggPageEnd(const RegularFile& file, std::int64_t end) {
   const std::int64_t begin = std::max<std::int64_t>(end - kMostTail, 0);
   std::int64_t last = 0;
-  for (std::int64_t page = nextOggPage(descriptor, begin, end); page < end;
-       page = nextOggPage(descriptor, last, end)) {
-    last = page + oggPageLength(descriptor, page, end);
+  for (std::int64_t page = nextOggPage(file, begin, end); page < end;
+       page = nextOggPage(file, last, end)) {
+    last = page + oggPageLength(file, page, end);
   }
   return last > 0 ? last : end;
 }
 
-std::int64_t oggHeaderEnd(int descriptor, int packets) {
+std::int64_t oggHeaderEnd(const RegularFile& file, int packets) {
   std::int64_t end = 0;
   while (packets > 0) {
-    const Bytes page = pageAt(descriptor, end, std::numeric_limits<std::int64_t>::max());
+    const Bytes page = pageAt(file, end, std::numeric_limits<std::int64_t>::max());
     if (page.empty()) {
       return 0;
     }
@@ -128,7 +125,7 @@ std::int64_t oggHeaderEnd(int descriptor, int packets) {
 }
 
 OggPlace oggPlaceBefore(
-    int descriptor, OggPlace first, OggPlace last, std::int64_t goal, std::int64_t near,
+    const RegularFile& file, OggPlace first, OggPlace last, std::int64_t goal, std::int64_t near,
     const std::function<std::optional<std::int64_t>(std::int64_t page)>& firstFrameAt) {
   constexpr int kMostSteps = 20;
   for (int i = 0; i < kMostSteps && goal - first.frame > near; ++i) {
@@ -138,7 +135,7 @@ OggPlace oggPlaceBefore(
                                           static_cast<double>(last.frame - first.frame);
     const double ahead = share * static_cast<double>(last.offset - first.offset);
     const std::int64_t guess = first.offset + static_cast<std::int64_t>(ahead);
-    const std::int64_t page = nextOggPage(descriptor, guess, last.offset);
+    const std::int64_t page = nextOggPage(file, guess, last.offset);
     const std::optional<std::int64_t> frame =
         page < last.offset ? firstFrameAt(page) : std::nullopt;
     if (frame && *frame <= goal) {

@@ -13,10 +13,10 @@ constexpr const char* kFormats =
 
 }  // namespace
 
-PacketReader::PacketReader(int descriptor) : source_(descriptor), packet_(av_packet_alloc()) {}
+PacketReader::PacketReader(const RegularFile& file) : source_(file), packet_(av_packet_alloc()) {}
 
-std::unique_ptr<PacketReader> PacketReader::open(int descriptor, bool ownsEditing) {
-  auto reader = std::unique_ptr<PacketReader>(new PacketReader(descriptor));
+std::unique_ptr<PacketReader> PacketReader::open(const RegularFile& file, bool ownsEditing) {
+  auto reader = std::unique_ptr<PacketReader>(new PacketReader(file));
   return reader->openDemuxer(ownsEditing) ? std::move(reader) : nullptr;
 }
 
@@ -103,11 +103,6 @@ bool PacketReader::seek(std::int64_t time) {
 // Some demuxers complain of a last packet that was cut short.
 bool PacketReader::hasReachedEnd() const {
   return readResult_ == AVERROR_EOF || avio_feof(demuxer_->pb) != 0;
-}
-
-bool PacketReader::isUnreadable() const {
-  const int error = demuxer_->pb->error;
-  return error < 0 && error != AVERROR_EOF;
 }
 
 }  // namespace brindlevane

@@ -14,10 +14,11 @@ class PacketReader {
  public:
   /// Opens a file.
   ///
-  /// @param descriptor   an open regular file, which stays the caller's
+  /// @param file         stays the caller's
   /// @param ownsEditing  whether the caller applies the edit list instead of FFmpeg
   /// @return null when FFmpeg knows no sound in it
-  [[nodiscard]] static std::unique_ptr<PacketReader> open(int descriptor, bool ownsEditing);
+  [[nodiscard]] static std::unique_ptr<PacketReader> open(const RegularFile& file,
+                                                          bool ownsEditing);
 
   /// Fetches the next packet; false at the end or where reading fails.
   [[nodiscard]] bool take();
@@ -37,9 +38,6 @@ class PacketReader {
   /// Whether take() failed because the file is at its end.
   [[nodiscard]] bool hasReachedEnd() const;
 
-  /// Whether the file system failed.
-  [[nodiscard]] bool isUnreadable() const;
-
   [[nodiscard]] const AVStream& stream() const;
 
   /// FFmpeg's name of the container.
@@ -50,7 +48,7 @@ class PacketReader {
   [[nodiscard]] const char* tag(const char* name) const;
 
  private:
-  explicit PacketReader(int descriptor);
+  explicit PacketReader(const RegularFile& file);
 
   bool openDemuxer(bool ownsEditing);
   bool checkFollowing();

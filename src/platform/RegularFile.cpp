@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace brindlevane {
@@ -17,19 +19,24 @@ std::optional<RegularFile> RegularFile::open(const std::string& path) {
   if (descriptor < 0) {
     return std::nullopt;
   }
-  RegularFile file(descriptor);
   struct stat status = {};
-  if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+  const bool isKnown = ::fstat(descriptor, &status) == 0;
+  RegularFile file(descriptor, status.st_size);
+  if (!isKnown || !S_ISREG(status.st_mode)) {
     return std::nullopt;
   }
   return file;
 }
 
 RegularFile::RegularFile(RegularFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    : descriptor_(std::exchange(other.descriptor_, -1)),
+      size_(other.size_),
+      hasFailed_(other.hasFailed_) {}
 
 RegularFile& RegularFile::operator=(RegularFile&& other) noexcept {
   std::swap(descriptor_, other.descriptor_);
+  size_ = other.size_;
+  hasFailed_ = other.hasFailed_;
   return *this;
 }
 
@@ -37,6 +44,20 @@ RegularFile::~RegularFile() {
   if (descriptor_ >= 0) {
     ::close(descriptor_);
   }
+}
+
+std::int64_t RegularFile::read(void* bytes, std::int64_t count, std::int64_t offset) const {
+  std::int64_t done = 0;
+  while (done < count && !hasFailed_) {
+    const ssize_t got = ::pread(descriptor_, static_cast<char*>(bytes) + done,
+                                static_cast<std::size_t>(count - done), offset + done);
+    if (got == 0) {
+      break;
+    }
+    hasFailed_ = got < 0 && errno != EINTR && errno != EAGAIN;
+    done += std::max<ssize_t>(got, 0);
+  }
+  return hasFailed_ ? -1 : done;
 }
 
 }  // namespace brindlevane

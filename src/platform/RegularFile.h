@@ -1,11 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
 namespace brindlevane {
 
-/// An open descriptor of a regular file, closed with the object.
+/// A regular file, open for reading until the object goes.
 class RegularFile {
  public:
   /// Opens a file for reading, without ever waiting for one.
@@ -20,10 +21,26 @@ class RegularFile {
 
   [[nodiscard]] int descriptor() const { return descriptor_; }
 
+  /// Bytes, when the file was opened.
+  [[nodiscard]] std::int64_t size() const { return size_; }
+
+  /// Reads at one place, for as long as there is more.
+  ///
+  /// @return the bytes read, fewer than `count` only at the end of the file; negative for a fault
+  /// of
+  ///     the file system, from the first one on
+  [[nodiscard]] std::int64_t read(void* bytes, std::int64_t count, std::int64_t offset) const;
+
+  /// Whether a read has failed. What was made of the file since then is not to be trusted, for not
+  /// every reader tells a fault from an end.
+  [[nodiscard]] bool hasFailed() const { return hasFailed_; }
+
  private:
-  explicit RegularFile(int descriptor) : descriptor_(descriptor) {}
+  RegularFile(int descriptor, std::int64_t size) : descriptor_(descriptor), size_(size) {}
 
   int descriptor_;
+  std::int64_t size_;
+  mutable bool hasFailed_ = false;
 };
 
 }  // namespace brindlevane

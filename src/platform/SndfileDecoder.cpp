@@ -53,17 +53,17 @@ SF_VIRTUAL_IO callbacks() {
 
 class SndfileDecoder final : public AudioDecoder {
  public:
-  explicit SndfileDecoder(int descriptor) : descriptor_(descriptor), bytes_(descriptor) {
-    whole_.begin = endOfTags(descriptor);
+  explicit SndfileDecoder(const RegularFile& file) : file_(file), bytes_(file) {
+    whole_.begin = endOfTags(file);
     whole_.end = bytes_.size();
-    if (oggPageLength(descriptor, 0, whole_.end) > 0) {
-      whole_.end = lastOggPageEnd(descriptor, whole_.end);
+    if (oggPageLength(file, 0, whole_.end) > 0) {
+      whole_.end = lastOggPageEnd(file, whole_.end);
     }
     info_ = openSection(whole_);
     if (isOgg()) {
-      headerEnd_ = oggHeaderEnd(descriptor, coding() == SF_FORMAT_OPUS ? 2 : 3);
+      headerEnd_ = oggHeaderEnd(file, coding() == SF_FORMAT_OPUS ? 2 : 3);
     }
-    isMpeg_ = kind() == SF_FORMAT_MPEG && mpegFramesAreCounted(descriptor, whole_.begin);
+    isMpeg_ = kind() == SF_FORMAT_MPEG && mpegFramesAreCounted(file, whole_.begin);
     checkFrom(whole_.begin);
     if (kind() == SF_FORMAT_FLAC && info_.frames == SF_COUNT_MAX) {
       countFrames();
@@ -72,7 +72,7 @@ class SndfileDecoder final : public AudioDecoder {
 
   // Whether this is the decoder for the file: libsndfile reads it, and reads it right.
   [[nodiscard]] bool isRight() const {
-    if (!file_ || info_.frames == SF_COUNT_MAX) {
+    if (!handle_ || info_.frames == SF_COUNT_MAX) {
       return false;
     }
     switch (coding()) {
@@ -81,7 +81,7 @@ class SndfileDecoder final : public AudioDecoder {
       case SF_FORMAT_MPEG_LAYER_III:
         // Without a count of the frames the length is guessed, and then libsndfile stops there or
         // makes up silence.
-        return isMpeg_ && mpegFrameLength(descriptor_, whole_.begin, whole_.end) > 0;
+        return isMpeg_ && mpegFrameLength(file_, whole_.begin, whole_.end) > 0;
       case SF_FORMAT_VORBIS:
       case SF_FORMAT_OPUS:
         return headerEnd_ > 0;
@@ -104,7 +104,7 @@ class SndfileDecoder final : public AudioDecoder {
 
   [[nodiscard]] bool seek(std::int64_t frame) noexcept override {
     try {
-      if (!isOgg() && !hasFailed_ && file_ && sf_seek(file_.get(), frame, SEEK_SET) == frame) {
+      if (!isOgg() && !hasFailed_ && handle_ && sf_seek(handle_.get(), frame, SEEK_SET) == frame) {
         position_ = frame;
         return true;
       }
@@ -116,19 +116,19 @@ class SndfileDecoder final : public AudioDecoder {
 
   [[nodiscard]] std::int64_t read(float* samples, std::int64_t frames) noexcept override {
     try {
-      if (hasFailed_ || !file_) {
+      if (hasFailed_ || !handle_) {
         return hasFailed_ ? -1 : 0;
       }
       const sf_count_t wanted = std::min(frames, info_.frames - position_);
       const sf_count_t got = holdsShorts() ? readShorts(samples, wanted)
-                                           : sf_readf_float(file_.get(), samples, wanted);
+                                           : sf_readf_float(handle_.get(), samples, wanted);
       if (isOgg()) {
         bringVorbisChannelsInOrder(
             std::span(samples, static_cast<std::size_t>(got * info_.channels)), info_.channels);
       }
       position_ += got;
-      hasFailed_ = bytes_.hasFailed() || (gaps_ && !gaps_->holdsUpTo(bytes_.fileOffset())) ||
-                   (sf_error(file_.get()) != SF_ERR_NO_ERROR && isDamage());
+      hasFailed_ = (gaps_ && !gaps_->holdsUpTo(bytes_.fileOffset())) ||
+                   (sf_error(handle_.get()) != SF_ERR_NO_ERROR && isDamage());
       return hasFailed_ ? -1 : got;
     } catch (...) {
       hasFailed_ = true;
@@ -145,10 +145,10 @@ class SndfileDecoder final : public AudioDecoder {
   SF_INFO openSection(const ByteSection& section) {
     SF_VIRTUAL_IO io = callbacks();
     SF_INFO info = {};
-    file_.reset();
-    bytes_ = ByteSource(descriptor_, section);
-    file_.reset(sf_open_virtual(&io, SFM_READ, &info, &bytes_));
-    hasFailed_ = !file_;
+    handle_.reset();
+    bytes_ = ByteSource(file_, section);
+    handle_.reset(sf_open_virtual(&io, SFM_READ, &info, &bytes_));
+    hasFailed_ = !handle_;
     checkFrom(section.begin);
     return info;
   }
@@ -157,9 +157,9 @@ class SndfileDecoder final : public AudioDecoder {
   void checkFrom(std::int64_t offset) {
     gaps_.reset();
     if (isOgg()) {
-      gaps_.emplace(descriptor_, &oggPageLength, offset, whole_.end);
+      gaps_.emplace(file_, &oggPageLength, offset, whole_.end);
     } else if (isMpeg_) {
-      gaps_.emplace(descriptor_, &mpegFrameLength, offset, whole_.end);
+      gaps_.emplace(file_, &mpegFrameLength, offset, whole_.end);
     }
   }
 
@@ -186,10 +186,10 @@ class SndfileDecoder final : public AudioDecoder {
     }
     openSection(whole_);
     float* const unused = samples_.data();
-    const bool endIsThere = sf_seek(file_.get(), info_.frames - 1, SEEK_SET) >= 0 &&
-                            sf_readf_float(file_.get(), unused, 1) == 1 &&
-                            sf_error(file_.get()) == SF_ERR_NO_ERROR;
-    file_.reset();
+    const bool endIsThere = sf_seek(handle_.get(), info_.frames - 1, SEEK_SET) >= 0 &&
+                            sf_readf_float(handle_.get(), unused, 1) == 1 &&
+                            sf_error(handle_.get()) == SF_ERR_NO_ERROR;
+    handle_.reset();
     return endIsThere;
   }
 
@@ -198,7 +198,7 @@ class SndfileDecoder final : public AudioDecoder {
     const std::int64_t distance = frame < position_ ? frame : frame - position_;
     if (isOgg() && distance > kFarSeconds * info_.samplerate) {
       jumpBefore(frame - kRunUpSeconds * info_.samplerate);
-    } else if (hasFailed_ || !file_ || frame < position_) {
+    } else if (hasFailed_ || !handle_ || frame < position_) {
       restart();
     }
     while (position_ < frame) {
@@ -221,19 +221,19 @@ class SndfileDecoder final : public AudioDecoder {
     constexpr std::int64_t kTwoPages = std::int64_t{1} << 17U;
     std::int64_t page = std::max(headerEnd_, offset - kTwoPages);
     for (std::int64_t next = page; next <= offset - kReadAhead;
-         next = nextOggPage(descriptor_, next + 1, whole_.end)) {
+         next = nextOggPage(file_, next + 1, whole_.end)) {
       page = next;
     }
-    return nextOggPage(descriptor_, page, whole_.end);
+    return nextOggPage(file_, page, whole_.end);
   }
 
   // Stands at or before a frame of Ogg sound afterwards, within some seconds if it can be.
   void jumpBefore(std::int64_t goal) {
-    if (hasFailed_ || !file_) {
+    if (hasFailed_ || !handle_) {
       restart();
     }
     if (coding() == SF_FORMAT_OPUS) {
-      if (sf_seek(file_.get(), goal, SEEK_SET) != goal) {
+      if (sf_seek(handle_.get(), goal, SEEK_SET) != goal) {
         restart();
         return;
       }
@@ -243,7 +243,7 @@ class SndfileDecoder final : public AudioDecoder {
     }
     const OggPlace end = {whole_.end, info_.frames};
     const std::int64_t near = kRunUpSeconds * info_.samplerate;
-    const OggPlace place = oggPlaceBefore(descriptor_, {headerEnd_, 0}, end, goal, near,
+    const OggPlace place = oggPlaceBefore(file_, {headerEnd_, 0}, end, goal, near,
                                           [this](std::int64_t page) { return openAt(page); });
     if (place.frame > 0) {
       position_ = openAt(place.offset).value_or(0);
@@ -259,8 +259,8 @@ class SndfileDecoder final : public AudioDecoder {
   // @return which frame comes first now
   std::optional<std::int64_t> openAt(std::int64_t page) {
     const SF_INFO info = openSection({headerEnd_, page, whole_.end});
-    return file_ && info.frames <= info_.frames ? std::optional(info_.frames - info.frames)
-                                                : std::nullopt;
+    return handle_ && info.frames <= info_.frames ? std::optional(info_.frames - info.frames)
+                                                  : std::nullopt;
   }
 
   // 16-bit samples stored as they are: libsndfile hands them out without looking at each, and the
@@ -275,7 +275,7 @@ class SndfileDecoder final : public AudioDecoder {
     sf_count_t done = 0;
     while (done < frames) {
       const sf_count_t got =
-          sf_readf_short(file_.get(), shorts_.data(), std::min(room, frames - done));
+          sf_readf_short(handle_.get(), shorts_.data(), std::min(room, frames - done));
       if (got <= 0) {
         break;
       }
@@ -288,7 +288,7 @@ class SndfileDecoder final : public AudioDecoder {
     return done;
   }
 
-  int descriptor_;
+  const RegularFile& file_;
   ByteSection whole_;
   ByteSource bytes_;
   std::int64_t headerEnd_ = 0;  // where that of an Ogg file ends
@@ -297,7 +297,7 @@ class SndfileDecoder final : public AudioDecoder {
   std::int64_t position_ = 0;
   bool hasFailed_ = false;
   SF_INFO info_ = {};
-  SndfileHandle file_;
+  SndfileHandle handle_;
   std::array<std::int16_t, kMostSamples> shorts_ = {};
   std::array<float, kMostSamples> samples_ = {};  // passed over
 };
@@ -306,9 +306,9 @@ class SndfileDecoder final : public AudioDecoder {
 }  // namespace brindlevane
 
 extern "C" [[gnu::visibility("default")]] brindlevane::AudioDecoder* brindlevaneOpenAudioDecoder(
-    int descriptor) {
+    const brindlevane::RegularFile& file) {
   try {
-    auto decoder = std::make_unique<brindlevane::SndfileDecoder>(descriptor);
+    auto decoder = std::make_unique<brindlevane::SndfileDecoder>(file);
     return decoder->isRight() ? decoder.release() : nullptr;
   } catch (...) {
     return nullptr;

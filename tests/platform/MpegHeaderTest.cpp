@@ -33,9 +33,9 @@ TEST(MpegHeader, FramesOfEachBitRateFollowOneAnotherToTheEndOfTheFile) {
                    " -b:a " + std::to_string(kilobits) + "k " + folder.file("a.mp3"));
       const RegularFile file = RegularFile::open(folder.file("a.mp3")).value();
       const auto end = static_cast<std::int64_t>(testing::bytesOf(folder.file("a.mp3")).size());
-      std::int64_t at = endOfTags(file.descriptor());
+      std::int64_t at = endOfTags(file);
       int frames = 0;
-      while (const std::int64_t length = mpegFrameLength(file.descriptor(), at, end)) {
+      while (const std::int64_t length = mpegFrameLength(file, at, end)) {
         at += length;
         ++frames;
       }

@@ -130,7 +130,7 @@ TEST(ByteSource, ShowsAHeadAndWhatFollowsElsewhere) {
   const TemporaryFolder directory;
   writeBytes(directory.file("a"), "0123456789");
   const std::optional<RegularFile> file = RegularFile::open(directory.file("a"));
-  ByteSource source(file->descriptor(), {2, 5, 9});
+  ByteSource source(*file, {2, 5, 9});
   const auto read = [&source](std::int64_t count) {
     std::string bytes(10, ' ');
     bytes.resize(static_cast<std::size_t>(source.read(bytes.data(), count)));
@@ -147,7 +147,7 @@ TEST(ByteSource, ShowsAHeadAndWhatFollowsElsewhere) {
   EXPECT_EQ(read(9), "678");
   EXPECT_TRUE(source.hasReachedEnd());
   EXPECT_EQ(read(1), "");
-  EXPECT_FALSE(source.hasFailed());
+  EXPECT_FALSE(file->hasFailed());
 }
 
 // Loud and then quiet, so that the bytes are spread unevenly over the file.
