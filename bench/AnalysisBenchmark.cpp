@@ -1,9 +1,9 @@
 // The parts of a measurement, each on 90 s of stereo at 44.1 kHz (the key on its 75 s).
 
-#include "audio/ChannelSums.h"
-#include "audio/KeyEstimate.h"
+#include "audio/Chroma.h"
 #include "audio/Levels.h"
 #include "audio/SpectralSummary.h"
+#include "audio/StereoSummary.h"
 #include "audio/Waveform.h"
 #include "key/KeyProfiles.h"
 #include "platform/Fft.h"
@@ -11,7 +11,6 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <complex>
 #include <cstddef>
 #include <random>
 #include <span>
@@ -43,13 +42,21 @@ const std::vector<float>& right() {
   return kSamples;
 }
 
-// Levels and stereo image.
-void channelSums(benchmark::State& state) {
-  const LocalAudioAnalyzer::Channels channels = {left(), right()};
+void levels(benchmark::State& state) {
+  LocalAudioAnalyzer::LevelMeter meter;
   while (state.KeepRunning()) {
-    LocalAudioAnalyzer::ChannelSummer summer;
-    summer.add(channels);
-    benchmark::DoNotOptimize(summer.finish(channels));
+    meter.add(left());
+    meter.add(right());
+    benchmark::DoNotOptimize(meter);
+  }
+}
+
+void stereo(benchmark::State& state) {
+  LocalAudioAnalyzer::StereoMeter meter(2);
+  while (state.KeepRunning()) {
+    meter.add(left());
+    meter.add(right());
+    benchmark::DoNotOptimize(meter);
   }
 }
 
@@ -88,14 +95,14 @@ void detect(benchmark::State& state) {
 void transform(benchmark::State& state) {
   const auto length = static_cast<std::size_t>(state.range(0));
   Fft fft(length);
-  std::vector<std::complex<float>> bins(length / 2);
+  std::copy_n(left().begin(), length, fft.samples().begin());
   while (state.KeepRunning()) {
-    fft.transform(std::span(left()).first(length), bins);
-    benchmark::DoNotOptimize(bins.data());
+    benchmark::DoNotOptimize(fft.transform());
   }
 }
 
-BENCHMARK(channelSums)->Unit(benchmark::kMillisecond);
+BENCHMARK(levels)->Unit(benchmark::kMillisecond);
+BENCHMARK(stereo)->Unit(benchmark::kMillisecond);
 BENCHMARK(shortTermRMS)->Unit(benchmark::kMillisecond);
 BENCHMARK(spectralSummary)->Unit(benchmark::kMillisecond);
 BENCHMARK(waveform)->Unit(benchmark::kMillisecond);

@@ -1,76 +1,40 @@
 #include "audio/KeyEstimate.h"
 
+#include "audio/Chroma.h"
+#include "audio/Segment.h"
 #include "audio/SignalMath.h"
 #include "contract/AnalysisError.h"
-#include "platform/AudioFile.h"
-#include "platform/SampleBuffer.h"
 
 #include <algorithm>
-#include <new>
-#include <optional>
+#include <cstdint>
+#include <vector>
 
 namespace brindlevane::MusicalKeyAnalyzer {
 namespace {
 
-using Case = KeyAnalysisError::Case;
-
+constexpr double kLongestSeconds = 75;
 constexpr std::int64_t kMostFramesRefused = 4096;
+
+KeyDetection keyOf(std::span<const float> mono, double sampleRate, double transposeSemitones) {
+  return detect(audioChroma(mono, sampleRate), transposeSemitones,
+                static_cast<double>(mono.size()) / sampleRate);
+}
 
 }  // namespace
 
 KeyDetection estimatedKey(const ListeningTask& task) {
-  std::optional<AudioFile> file = AudioFile::open(task.path);
-  if (!file) {
-    throw KeyAnalysisError(Case::unreadableAudio);
+  Segment segment(task, kLongestSeconds);
+  if (segment.frames() <= kMostFramesRefused) {
+    throw KeyAnalysisError(KeyAnalysisError::Case::insufficientSignal);
   }
-  const double sampleRate = file->sampleRate();
-  if (!(sampleRate > 0) || file->channelCount() < 1) {
-    throw KeyAnalysisError(Case::unsupportedAudio);
-  }
-  const auto channelCount = static_cast<std::size_t>(file->channelCount());
-  const double lastStart = static_cast<double>(file->length()) / sampleRate - 1 / sampleRate;
-  const double start =
-      task.startSeconds >= 0 ? std::min(task.startSeconds, std::max(lastStart, 0.0)) : 0;
-  const std::int64_t startFrame = framesIn(start, sampleRate);
-  const double wanted = task.duration.value_or(kLongestSeconds);
-  const double seconds = wanted >= 0 ? std::min(wanted, kLongestSeconds) : 0;
-  const std::int64_t planned = std::min(std::max<std::int64_t>(file->length() - startFrame, 0),
-                                        framesIn(seconds, sampleRate));
-  if (planned <= kMostFramesRefused) {
-    throw KeyAnalysisError(Case::insufficientSignal);
-  }
-  try {
-    SampleBuffer mono(static_cast<std::size_t>(planned), true);
-    ChromaCollector collector(mono.room(), sampleRate);
-    const auto mix = [&](std::span<const float> interleaved) {
-      mixToMono(interleaved, channelCount, mono.append(interleaved.size() / channelCount));
-      collector.announce(mono.samples().size());
-    };
-    if (!file->readBlocks(startFrame, planned, mix)) {
-      throw KeyAnalysisError(Case::unreadableAudio);
-    }
-    return estimate(collector, mono.samples().size(), sampleRate, task.transposeSemitones);
-  } catch (const std::bad_alloc&) {
-    // A header may promise more frames than the address space holds.
-    throw KeyAnalysisError(Case::insufficientSignal);
-  }
+  const std::vector<float> mono = segment.decodedMix([](auto) {});
+  return keyOf(mono, segment.file().sampleRate(), task.transposeSemitones);
 }
 
-std::size_t analyzedCount(std::size_t count, double sampleRate) {
-  const double seconds = std::min(static_cast<double>(count) / sampleRate, kLongestSeconds);
-  return std::min(count, static_cast<std::size_t>(framesIn(seconds, sampleRate)));
-}
-
-KeyDetection estimate(ChromaCollector& collector, std::size_t count, double sampleRate,
-                      double transposeSemitones) {
-  const Chroma chroma = collector.finish(count);
-  return detect(chroma, transposeSemitones, static_cast<double>(count) / sampleRate);
-}
-
-Chroma audioChroma(std::span<const float> samples, double sampleRate) {
-  ChromaCollector collector(samples, sampleRate);
-  collector.announce(samples.size());
-  return collector.finish(samples.size());
+KeyDetection keyOfMix(std::span<const float> mono, double sampleRate, double transposeSemitones) {
+  const double seconds = std::min(static_cast<double>(mono.size()) / sampleRate, kLongestSeconds);
+  const auto count = static_cast<std::size_t>(framesIn(seconds, sampleRate));
+  return keyOf(mono.first(std::min(mono.size(), count)), sampleRate, transposeSemitones);
 }
 
 }  // namespace brindlevane::MusicalKeyAnalyzer

@@ -1,15 +1,14 @@
 #include "audio/Levels.h"
 
-#include "audio/SignalMath.h"
-
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstdint>
+#include <iterator>
 
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
 
+constexpr float kClippingThreshold = 0.999F;
 constexpr double kAmplitudeFloor = 0.000001;
 constexpr double kDecibelFloor = -120;
 constexpr double kWindowSeconds = 0.4;
@@ -19,27 +18,47 @@ constexpr double kWidestRangeDb = 60;
 
 }  // namespace
 
-Levels levels(const ChannelSums& sums) {
-  const ChannelSums::Pool& pool = sums.pool;
-  if (pool.count == 0) {
+void LevelMeter::add(std::span<const float> samples) {
+  const std::uint32_t peak = peakMagnitude(samples);
+  if (peak >= kInfiniteMagnitude) {
+    std::vector<float> finite;
+    std::copy_if(samples.begin(), samples.end(), std::back_inserter(finite),
+                 [](float sample) { return std::isfinite(sample); });
+    add(finite);
+    return;
+  }
+  count_ += samples.size();
+  peakMagnitude_ = std::max(peakMagnitude_, peak);
+  if (peak >= magnitude(kClippingThreshold)) {
+    clipped_ +=
+        static_cast<std::size_t>(std::count_if(samples.begin(), samples.end(), [](float sample) {
+          return std::fabs(sample) >= kClippingThreshold;
+        }));
+  }
+  const Sums sums = sumsOf(samples);
+  sums_.samples += sums.samples;
+  sums_.squares += sums.squares;
+}
+
+Levels LevelMeter::result() const {
+  if (count_ == 0) {
     return {};
   }
-  const auto count = static_cast<double>(pool.count);
-  return {std::bit_cast<float>(pool.peakMagnitude), std::sqrt(pool.sumOfSquares / count),
-          pool.sum / count, static_cast<double>(pool.clipped) * 100 / count};
+  const auto count = static_cast<double>(count_);
+  return {std::bit_cast<float>(peakMagnitude_), std::sqrt(sums_.squares / count),
+          sums_.samples / count, static_cast<double>(clipped_) * 100 / count};
 }
 
 double decibels(double amplitude) {
   return std::max(20 * std::log10(std::max(amplitude, kAmplitudeFloor)), kDecibelFloor);
 }
 
-std::vector<double> shortTermRMS(const MonoSignal& mono, double sampleRate) {
+std::vector<double> shortTermRMS(std::span<const float> mono, double sampleRate) {
   const auto window =
       static_cast<std::size_t>(std::max(framesIn(kWindowSeconds, sampleRate), kShortestWindow));
-  std::vector<float> scratch;
   std::vector<double> result;
   for (std::size_t start = 0; start + window <= mono.size(); start += window) {
-    const float power = meanSquare(mono.window(start, window, scratch));
+    const float power = meanSquare(mono.subspan(start, window));
     if (power > kWindowSilenceFloor) {
       result.push_back(std::sqrt(static_cast<double>(power)));
     }

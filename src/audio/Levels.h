@@ -1,8 +1,10 @@
 #pragma once
 
-#include "audio/ChannelSums.h"
-#include "audio/MonoSignal.h"
+#include "audio/SignalMath.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <vector>
 
 namespace brindlevane::LocalAudioAnalyzer {
@@ -15,8 +17,20 @@ struct Levels {
   double clippedPercent = 0;  ///< samples of a magnitude of 0.999 or more, 0 to 100
 };
 
-/// The levels that the sums amount to.
-[[nodiscard]] Levels levels(const ChannelSums& sums);
+/// Measures levels.
+class LevelMeter {
+ public:
+  /// Takes in the next samples, of all channels and in any order.
+  void add(std::span<const float> samples);
+
+  [[nodiscard]] Levels result() const;
+
+ private:
+  std::size_t count_ = 0;
+  std::size_t clipped_ = 0;
+  std::uint32_t peakMagnitude_ = 0;
+  Sums sums_;
+};
 
 /// An amplitude in dB relative to full scale 1.0; -120 or more.
 [[nodiscard]] double decibels(double amplitude);
@@ -26,7 +40,7 @@ struct Levels {
 ///
 /// @param mono        full scale = 1
 /// @param sampleRate  Hz, greater than 0
-[[nodiscard]] std::vector<double> shortTermRMS(const MonoSignal& mono, double sampleRate);
+[[nodiscard]] std::vector<double> shortTermRMS(std::span<const float> mono, double sampleRate);
 
 /// The distance between two percentiles of a set of amplitudes, taken without interpolation.
 ///

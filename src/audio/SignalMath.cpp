@@ -1,29 +1,29 @@
 #include "audio/SignalMath.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <numbers>
 
 namespace brindlevane {
 
+Sums sumsOf(std::span<const float> samples) {
+  PartialSums sums = {};
+  PartialSums squares = {};
+  addInParts(samples.size(), [&](std::size_t i, std::size_t part) {
+    const double sample = samples[i];
+    sums[part] += sample;
+    squares[part] += sample * sample;
+  });
+  return {total(sums), total(squares)};
+}
+
 float meanSquare(std::span<const float> samples) {
-  std::array<double, 8> parts = {};
-  const std::size_t whole = samples.size() - samples.size() % parts.size();
-  for (std::size_t i = 0; i < whole; i += parts.size()) {
-    for (std::size_t part = 0; part < parts.size(); ++part) {
-      const double sample = samples[i + part];
-      parts[part] += sample * sample;
-    }
-  }
-  double sum = 0;
-  for (const double part : parts) {
-    sum += part;
-  }
-  for (const float sample : samples.subspan(whole)) {
-    sum += static_cast<double>(sample) * static_cast<double>(sample);
-  }
-  return static_cast<float>(sum / static_cast<double>(samples.size()));
+  PartialSums squares = {};
+  addInParts(samples.size(), [&](std::size_t i, std::size_t part) {
+    const double sample = samples[i];
+    squares[part] += sample * sample;
+  });
+  return static_cast<float>(total(squares) / static_cast<double>(samples.size()));
 }
 
 std::uint32_t peakMagnitude(std::span<const float> samples) {

@@ -1,15 +1,48 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 #include <span>
+#include <tuple>
 #include <vector>
 
 namespace brindlevane {
 
-/// Mean of the squares of the samples: squares and sum in double precision, the result rounded to
-/// single precision. The sum runs in eight interleaved parts, a fixed order on every machine.
+/// A sum in interleaved parts. An addition has to wait for the one before it in the same sum;
+/// several sums are fed as fast as one, and the processor's vector registers feed them together.
+/// The order is the same on every machine.
+using PartialSums = std::array<double, 8>;
+
+[[nodiscard]] inline double total(const PartialSums& parts) {
+  return std::accumulate(parts.begin(), parts.end(), 0.0);
+}
+
+/// Calls add(i, part) for each i below the count, in order, with the parts of a sum by turns.
+template <typename Add>
+void addInParts(std::size_t count, const Add& add) {
+  constexpr std::size_t kParts = std::tuple_size_v<PartialSums>;
+  const std::size_t whole = count - count % kParts;
+  for (std::size_t i = 0; i < whole; i += kParts) {
+    for (std::size_t part = 0; part < kParts; ++part) {
+      add(i + part, part);
+    }
+  }
+  for (std::size_t i = whole; i < count; ++i) {
+    add(i, 0);
+  }
+}
+
+/// Sums in double precision.
+struct Sums {
+  double samples = 0;
+  double squares = 0;
+};
+[[nodiscard]] Sums sumsOf(std::span<const float> samples);
+
+/// Mean of the squares of the samples, rounded to single precision.
 [[nodiscard]] float meanSquare(std::span<const float> samples);
 
 /// The magnitude of a sample as the bit pattern of its single-precision number. The patterns have

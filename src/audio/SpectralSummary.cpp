@@ -122,7 +122,7 @@ class SpectralSums {
 
 }  // namespace
 
-SpectralSummary spectralSummary(const MonoSignal& mono, double sampleRate) {
+SpectralSummary spectralSummary(std::span<const float> mono, double sampleRate) {
   if (mono.size() < kFrameSize) {
     return {};
   }
@@ -130,17 +130,13 @@ SpectralSummary spectralSummary(const MonoSignal& mono, double sampleRate) {
   const std::vector<float> window = hannWindow(kFrameSize, 0.5);
   const std::size_t hop = std::max((mono.size() - kFrameSize) / kMostHops, kShortestHop);
   Fft fft(kFrameSize);
-  std::vector<float> scratch;
-  std::vector<float> windowed(kFrameSize);
-  std::vector<std::complex<float>> spectrum(kFrameSize / 2);
   SpectralSums sums(sampleRate);
   for (std::size_t start = 0; start + kFrameSize <= mono.size(); start += hop) {
-    const std::span<const float> frame = mono.window(start, kFrameSize, scratch);
+    const std::span<const float> frame = mono.subspan(start, kFrameSize);
     for (std::size_t i = 0; i < kFrameSize; ++i) {
-      windowed[i] = frame[i] * window[i];
+      fft.samples()[i] = frame[i] * window[i];
     }
-    fft.transform(windowed, spectrum);
-    sums.add(spectrum);
+    sums.add(fft.transform());
   }
   return std::move(sums).result();
 }

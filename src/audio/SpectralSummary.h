@@ -1,8 +1,7 @@
 #pragma once
 
-#include "audio/MonoSignal.h"
-
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,6 +25,6 @@ struct SpectralSummary {
 ///
 /// @param mono        full scale = 1
 /// @param sampleRate  Hz, greater than 0
-[[nodiscard]] SpectralSummary spectralSummary(const MonoSignal& mono, double sampleRate);
+[[nodiscard]] SpectralSummary spectralSummary(std::span<const float> mono, double sampleRate);
 
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -24,15 +24,14 @@ float peakOf(std::span<const float> samples) {
 
 }  // namespace
 
-std::vector<double> waveform(const MonoSignal& mono, std::size_t points) {
-  if (mono.size() == 0) {
+std::vector<double> waveform(std::span<const float> mono, std::size_t points) {
+  if (mono.empty()) {
     return {};
   }
   const std::size_t bucket = std::max<std::size_t>(mono.size() / points, 1);
-  std::vector<float> scratch;
   std::vector<double> result(points);
   for (std::size_t i = 0; i < points && i * bucket < mono.size(); ++i) {
-    result[i] = peakOf(mono.window(i * bucket, bucket, scratch));
+    result[i] = peakOf(mono.subspan(i * bucket, bucket));
   }
   return result;
 }

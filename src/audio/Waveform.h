@@ -1,8 +1,7 @@
 #pragma once
 
-#include "audio/MonoSignal.h"
-
 #include <cstddef>
+#include <span>
 #include <vector>
 
 namespace brindlevane::LocalAudioAnalyzer {
@@ -14,6 +13,6 @@ namespace brindlevane::LocalAudioAnalyzer {
 /// @param mono    full scale = 1; samples that are not finite are passed over
 /// @param points  greater than 0
 /// @return `points` values in time order, or none for an empty signal
-[[nodiscard]] std::vector<double> waveform(const MonoSignal& mono, std::size_t points);
+[[nodiscard]] std::vector<double> waveform(std::span<const float> mono, std::size_t points);
 
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -22,6 +22,9 @@ class AvioSource {
   /// Null when memory was short.
   [[nodiscard]] AVIOContext* context() const { return context_; }
 
+  /// Tells that FFmpeg has found sound; see ByteSource.
+  void beginSound() { bytes_.beginSound(); }
+
   /// Whether the file has these bytes at a place; nothing that is being read is moved.
   [[nodiscard]] bool holds(std::int64_t offset, std::string_view bytes);
 

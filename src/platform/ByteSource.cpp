@@ -7,17 +7,21 @@
 namespace brindlevane {
 namespace {
 
+// Far more than the header of any file.
+constexpr std::int64_t kMostHeaderBytes = std::int64_t{512} << 20U;
 constexpr std::int64_t kMostPasses = 16;
-constexpr std::int64_t kSpareBytes = std::int64_t{16} << 20U;
 
 }  // namespace
 
 ByteSource::ByteSource(const RegularFile& file, const ByteSection& section)
-    : file_(&file), section_(section) {
+    : file_(&file), section_(section), budget_(kMostHeaderBytes) {
   section_.end = std::min(section_.end, file.size());
   size_ = section_.head + std::max<std::int64_t>(section_.end - section_.begin, 0);
-  constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max() / 2;
-  budget_ = std::min(size_, kLargest / kMostPasses) * kMostPasses + kSpareBytes;
+}
+
+void ByteSource::beginSound() {
+  constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
+  budget_ += std::min(size_, kLargest / kMostPasses - kMostHeaderBytes) * kMostPasses;
 }
 
 std::int64_t ByteSource::fileOffset() const {

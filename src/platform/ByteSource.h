@@ -17,14 +17,18 @@ struct ByteSection {
 
 /// The bytes of an open regular file, as decoder libraries ask for them through callbacks.
 ///
-/// Damaged files can send a library back and forth without end; after several times the size of the
-/// file nothing more comes.
+/// Damaged files can send a library back and forth without end, or through gigabytes of nothing in
+/// search of sound: nothing more comes after 512 MiB, and once there is sound after several times
+/// the size of the file.
 class ByteSource {
  public:
   explicit ByteSource(const RegularFile& file, const ByteSection& section = {});
 
   [[nodiscard]] std::int64_t size() const { return size_; }
   [[nodiscard]] std::int64_t position() const { return position_; }
+
+  /// Tells that the library has found sound.
+  void beginSound();
 
   /// Where in the file position() is.
   [[nodiscard]] std::int64_t fileOffset() const;

@@ -16,13 +16,13 @@ namespace {
 
 // The three streams, the kept output, the audio file, and one of a library while it is loaded.
 constexpr rlim_t kMostDescriptors = 16;
-// Three threads for as long as anybody waits.
+// Two threads and more for as long as anybody waits.
 constexpr rlim_t kMostProcessorSeconds = 180;
 #ifdef BRINDLEVANE_SANITIZED
 constexpr rlim_t kMostBytes = RLIM_INFINITY;
 #else
-// 2 GiB of samples, their mix, the libraries and the threads' stacks.
-constexpr rlim_t kMostBytes = rlim_t{4} << 30U;
+// 200 MiB of samples, what a library keeps of a file, and the stacks of two threads.
+constexpr rlim_t kMostBytes = rlim_t{240} << 20U;
 #endif
 
 void limit(decltype(RLIMIT_CORE) resource, rlim_t most) {
@@ -70,7 +70,7 @@ void confine() {
   limit(RLIMIT_FSIZE, 0);
   limit(RLIMIT_NOFILE, kMostDescriptors);
   limit(RLIMIT_CPU, kMostProcessorSeconds);
-  limit(RLIMIT_AS, kMostBytes);
+  limit(RLIMIT_DATA, kMostBytes);
 #ifdef BRINDLEVANE_SECCOMP
   filterSystemCalls();
 #endif

@@ -5,36 +5,39 @@
 #include <memory>
 #include <span>
 
+struct AVTXContext;
+
 namespace brindlevane {
 
 /// The forward discrete Fourier transform of real samples, in single precision and unscaled:
 /// X[k] = sum over j of x[j] * exp(-2 pi i k j / length).
 ///
-/// What depends on the length alone is computed once in the life of the process and shared by all
-/// objects of that length. An object is used by one thread at a time.
-///
-/// @see C. Van Loan, "Computational Frameworks for the Fast Fourier Transform", SIAM 1992, for
-///     Stockham's radix-4 algorithm; H. V. Sorensen et al., "Real-Valued Fast Fourier Transform
-///     Algorithms", IEEE Trans. ASSP 35 (6), 1987, for real samples taken as complex pairs.
+/// An object is used by one thread at a time.
 class Fft {
  public:
-  /// @param length  samples in one transform: a power of two, at least 32
+  /// @param length  samples in one transform: a power of two
+  /// @throws std::bad_alloc  no memory
   explicit Fft(std::size_t length);
-  ~Fft();
 
-  /// Transforms one run of samples.
+  /// The samples to be transformed, for the caller to fill in; at first 0.
+  [[nodiscard]] std::span<float> samples() { return {samples_.get(), length_}; }
+
+  /// Transforms the samples, which may be changed by that.
   ///
-  /// @param samples  as many as the length
-  /// @param bins     receives X[0], X[1], ...; at most length / 2 of them
-  void transform(std::span<const float> samples, std::span<std::complex<float>> bins);
+  /// @return X[0] to X[length / 2], until the next transform
+  [[nodiscard]] std::span<const std::complex<float>> transform();
 
  private:
-  struct Plan;
-  class Work;
+  struct Release {
+    void operator()(AVTXContext* context) const;
+    void operator()(void* memory) const;
+  };
 
-  static std::shared_ptr<const Plan> planOfLength(std::size_t length);
-
-  std::unique_ptr<Work> work_;
+  std::size_t length_;
+  std::unique_ptr<float[], Release> samples_;
+  std::unique_ptr<std::complex<float>[], Release> bins_;
+  std::unique_ptr<AVTXContext, Release> context_;
+  void (*transform_)(AVTXContext* context, void* out, void* in, std::ptrdiff_t stride) = nullptr;
 };
 
 }  // namespace brindlevane

@@ -4,9 +4,11 @@
 
 #ifdef __GLIBC__
 #include <malloc.h>
+#include <sys/mman.h>
 #endif
 
 #include <cstddef>
+#include <memory>
 
 namespace brindlevane {
 
@@ -29,6 +31,18 @@ void releaseFreeMemory() {
   if (mallinfo2().fordblks > kWorthReleasing) {
     malloc_trim(0);
   }
+#endif
+}
+
+void preferLargePages(void* memory, std::size_t bytes) {
+#ifdef MADV_HUGEPAGE
+  constexpr std::size_t kPage = std::size_t{2} << 20U;
+  if (std::align(kPage, kPage, memory, bytes) != nullptr) {
+    madvise(memory, bytes, MADV_HUGEPAGE);
+  }
+#else
+  static_cast<void>(memory);
+  static_cast<void>(bytes);
 #endif
 }
 

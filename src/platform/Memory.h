@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 namespace brindlevane {
 
 /// Prepares the allocator for trees of many small blocks that are freed together. Call it once,
@@ -9,5 +11,9 @@ void tuneAllocator();
 /// Gives memory that the process holds but no longer uses back to the system, when there is enough
 /// of it to be worth the while and the allocator can.
 void releaseFreeMemory();
+
+/// Advises the system to fill the memory with pages of 2 MiB where it can, which takes a fraction of
+/// the time that small ones take.
+void preferLargePages(void* memory, std::size_t bytes);
 
 }  // namespace brindlevane

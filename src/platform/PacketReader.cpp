@@ -49,6 +49,7 @@ bool PacketReader::openDemuxer(bool ownsEditing) {
     }
   }
   checksBytes_ = format() == "aac";
+  source_.beginSound();
   return streamIndex_ >= 0;
 }
 

@@ -148,6 +148,7 @@ class SndfileDecoder final : public AudioDecoder {
     handle_.reset();
     bytes_ = ByteSource(file_, section);
     handle_.reset(sf_open_virtual(&io, SFM_READ, &info, &bytes_));
+    bytes_.beginSound();
     hasFailed_ = !handle_;
     checkFrom(section.begin);
     return info;

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -41,6 +42,23 @@ TEST_F(ListenerProcess, HearsWhatIsHeardInThisProcess) {
     EXPECT_EQ(expected.find("failure"), std::string::npos);
     EXPECT_EQ(listenerProcess(BRINDLEVANE_LISTENER)(task), expected + "\n");
   }
+}
+
+// Gigabytes of nothing, and what would take gigabytes to hold.
+TEST_F(ListenerProcess, FilesThatPromiseTooMuchEndSoon) {
+  const auto failureIn = [this](const std::string& name, std::uintmax_t bytes) {
+    std::filesystem::resize_file(folder_.file(name), bytes);
+    return listenerProcess(BRINDLEVANE_LISTENER)(taskLine({.path = folder_.file(name)}));
+  };
+  testing::writeBytes(folder_.file("riff.wav"), std::string("RIFF\0\0\0\0WAVE", 12));
+  EXPECT_EQ(failureIn("riff.wav", std::uintmax_t{20} << 30U),
+            answerLine(AnalysisError::Case::unreadableAudio) + "\n");
+  testing::writeWav(folder_.file("fast.wav"), {testing::noise(1, 0.2, 10000)}, 600000);
+  std::string fast = testing::bytesOf(folder_.file("fast.wav"));
+  fast.replace(fast.find("data") + 4, 4, 4, '\x7f');
+  testing::writeBytes(folder_.file("fast.wav"), fast);
+  EXPECT_EQ(failureIn("fast.wav", std::uintmax_t{2} << 30U),
+            answerLine(AnalysisError::Case::insufficientSignal) + "\n");
 }
 
 TEST_F(ListenerProcess, GivesTheTaskAndNothingElse) {

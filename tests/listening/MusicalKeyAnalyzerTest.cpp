@@ -1,3 +1,4 @@
+#include "audio/Chroma.h"
 #include "audio/KeyEstimate.h"
 #include "contract/AnalysisError.h"
 #include "listener/Hearing.h"
@@ -199,26 +200,6 @@ TEST(AudioChroma, AgreesWithTheSumOfTheTransform) {
   }
 }
 
-TEST(AudioChroma, DoesNotDependOnWhenTheSamplesArrive) {
-  const std::vector<float> samples = noise(8, 0.5, 44100 * 20 + 17);
-  const Chroma whole = audioChroma(samples, 44100);
-  for (const std::size_t step : {1000U, 4096U, 300000U}) {
-    ChromaCollector collector(samples, 44100);
-    for (std::size_t count = step; count < samples.size(); count += step) {
-      collector.announce(count);
-    }
-    collector.announce(samples.size());
-    EXPECT_EQ(collector.finish(samples.size()), whole) << step;
-  }
-  // A signal that turns out one sample shorter than announced, and one frame shorter for it.
-  const std::size_t exact = 8192 + 4096 * 55;
-  ChromaCollector collector(samples, 44100);
-  collector.announce(exact);
-  EXPECT_EQ(collector.finish(exact - 1), audioChroma(std::span(samples).first(exact - 1), 44100));
-  ChromaCollector abandoned(samples, 44100);
-  abandoned.announce(samples.size());
-}
-
 TEST(AudioChroma, NeedsThreeFramesThatSound) {
   const std::vector<float> tone = tones({440}, 0.5, 16384);
   const auto refusal = [](std::span<const float> samples) {
@@ -295,11 +276,14 @@ TEST(AnalyzeAudio, PlansTheSegmentInFrames) {
   }
 }
 
-TEST(AnalyzedCount, IsTheLengthThatADurationComesBackTo) {
+TEST(KeyOfMix, LooksAtTheLengthThatADurationComesBackTo) {
   const std::vector<std::tuple<std::size_t, double, std::size_t>> cases = {
       {30000, 8000, 30000}, {600000, 8000, 600000}, {600001, 8000, 600000}, {30007, 44100, 30006}};
   for (const auto& [count, sampleRate, analyzed] : cases) {
-    EXPECT_EQ(analyzedCount(count, sampleRate), analyzed) << count;
+    const std::vector<float> chord = tones({196, 247, 294}, 0.2, count, sampleRate);
+    EXPECT_EQ(keyOfMix(chord, sampleRate, 0).analyzedSeconds,
+              static_cast<double>(analyzed) / sampleRate)
+        << count;
   }
 }
 

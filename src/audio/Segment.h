@@ -1,0 +1,40 @@
+#pragma once
+
+#include "contract/Listening.h"
+#include "platform/AudioFile.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace brindlevane {
+
+/// The part of an audio file that a task asks for.
+class Segment {
+ public:
+  /// Opens the task's file and plans the segment: from the start, which lies on the last frame at
+  /// most, for the duration, which is `longestSeconds` at most.
+  ///
+  /// @throws AudioMeasurementError  unreadableAudio: no such file, or no decoder for it;
+  ///     unsupportedAudio: no sample rate or no channel
+  Segment(const ListeningTask& task, double longestSeconds);
+
+  [[nodiscard]] const AudioFile& file() const { return file_; }
+
+  /// Frames planned; fewer may really be there.
+  [[nodiscard]] std::int64_t frames() const { return frames_; }
+
+  /// Decodes the segment, once, and mixes its channels.
+  ///
+  /// @param follow  receives all channels, interleaved, block by block
+  /// @return the mix; see mixToMono
+  /// @throws AudioMeasurementError  unreadableAudio: a failed read; insufficientSignal: more frames
+  ///     than are held
+  [[nodiscard]] std::vector<float> decodedMix(const AudioFile::BlockHandler& follow);
+
+ private:
+  AudioFile file_;
+  std::int64_t start_ = 0;
+  std::int64_t frames_ = 0;
+};
+
+}  // namespace brindlevane
