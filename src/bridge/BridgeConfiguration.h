@@ -1,20 +1,28 @@
 #pragma once
 
-#include "platform/Url.h"
-
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace brindlevane {
 
+/// An address of plain HTTP on this machine.
+struct LoopbackURL {
+  std::string text;        ///< as written
+  std::string host;        ///< "127.0.0.1" or "::1"
+  std::uint16_t port = 0;  ///< 1024 or more
+};
+
 /// Where the bridge listens, and what proves that a request may come from here.
 struct BridgeConfiguration {
-  Url baseURL;        ///< http, 127.0.0.1 or ::1, a port from 1024 to 65535, nothing but a path
+  LoopbackURL baseURL;
   std::string token;  ///< 32 characters to 60,000 bytes that an HTTP header carries unchanged
 };
 
-/// Whether the host, as written in a URL, is one of the two that the token may be sent to.
-[[nodiscard]] bool isLoopback(std::string_view host);
+/// Whether the text is the absolute path of a URL.
+///
+/// @see RFC 3986, section 3.3
+[[nodiscard]] bool isPath(std::string_view text);
 
 /// Reads the text of the configuration file: a JSON object with "bridgeUrl" and "authToken".
 ///

@@ -68,14 +68,14 @@ MCPBridgeClient::MCPBridgeClient(BridgeConfiguration configuration, HttpExchange
 
 Json MCPBridgeClient::request(std::string_view path, std::string_view method,
                               const std::optional<Json>& payload, Seconds timeout) const {
-  const std::optional<Url> url = resolveUrl(baseURL, path);
-  if (!url || !isLoopback(url->host) || url->host != baseURL.host || url->port != baseURL.port) {
+  // What begins with two slashes would name another host.
+  if (!isPath(path) || path.starts_with("//")) {
     throw MCPServerError::configurationInvalid();
   }
-  HttpRequest request{.host = url->host,
-                      .port = *url->port,
+  HttpRequest request{.host = baseURL.host,
+                      .port = baseURL.port,
                       .method = std::string(method),
-                      .target = url->target,
+                      .target = std::string(path),
                       .headers = {{"X-Brindlevane-Token", token},
                                   {"X-Brindlevane-Request-Id", "mcp-" + randomUuid()},
                                   {"Accept", "application/json"}},

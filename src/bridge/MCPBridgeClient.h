@@ -25,14 +25,14 @@ class MCPBridgeClient {
   /// @param payload  JSON object to send; without one the request has no body
   /// @param timeout  longest silence of the bridge; the call ends within timeout + 1 s
   /// @return the "result" of the answer: any JSON value, null included
-  /// @throws MCPServerError  configurationInvalid: the path leaves the configured address;
+  /// @throws MCPServerError  configurationInvalid: the path is none;
   ///     bridgeUnreachable: no connection, or no answer in time; invalidBridgeResponse: not the
   ///     agreed envelope; bridgeRejected: refused, with the bridge's own code and message
   [[nodiscard]] Json request(std::string_view path, std::string_view method,
                              const std::optional<Json>& payload, Seconds timeout) const;
 
-  const Url baseURL;        ///< as the configuration file has it
-  const std::string token;  ///< goes with every request
+  const LoopbackURL baseURL;  ///< as the configuration file has it
+  const std::string token;    ///< goes with every request
 
  private:
   MCPBridgeClient(BridgeConfiguration configuration, HttpExchange exchange);
