@@ -13,7 +13,7 @@ set(layers
   "src/workflows|platform contract key listening tools bridge"
   "src/server|platform contract listening tools bridge workflows"
   "practice|platform contract")
-set(third_party "boost/|uriparser/|utf8proc|sndfile|libav|libswresample|nlohmann/")
+set(third_party "boost/|seccomp|utf8proc|sndfile|libav|libswresample|nlohmann/")
 # The shared vocabulary, what the files of FFmpeg's module share, and the practice bridge's own
 # listener.
 set(may_use_third_party "src/platform/[A-Za-z]+\\.cpp|src/platform/(Json|AvioSource|FfmpegHandles)\\.h|practice/Listener\\.(h|cpp)")

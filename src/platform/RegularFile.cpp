@@ -33,13 +33,6 @@ RegularFile::RegularFile(RegularFile&& other) noexcept
       size_(other.size_),
       hasFailed_(other.hasFailed_) {}
 
-RegularFile& RegularFile::operator=(RegularFile&& other) noexcept {
-  std::swap(descriptor_, other.descriptor_);
-  size_ = other.size_;
-  hasFailed_ = other.hasFailed_;
-  return *this;
-}
-
 RegularFile::~RegularFile() {
   if (descriptor_ >= 0) {
     ::close(descriptor_);

@@ -16,7 +16,7 @@ class RegularFile {
   [[nodiscard]] static std::optional<RegularFile> open(const std::string& path);
 
   RegularFile(RegularFile&& other) noexcept;
-  RegularFile& operator=(RegularFile&& other) noexcept;
+  RegularFile& operator=(RegularFile&& other) = delete;
   ~RegularFile();
 
   [[nodiscard]] int descriptor() const { return descriptor_; }

@@ -2,13 +2,10 @@
 #include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <limits>
@@ -16,13 +13,11 @@
 namespace brindlevane {
 namespace {
 
-using testing::bytesOf;
 using testing::kAll;
 using testing::noise;
 using testing::readAll;
 using testing::readSignal;
 using testing::Signal;
-using testing::writeBytes;
 using testing::writeWav;
 
 // One second and a quarter of noise and two sines, in steps of 16 bits.
@@ -140,54 +135,6 @@ TEST(AudioFile, OnlyRegularFilesAreOpened) {
     SCOPED_TRACE(path);
     EXPECT_FALSE(AudioFile::open(path));
   }
-}
-
-long residentKiB() {
-  rusage usage = {};
-  ::getrusage(RUSAGE_SELF, &usage);
-  return usage.ru_maxrss;
-}
-
-TEST(AudioFile, PromisesOfAHeaderCostNothing) {
-  const TemporaryFolder directory;
-  writeWav(directory.file("a.wav"), {noise(1, 0.5, 16)});
-  ASSERT_TRUE(AudioFile::open(directory.file("a.wav")));
-  std::string huge = bytesOf(directory.file("a.wav"));
-  huge.replace(4, 4, "\xff\xff\xff\xff");
-  huge.replace(40, 4, "\xf0\xff\xff\xff");
-  std::string wide = huge;
-  wide.replace(22, 2, "\xe8\x03");                        // 1000 channels
-  wide.replace(24, 4, std::string("\0\x94\x35\x77", 4));  // at 2 GHz
-  wide.replace(32, 2, "\xa0\x0f");
-  const long before = residentKiB();
-  for (const std::string& bytes : {huge, wide}) {
-    writeBytes(directory.file("b.wav"), bytes);
-    std::optional<AudioFile> file = AudioFile::open(directory.file("b.wav"));
-    const auto samples = file ? readSignal(*file, 0, kAll) : std::nullopt;
-    EXPECT_LE(samples ? samples->front().size() : 0, 16U);
-  }
-  EXPECT_LT(residentKiB() - before, 64 * 1024);
-}
-
-// In a process of its own, where no module is loaded yet.
-TEST(DecoderModulesDeathTest, AModuleThatFailedToLoadIsTriedAgain) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const TemporaryFolder directory;
-  writeWav(directory.file("a.wav"), {noise(1, 0.5, 5000)});
-  const auto openTwice = [&] {
-    // One descriptor is left: enough for the file, but not for a module.
-    const int next = ::dup(0);
-    ::close(next);
-    rlimit limit = {};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit tight = {static_cast<rlim_t>(next) + 1, limit.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &tight);
-    const bool early = AudioFile::open(directory.file("a.wav")).has_value();
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-    const bool late = AudioFile::open(directory.file("a.wav")).has_value();
-    std::_Exit(early ? 1 : late ? 0 : 2);
-  };
-  EXPECT_EXIT(openTwice(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -114,20 +114,6 @@ TEST_F(FfmpegDecoder, SamplesOfEachFormAreScaledByTheirWidth) {
   }
 }
 
-TEST_F(FfmpegDecoder, SharedFormatsAreThoseOfTheOtherModule) {
-  for (const char* const name : {"flac.flac", "lame.mp3", "pcm_s16be.aiff", "pcm_s16le.wav",
-                                 "pcm_s24be.caf", "pcm_u8.wav", "vorbis.ogg"}) {
-    SCOPED_TRACE(name);
-    Opened here(made(name));
-    Opened there(made(name), kSndfile);
-    ASSERT_TRUE(here.decoder() && there.decoder());
-    EXPECT_EQ(here.decoder()->format().length, there.decoder()->format().length);
-    const std::vector<float> samples = here.read();
-    EXPECT_EQ(std::ssize(samples), kFrames);
-    EXPECT_LE(largestDifference(samples, there.read()), 1e-5);
-  }
-}
-
 std::string id3Tag(std::size_t bytes, bool hasFooter) {
   std::string size;
   for (const unsigned shift : {21U, 14U, 7U, 0U}) {

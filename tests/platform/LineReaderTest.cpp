@@ -5,8 +5,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
-#include <csignal>
 #include <optional>
 #include <string>
 #include <thread>
@@ -50,34 +48,6 @@ TEST(LineReader, ALineBeyondTheLimitIsSkippedToItsEnd) {
   const std::string longest(kLongestLine, 'x');
   EXPECT_EQ(linesOf(longest + "\r\n" + longest + "y\nnext\n" + longest + "yz"),
             (std::vector<std::string>{std::to_string(kLongestLine), "", "next", ""}));
-}
-
-TEST(LineReader, ItWaitsThroughSignalsAndPausesOfTheWriter) {
-  struct sigaction interrupting {};
-  interrupting.sa_handler = [](int) {};
-  struct sigaction before {};
-  sigaction(SIGUSR1, &interrupting, &before);
-  for (const int flags : {0, O_NONBLOCK}) {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe(ends.data()), 0);
-    fcntl(ends[0], F_SETFL, flags);
-    std::thread writer([&ends, reader = pthread_self()] {
-      for (const char byte : {'a', 'b', '\n'}) {
-        for (int i = 0; i < 20; ++i) {
-          pthread_kill(reader, SIGUSR1);
-          std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        EXPECT_EQ(write(ends[1], &byte, 1), 1);
-      }
-    });
-    LineReader reader(ends[0]);
-    EXPECT_EQ(reader.next(), "ab");
-    writer.join();
-    close(ends[1]);
-    EXPECT_EQ(reader.next(), std::nullopt);
-    close(ends[0]);
-  }
-  sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST(LineReader, WhatCannotBeReadHasNoLines) {

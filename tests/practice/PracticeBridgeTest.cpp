@@ -113,22 +113,6 @@ TEST_F(PracticeBridgeTest, RefusesWhatIsNotThereAndLeavesTheSetAsItWas) {
   EXPECT_EQ(bridge.answer({"GET", "/v1/session", "another", ""}).status, 403);
 }
 
-TEST_F(PracticeBridgeTest, ANewTrackAndClipShowInTheNextContext) {
-  (void)post("/v1/tracks/create", approved({{"kind", "midi"}, {"name", "Arp"}}));
-  const Json note = {{"pitch", 61}, {"startTime", 1}, {"duration", 0.5}};
-  (void)post("/v1/clips/midi", approved({{"trackIndex", 12},
-                                         {"startTime", 8},
-                                         {"length", 16},
-                                         {"name", "Rise"},
-                                         {"notes", {note}}}));
-  const Json context = get("/v1/context");
-  const Json& track = context["projectAnalysis"]["tracks"][12];
-  EXPECT_EQ(track["name"], "Arp");
-  EXPECT_EQ(track["clips"][0]["name"], "Rise");
-  EXPECT_EQ(track["clips"][0]["noteCount"], 1);
-  EXPECT_EQ(context["selection"]["notes"][0]["pitch"], 61);
-}
-
 TEST_F(PracticeBridgeTest, TheSelectedTrackDecidesWhatTheKeySourceIs) {
   const auto sourceOf = [this](int track) {
     (void)post("/v1/tracks/select", approved({{"trackIndex", track}}));
