@@ -6,7 +6,7 @@
 #include "audio/StereoSummary.h"
 #include "audio/Waveform.h"
 #include "key/KeyProfiles.h"
-#include "platform/Fft.h"
+#include "platform/sound/Fft.h"
 
 #include <benchmark/benchmark.h>
 

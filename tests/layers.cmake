@@ -3,10 +3,11 @@ cmake_minimum_required(VERSION 3.25)
 # The folder, then the folders that it may include besides itself.
 set(layers
   "src/platform|"
+  "src/platform/sound|platform"
   "src/contract|platform"
   "src/key|platform contract"
-  "src/audio|platform contract key"
-  "src/listener|platform contract audio"
+  "src/audio|platform platform/sound contract key"
+  "src/listener|platform platform/sound contract audio"
   "src/listening|platform contract key"
   "src/tools|platform contract"
   "src/bridge|platform contract tools"
@@ -16,7 +17,7 @@ set(layers
 set(third_party "boost/|seccomp|utf8proc|sndfile|libav|libswresample|nlohmann/")
 # The shared vocabulary, what the files of FFmpeg's module share, and the practice bridge's own
 # listener.
-set(may_use_third_party "src/platform/[A-Za-z]+\\.cpp|src/platform/(Json|AvioSource|FfmpegHandles)\\.h|practice/Listener\\.(h|cpp)")
+set(may_use_third_party "src/platform/(sound/)?[A-Za-z]+\\.cpp|src/platform/(Json|sound/AvioSource|sound/FfmpegHandles)\\.h|practice/Listener\\.(h|cpp)")
 
 set(faults 0)
 foreach(layer IN LISTS layers)
@@ -25,7 +26,7 @@ foreach(layer IN LISTS layers)
   list(GET parts 1 allowed)
   string(REGEX REPLACE "^src/" "" own "${folder}")
   string(REPLACE " " ";" allowed "${allowed}")
-  file(GLOB_RECURSE sources RELATIVE "${ROOT}" "${ROOT}/${folder}/*.h" "${ROOT}/${folder}/*.cpp")
+  file(GLOB sources RELATIVE "${ROOT}" "${ROOT}/${folder}/*.h" "${ROOT}/${folder}/*.cpp")
   foreach(source IN LISTS sources)
     file(STRINGS "${ROOT}/${source}" includes REGEX "^#include")
     foreach(include IN LISTS includes)

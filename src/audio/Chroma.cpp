@@ -2,7 +2,7 @@
 
 #include "audio/SignalMath.h"
 #include "contract/AnalysisError.h"
-#include "platform/Fft.h"
+#include "platform/sound/Fft.h"
 
 #include <cmath>
 #include <cstddef>

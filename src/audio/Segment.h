@@ -1,7 +1,7 @@
 #pragma once
 
 #include "contract/Listening.h"
-#include "platform/AudioFile.h"
+#include "platform/sound/AudioFile.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "audio/SpectralSummary.h"
 
 #include "audio/SignalMath.h"
-#include "platform/Fft.h"
+#include "platform/sound/Fft.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #include "listener/Hearing.h"
-#include "platform/Confinement.h"
 #include "platform/StandardStreams.h"
+#include "platform/sound/Confinement.h"
 
 #include <cstdlib>
 #include <exception>

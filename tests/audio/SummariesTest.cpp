@@ -86,6 +86,17 @@ TEST(Levels, LeaveOutSamplesThatAreNotFinite) {
   EXPECT_EQ(levels({clipped}).clippedPercent, 25);
 }
 
+TEST(MixToMono, IsTheMeanOfTheChannelsOfEachFrame) {
+  const std::vector<float> samples = {6, 12, -18, 24, 30, 36, 42, 48, -54, 60, 66, 72};
+  const std::vector<std::pair<std::size_t, std::vector<float>>> cases = {
+      {1, samples}, {2, {9, 3, 33, 45, 3, 69}}, {3, {0, 30, 12, 66}}, {6, {15, 39}}};
+  for (const auto& [channelCount, expected] : cases) {
+    std::vector<float> mono(expected.size());
+    mixToMono(samples, channelCount, mono);
+    EXPECT_EQ(mono, expected) << channelCount;
+  }
+}
+
 TEST(Decibels, EndAtMinus120) {
   const std::vector<std::pair<double, double>> cases = {{1, 0},       {0.5, -6.0205999132796239},
                                                         {10, 20},     {1.1e-6, -119.17214629683551},

@@ -1,4 +1,4 @@
-#include "platform/AudioFile.h"
+#include "platform/sound/AudioFile.h"
 #include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform/Confinement.h"
+#include "platform/sound/Confinement.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform/AudioDecoder.h"
+#include "platform/sound/AudioDecoder.h"
 #include "tests/support/AudioFiles.h"
 
 #include <dlfcn.h>

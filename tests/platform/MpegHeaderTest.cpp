@@ -1,4 +1,4 @@
-#include "platform/MpegHeader.h"
+#include "platform/sound/MpegHeader.h"
 #include "platform/RegularFile.h"
 #include "tests/support/AudioFiles.h"
 

@@ -1,5 +1,5 @@
-#include "platform/AudioFile.h"
-#include "platform/ByteSource.h"
+#include "platform/sound/AudioFile.h"
+#include "platform/sound/ByteSource.h"
 #include "platform/RegularFile.h"
 #include "tests/support/AudioFiles.h"
 

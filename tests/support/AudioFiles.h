@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AudioFile.h"
+#include "platform/sound/AudioFile.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/AvioSource.h"
-#include "platform/FfmpegHandles.h"
+#include "platform/sound/AvioSource.h"
+#include "platform/sound/FfmpegHandles.h"
 
 #include <cstdint>
 #include <memory>

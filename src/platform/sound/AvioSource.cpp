@@ -1,4 +1,4 @@
-#include "platform/AvioSource.h"
+#include "platform/sound/AvioSource.h"
 
 #include <array>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/AudioDecoder.h"
+#include "platform/sound/AudioDecoder.h"
 
 #include <memory>
 

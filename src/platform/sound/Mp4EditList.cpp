@@ -1,4 +1,4 @@
-#include "platform/Mp4EditList.h"
+#include "platform/sound/Mp4EditList.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/FfmpegHandles.h"
-#include "platform/PacketFrames.h"
-#include "platform/PacketReader.h"
+#include "platform/sound/FfmpegHandles.h"
+#include "platform/sound/PacketFrames.h"
+#include "platform/sound/PacketReader.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,6 +1,6 @@
-#include "platform/PacketFrames.h"
+#include "platform/sound/PacketFrames.h"
 
-#include "platform/MpegHeader.h"
+#include "platform/sound/MpegHeader.h"
 
 #include <array>
 #include <cstddef>

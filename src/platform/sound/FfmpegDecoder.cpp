@@ -1,10 +1,10 @@
 // The decoder module for what FFmpeg's libraries read beyond libsndfile: AAC and Apple Lossless in
 // MP4, WMA, AC-3 and more.
 
-#include "platform/AudioDecoder.h"
-#include "platform/FrameStream.h"
-#include "platform/Interleave.h"
-#include "platform/Mp4EditList.h"
+#include "platform/sound/AudioDecoder.h"
+#include "platform/sound/FrameStream.h"
+#include "platform/sound/Interleave.h"
+#include "platform/sound/Mp4EditList.h"
 
 #include <algorithm>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "platform/Fft.h"
+#include "platform/sound/Fft.h"
 
 #include <new>
 

@@ -1,4 +1,4 @@
-#include "platform/DecoderModules.h"
+#include "platform/sound/DecoderModules.h"
 
 #include "platform/ChildProcess.h"
 

@@ -1,4 +1,4 @@
-#include "platform/Confinement.h"
+#include "platform/sound/Confinement.h"
 
 #include <sys/resource.h>
 

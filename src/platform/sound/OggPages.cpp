@@ -1,4 +1,4 @@
-#include "platform/OggPages.h"
+#include "platform/sound/OggPages.h"
 
 #include <algorithm>
 #include <array>

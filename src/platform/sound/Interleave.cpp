@@ -1,4 +1,4 @@
-#include "platform/Interleave.h"
+#include "platform/sound/Interleave.h"
 
 #include <limits>
 #include <type_traits>

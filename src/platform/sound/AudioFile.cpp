@@ -1,7 +1,7 @@
-#include "platform/AudioFile.h"
+#include "platform/sound/AudioFile.h"
 
-#include "platform/DecoderModules.h"
 #include "platform/RegularFile.h"
+#include "platform/sound/DecoderModules.h"
 
 #include <algorithm>
 #include <utility>

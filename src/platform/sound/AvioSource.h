@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ByteSource.h"
+#include "platform/sound/ByteSource.h"
 
 #include <cstdint>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "platform/FrameStream.h"
+#include "platform/sound/FrameStream.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/FfmpegHandles.h"
+#include "platform/sound/FfmpegHandles.h"
 
 #include <cstdint>
 #include <optional>

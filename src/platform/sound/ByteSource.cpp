@@ -1,4 +1,4 @@
-#include "platform/ByteSource.h"
+#include "platform/sound/ByteSource.h"
 
 #include <algorithm>
 #include <cstdio>

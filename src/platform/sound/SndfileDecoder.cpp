@@ -1,12 +1,12 @@
 // The decoder module for what libsndfile reads: WAV, RF64, W64, AIFF, CAF, AU, FLAC, Ogg Vorbis,
 // Opus, MP3 and older kinds.
 
-#include "platform/AudioDecoder.h"
-#include "platform/ByteSource.h"
-#include "platform/GapCheck.h"
-#include "platform/MpegHeader.h"
-#include "platform/OggPages.h"
-#include "platform/VorbisChannels.h"
+#include "platform/sound/AudioDecoder.h"
+#include "platform/sound/ByteSource.h"
+#include "platform/sound/GapCheck.h"
+#include "platform/sound/MpegHeader.h"
+#include "platform/sound/OggPages.h"
+#include "platform/sound/VorbisChannels.h"
 
 #include <sndfile.h>
 

@@ -1,4 +1,4 @@
-#include "platform/PacketReader.h"
+#include "platform/sound/PacketReader.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "platform/GapCheck.h"
+#include "platform/sound/GapCheck.h"
 
 namespace brindlevane {
 

@@ -1,4 +1,4 @@
-#include "platform/VorbisChannels.h"
+#include "platform/sound/VorbisChannels.h"
 
 #include <algorithm>
 #include <array>
