@@ -1,7 +1,7 @@
 #include "bridge/BridgeConfiguration.h"
 
 #include "contract/MCPServerError.h"
-#include "platform/Json.h"
+#include "platform/JsonMembers.h"
 #include "platform/Text.h"
 
 #include <algorithm>
@@ -48,13 +48,13 @@ bool fitsInHeader(std::string_view token) {
   });
 }
 
-/// The string under the key of a JSON object.
+/// The string under the key of what should be an object.
 const std::string& stringIn(const Json& object, const char* key) {
-  const auto found = object.find(key);
-  if (found == object.end() || !found->is_string()) {
+  const std::string* const text = stringAt(object, key);
+  if (text == nullptr) {
     throw MCPServerError::configurationInvalid();
   }
-  return found->get_ref<const std::string&>();
+  return *text;
 }
 
 }  // namespace
@@ -77,7 +77,7 @@ bool isPath(std::string_view text) {
 
 BridgeConfiguration readConfiguration(std::string_view text) {
   const std::optional<Json> json = parseJson(text);
-  if (!json || !json->is_object()) {
+  if (!json) {
     throw MCPServerError::configurationInvalid();
   }
   const std::optional<LoopbackURL> url = loopbackURL(stringIn(*json, "bridgeUrl"));

@@ -1,6 +1,7 @@
 #include "bridge/BrindlevaneBridgeCompatibility.h"
 
 #include "contract/MCPServerError.h"
+#include "platform/JsonMembers.h"
 
 #include <algorithm>
 #include <compare>
@@ -46,11 +47,13 @@ std::strong_ordering compareNumerically(std::string_view left, std::string_view 
   return left.size() <=> right.size();
 }
 
-/// The strings of a JSON array; nothing when it is none or holds anything else.
-std::optional<std::vector<std::string>> stringsOf(const Json& value) {
-  const bool isList = value.is_array() && std::all_of(value.begin(), value.end(),
-                                                      [](const Json& e) { return e.is_string(); });
-  return isList ? std::optional(value.get<std::vector<std::string>>()) : std::nullopt;
+/// The strings of an array; nothing when there is none or it holds anything else.
+std::optional<std::vector<std::string>> stringsAt(const Json& object, const char* key) {
+  const Json* const list = memberAt(object, key);
+  const bool areStrings =
+      list != nullptr && list->is_array() &&
+      std::all_of(list->begin(), list->end(), [](const Json& e) { return e.is_string(); });
+  return areStrings ? std::optional(list->get<std::vector<std::string>>()) : std::nullopt;
 }
 
 }  // namespace
@@ -77,18 +80,14 @@ bool supports(std::string_view version, const std::vector<std::string>& capabili
 
 void requireCompatibleBridge(const MCPBridgeClient& bridge) {
   const Json health = bridge.request("/v1/health", "GET", std::nullopt, kHealthTimeout);
-  if (!health.is_object() || !health.contains("bridgeVersion") ||
-      !health["bridgeVersion"].is_string() || !health.contains("capabilities")) {
+  const std::string* const version = stringAt(health, "bridgeVersion");
+  const auto capabilities = stringsAt(health, "capabilities");
+  if (version == nullptr || !capabilities) {
     throw MCPServerError::invalidBridgeResponse();
   }
-  const auto& version = health["bridgeVersion"].get_ref<const std::string&>();
-  const auto capabilities = stringsOf(health["capabilities"]);
-  if (!capabilities) {
-    throw MCPServerError::invalidBridgeResponse();
-  }
-  if (!supports(version, *capabilities)) {
+  if (!supports(*version, *capabilities)) {
     throw MCPServerError::bridgeIncompatible(
-        "BrindlevaneBridge " + version +
+        "BrindlevaneBridge " + *version +
         " is outdated. Open Brindlevane, reinstall the Ableton bridge, save the project and "
         "restart Ableton before using Brindlevane actions.");
   }

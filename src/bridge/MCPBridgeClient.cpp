@@ -1,6 +1,7 @@
 #include "bridge/MCPBridgeClient.h"
 
 #include "contract/MCPServerError.h"
+#include "platform/JsonMembers.h"
 #include "platform/Uuid.h"
 
 #include <utility>
@@ -20,23 +21,13 @@ BridgeConfiguration configurationOf(const BridgeAccess& access) {
   return readConfiguration(*text);
 }
 
-/// The member when the value is an object that has it.
-const Json* memberOf(const Json& value, const char* key) {
-  const auto found = value.find(key);
-  return value.is_object() && found != value.end() ? &*found : nullptr;
-}
-
-std::string stringOr(const Json* value, std::string fallback) {
-  return value != nullptr && value->is_string() ? value->get<std::string>() : std::move(fallback);
-}
-
 MCPServerError rejection(unsigned status, const Json& envelope) {
-  const Json* error = memberOf(envelope, "error");
-  const Json nothing;
-  const Json& reason = error != nullptr ? *error : nothing;
+  const Json reason = envelope.value("error", Json());
+  const std::string* const code = stringAt(reason, "code");
+  const std::string* const message = stringAt(reason, "message");
   return MCPServerError::bridgeRejected(
-      stringOr(memberOf(reason, "code"), "HTTP_" + std::to_string(status)),
-      stringOr(memberOf(reason, "message"), "The request was rejected."));
+      code != nullptr ? *code : "HTTP_" + std::to_string(status),
+      message != nullptr ? *message : "The request was rejected.");
 }
 
 /// The "result" of an answer's envelope.
@@ -45,7 +36,7 @@ Json resultOf(const HttpAnswer& answer) {
   if (!envelope || !envelope->is_object()) {
     throw MCPServerError::invalidBridgeResponse();
   }
-  const Json* ok = memberOf(*envelope, "ok");
+  const Json* ok = memberAt(*envelope, "ok");
   if (answer.status >= kFirstRefusal || ok == nullptr || *ok != true) {
     throw rejection(answer.status, *envelope);
   }

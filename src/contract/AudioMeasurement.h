@@ -28,7 +28,7 @@ struct AudioMeasurement {
   std::vector<double> waveform;                     ///< 120 peak magnitudes in time order
   std::vector<std::vector<double>> spectrogram;     ///< see SpectralSummary::spectrogram
   std::optional<std::string> key;                   ///< absent when none could be estimated
-  std::optional<double> keyConfidence;              ///< 0.3 to 0.96; absent together with key
+  std::optional<double> keyConfidence;              ///< 0.43 to 0.96; absent together with key
 
   /// The measurement as the assistant receives it: a JSON object of 17 entries, and one more for
   /// each optional field that is present. Callers may overwrite entries.

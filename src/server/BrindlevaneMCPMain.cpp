@@ -1,6 +1,7 @@
 #include "server/BrindlevaneMCPMain.h"
 
 #include "contract/ToolResult.h"
+#include "platform/JsonMembers.h"
 #include "platform/Memory.h"
 #include "platform/StandardStreams.h"
 #include "server/CallTool.h"
@@ -80,17 +81,16 @@ struct Request {
 };
 
 std::string toolCallLine(const Request& request) {
-  const auto params = request.message.find("params");
-  if (params == request.message.end() || !params->is_object() || !params->contains("name") ||
-      !(*params)["name"].is_string()) {
+  const Json* const params = memberAt(request.message, "params");
+  const std::string* const name = params == nullptr ? nullptr : stringAt(*params, "name");
+  if (name == nullptr) {
     return failureLine(request.id, kInvalidParams, "tools/call requires a tool name.");
   }
   static const Json kNone = Json::object();
-  const auto arguments = params->find("arguments");
-  const bool given = arguments != params->end() && arguments->is_object();
+  const Json* const arguments = memberAt(*params, "arguments");
+  const bool given = arguments != nullptr && arguments->is_object();
   std::string line = responseStart(request.id);
-  appendToolResult(line, request.call((*params)["name"].get_ref<const std::string&>(),
-                                      given ? *arguments : kNone));
+  appendToolResult(line, request.call(*name, given ? *arguments : kNone));
   line += "}\n";
   return line;
 }
@@ -115,24 +115,22 @@ std::optional<std::string> answerOnce(std::string_view line, const ToolCaller& c
   if (!message || !message->is_object()) {
     return failureLine(nullptr, kParseError, "Parse error");
   }
-  const auto idMember = message->find("id");
-  const bool isNotification = idMember == message->end();
+  const Json* const givenId = memberAt(*message, "id");
   const Json noId;
-  const Json& id = isNotification ? noId : *idMember;
-  const auto methodMember = message->find("method");
-  if (methodMember == message->end() || !methodMember->is_string()) {
+  const Json& id = givenId == nullptr ? noId : *givenId;
+  const std::string* const name = stringAt(*message, "method");
+  if (name == nullptr) {
     return failureLine(id, kInvalidRequest, "Invalid JSON-RPC request.");
   }
-  if (isNotification) {
-    return std::nullopt;
+  if (givenId == nullptr) {
+    return std::nullopt;  // a notification
   }
-  const auto& name = methodMember->get_ref<const std::string&>();
   for (const Method& method : kMethods) {
-    if (method.name == name) {
+    if (method.name == *name) {
       return method.line({id, *message, call});
     }
   }
-  return failureLine(id, kMethodNotFound, "Method not found: " + name);
+  return failureLine(id, kMethodNotFound, "Method not found: " + *name);
 }
 
 /// @return whether there was a line

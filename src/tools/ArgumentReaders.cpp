@@ -1,6 +1,7 @@
 #include "tools/ArgumentReaders.h"
 
 #include "contract/MCPServerError.h"
+#include "platform/JsonMembers.h"
 #include "platform/Text.h"
 
 #include <cmath>
@@ -18,11 +19,11 @@ bool isLowerHex(std::string_view text, std::size_t digits) {
 }  // namespace
 
 std::string string(const Json& arguments, const std::string& key, std::size_t maximumLength) {
-  const auto found = arguments.find(key);
-  if (found == arguments.end() || !found->is_string()) {
+  const std::string* const given = stringAt(arguments, key);
+  if (given == nullptr) {
     throw MCPServerError::invalidArguments(key + " must be a string.");
   }
-  const std::string_view text = trimmed(found->get_ref<const std::string&>());
+  const std::string_view text = trimmed(*given);
   if (text.empty() || hasMoreCharactersThan(maximumLength, text)) {
     throw MCPServerError::invalidArguments(key + " must contain 1 to " +
                                            std::to_string(maximumLength) + " characters.");
@@ -31,11 +32,11 @@ std::string string(const Json& arguments, const std::string& key, std::size_t ma
 }
 
 const Json& number(const Json& arguments, const std::string& key) {
-  const auto found = arguments.find(key);
-  if (found == arguments.end() || !found->is_number()) {
+  const Json* const given = numberAt(arguments, key);
+  if (given == nullptr) {
     throw MCPServerError::invalidArguments(key + " must be a number.");
   }
-  return *found;
+  return *given;
 }
 
 std::int64_t integer(const Json& arguments, const std::string& key) {
@@ -70,8 +71,8 @@ void validateSampleId(const Json& arguments) {
 }
 
 void requireConfirmation(const Json& arguments) {
-  const auto confirm = arguments.find("confirm");
-  if (confirm == arguments.end() || *confirm != true) {
+  const Json* const confirm = memberAt(arguments, "confirm");
+  if (confirm == nullptr || *confirm != true) {
     throw MCPServerError::invalidArguments(
         "Explicit user confirmation is required. Ask the user, then call again with "
         "confirm=true.");

@@ -2,6 +2,7 @@
 
 #include "contract/MCPServerError.h"
 #include "listening/LocalAudioAnalyzer.h"
+#include "platform/JsonMembers.h"
 #include "tools/ArgumentReaders.h"
 
 #include <exception>
@@ -13,11 +14,11 @@ namespace {
 constexpr Seconds kTimeout{6};
 
 const std::string& requiredString(const Json& status, const char* key) {
-  const auto found = status.find(key);
-  if (found == status.end() || !found->is_string()) {
+  const std::string* const text = stringAt(status, key);
+  if (text == nullptr) {
     throw MCPServerError::invalidBridgeResponse();
   }
-  return found->get_ref<const std::string&>();
+  return *text;
 }
 
 /// @return whether the bridge removed the temporary track

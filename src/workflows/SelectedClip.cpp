@@ -1,5 +1,7 @@
 #include "workflows/SelectedClip.h"
 
+#include "platform/JsonMembers.h"
+
 #include <algorithm>
 
 namespace brindlevane {
@@ -7,29 +9,22 @@ namespace {
 
 constexpr Seconds kTimeout{6};
 
-std::optional<std::string> stringAt(const Json& object, const char* key) {
-  const auto found = object.find(key);
-  return found != object.end() && found->is_string() ? std::optional(found->get<std::string>())
-                                                     : std::nullopt;
-}
-
-/// The number as it was received; a boolean is none.
-std::optional<Json> numberAt(const Json& object, const char* key) {
-  const auto found = object.find(key);
-  return found != object.end() && found->is_number() ? std::optional(*found) : std::nullopt;
+std::string stringOr(const Json& object, const char* key, const char* fallback) {
+  const std::string* const text = stringAt(object, key);
+  return text == nullptr ? fallback : *text;
 }
 
 std::optional<double> doubleAt(const Json& object, const char* key) {
-  const std::optional<Json> number = numberAt(object, key);
-  return number ? std::optional(number->get<double>()) : std::nullopt;
+  const Json* const number = numberAt(object, key);
+  return number == nullptr ? std::nullopt : std::optional(number->get<double>());
 }
 
 std::optional<std::vector<double>> numbersAt(const Json& object, const char* key) {
-  const auto found = object.find(key);
+  const Json* const list = memberAt(object, key);
   const bool areNumbers =
-      found != object.end() && found->is_array() &&
-      std::all_of(found->begin(), found->end(), [](const Json& e) { return e.is_number(); });
-  return areNumbers ? std::optional(found->get<std::vector<double>>()) : std::nullopt;
+      list != nullptr && list->is_array() &&
+      std::all_of(list->begin(), list->end(), [](const Json& e) { return e.is_number(); });
+  return areNumbers ? std::optional(list->get<std::vector<double>>()) : std::nullopt;
 }
 
 }  // namespace
@@ -40,16 +35,18 @@ std::optional<SelectedClip> selectedClip(const MCPBridgeClient& bridge) {
     return std::nullopt;
   }
   const Json range = source.value("analysisRange", Json());
-  return SelectedClip{.kind = stringAt(source, "kind").value_or(""),
-                      .filePath = stringAt(source, "filePath"),
+  const std::string* const path = stringAt(source, "filePath");
+  const Json* const revision = numberAt(source, "revision");
+  return SelectedClip{.kind = stringOr(source, "kind", ""),
+                      .filePath = path == nullptr ? std::nullopt : std::optional(*path),
                       .pitchClasses = numbersAt(source, "pitchClasses"),
                       .transposeSemitones = doubleAt(source, "transposeSemitones").value_or(0),
                       .startSeconds = doubleAt(range, "startSeconds").value_or(0),
                       .durationSeconds = doubleAt(range, "durationSeconds"),
-                      .labels = {{"track", stringAt(source, "track").value_or("Selected track")},
-                                 {"clip", stringAt(source, "clip").value_or("Selected clip")},
-                                 {"project", stringAt(source, "project").value_or("Untitled")},
-                                 {"revision", numberAt(source, "revision").value_or(0)}}};
+                      .labels = {{"track", stringOr(source, "track", "Selected track")},
+                                 {"clip", stringOr(source, "clip", "Selected clip")},
+                                 {"project", stringOr(source, "project", "Untitled")},
+                                 {"revision", revision == nullptr ? Json(0) : *revision}}};
 }
 
 }  // namespace brindlevane
