@@ -6,9 +6,8 @@
 #include "platform/sound/GapCheck.h"
 #include "platform/sound/MpegHeader.h"
 #include "platform/sound/OggPages.h"
+#include "platform/sound/SndfileHandle.h"
 #include "platform/sound/VorbisChannels.h"
-
-#include <sndfile.h>
 
 #include <algorithm>
 #include <array>
@@ -21,11 +20,6 @@
 namespace brindlevane {
 namespace {
 
-struct CloseSndfile {
-  void operator()(SNDFILE* file) const noexcept { sf_close(file); }
-};
-using SndfileHandle = std::unique_ptr<SNDFILE, CloseSndfile>;
-
 // At least one frame of the 1024 channels that libsndfile allows.
 constexpr sf_count_t kMostSamples = 8192;
 // A block of Vorbis or Opus depends on what was decoded before it, so positions are reached by
@@ -33,23 +27,6 @@ constexpr sf_count_t kMostSamples = 8192;
 constexpr sf_count_t kFarSeconds = 30;
 constexpr sf_count_t kRunUpSeconds = 10;
 constexpr float kShortScale = 1.0F / 32768;
-
-ByteSource& sourceOf(void* bytes) {
-  return *static_cast<ByteSource*>(bytes);
-}
-
-SF_VIRTUAL_IO callbacks() {
-  SF_VIRTUAL_IO io = {};
-  io.get_filelen = [](void* bytes) { return static_cast<sf_count_t>(sourceOf(bytes).size()); };
-  io.seek = [](sf_count_t offset, int whence, void* bytes) {
-    return static_cast<sf_count_t>(sourceOf(bytes).seek(offset, whence));
-  };
-  io.read = [](void* to, sf_count_t count, void* bytes) {
-    return std::max<sf_count_t>(sourceOf(bytes).read(to, count), 0);
-  };
-  io.tell = [](void* bytes) { return static_cast<sf_count_t>(sourceOf(bytes).position()); };
-  return io;
-}
 
 class SndfileDecoder final : public AudioDecoder {
  public:
@@ -143,11 +120,10 @@ class SndfileDecoder final : public AudioDecoder {
 
   // Opens a part of the file, to be checked for gaps from where its sound begins.
   SF_INFO openSection(const ByteSection& section) {
-    SF_VIRTUAL_IO io = callbacks();
     SF_INFO info = {};
     handle_.reset();
     bytes_ = ByteSource(file_, section);
-    handle_.reset(sf_open_virtual(&io, SFM_READ, &info, &bytes_));
+    handle_ = openSndfile(bytes_, info);
     bytes_.beginSound();
     hasFailed_ = !handle_;
     checkFrom(section.begin);
