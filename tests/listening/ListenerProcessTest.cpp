@@ -79,7 +79,7 @@ TEST_F(ListenerProcess, WhateverElseItDoesIsNoAnswer) {
         "exec >&- <&-; exec sleep 60", "exec yes", "head -c 1048577 /dev/zero"}) {
     SCOPED_TRACE(commands);
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(script(answer + commands, 500ms)("task"), std::nullopt);
+    EXPECT_EQ(script(answer + commands, 500ms)(std::string(1 << 20, 'x')), std::nullopt);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
   }
   EXPECT_EQ(script(answer, 10s)("task"), "{}\n");

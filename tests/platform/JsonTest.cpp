@@ -56,6 +56,7 @@ TEST(Json, TextsThatAreNotOneValidValueAreRefused) {
                                             "\"\\ud800\\u-041\"",
                                             "\"\\ud800\\x\"",
                                             "\"\\ud800",
+                                            "\"\\",
                                             "\"\\ud80g\"",
                                             "\"\\u-001\"",
                                             "\"\\u12\"",

@@ -24,14 +24,10 @@ std::int64_t tagLength(const RegularFile& file, std::int64_t offset) {
   return kHeaderBytes + size + ((tag[5] & kHasFooter) != 0 ? kHeaderBytes : 0);
 }
 
-// kbit/s by index, from 1 on: layers I, II and III of version 1, layer I and the others of
-// version 2.
-constexpr int kBitRates[5][14] = {
-    {32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
-    {32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
-    {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
-    {32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
-    {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}};
+// kbit/s by index, from 1 on: layers II and III of version 1, both of version 2.
+constexpr int kBitRates[3][14] = {{32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
+                                  {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
+                                  {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}};
 constexpr int kSampleRates[3] = {44100, 48000, 32000};
 
 }  // namespace
@@ -66,17 +62,14 @@ int mpegFrameBytes(const std::uint8_t* header) {
   const unsigned layer = 4 - (header[1] >> 1U & 3U);
   const unsigned bitRate = header[2] >> 4U;
   const unsigned sampleRate = header[2] >> 2U & 3U;
-  if (header[0] != 0xff || header[1] < 0xe0 || version == 1 || layer == 4 || bitRate == 0 ||
-      bitRate == 15 || sampleRate == 3) {
+  if (header[0] != 0xff || header[1] < 0xe0 || version == 1 || layer == 1 || layer == 4 ||
+      bitRate == 0 || bitRate == 15 || sampleRate == 3) {
     return 0;
   }
   const bool isFirst = version == 3;
-  const int bits = 1000 * kBitRates[isFirst ? layer - 1 : layer == 1 ? 3 : 4][bitRate - 1];
+  const int bits = 1000 * kBitRates[isFirst ? layer - 2 : 2][bitRate - 1];
   const int hertz = kSampleRates[sampleRate] >> (isFirst ? 0 : version == 2 ? 1 : 2);
   const int padding = header[2] >> 1U & 1U;
-  if (layer == 1) {
-    return 4 * (12 * bits / hertz + padding);
-  }
   return (layer == 3 && !isFirst ? 72 : 144) * bits / hertz + padding;
 }
 

@@ -15,7 +15,7 @@ namespace brindlevane {
 /// @param begin  where in the file the stream begins
 [[nodiscard]] bool mpegFramesAreCounted(const RegularFile& file, std::int64_t begin);
 
-/// The bytes of an MPEG audio frame by the four of its header.
+/// The bytes of an MPEG audio frame of layer II or III by the four of its header.
 ///
 /// @return 0 when it is none, or one of the free format that does not tell its length
 /// @see ISO/IEC 11172-3 and 13818-3, 2.4.2.3.

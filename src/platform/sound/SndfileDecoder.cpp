@@ -54,6 +54,7 @@ class SndfileDecoder final : public AudioDecoder {
     }
     switch (coding()) {
       case SF_FORMAT_MPEG_LAYER_I:
+        return false;
       case SF_FORMAT_MPEG_LAYER_II:
       case SF_FORMAT_MPEG_LAYER_III:
         // Without a count of the frames the length is guessed, and then libsndfile stops there or
