@@ -157,7 +157,7 @@ TEST_F(Analyze, PlansTheSegmentInFrames) {
       {94, std::nullopt, 376000, 4000}, {1.00024, 0.51249, 4000, 2049},
       {2.0003, 0.512, 8001, 2048},      {-infinity, 1, 0, 4000},
       {0, 90.001, 0, 360000},           {0, 89.99975, 0, 359999},
-      {94.488, 1, 377952, 2048}};
+      {94.488, 1, 377952, 2048},        {0.5, 1, 2000, 4000}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.start);
     const AudioMeasurement measurement = analyze(path, 0, one.start, one.duration);
