@@ -4,7 +4,9 @@
 //
 // Usage: node faults.mjs SERVER LISTENER INTERPOSER [PERCENT [SEED]]
 import { spawn, execFileSync } from "node:child_process";
-import { mkdirSync, mkdtempSync, readFileSync, rmSync, utimesSync, writeFileSync } from "node:fs";
+import {
+  mkdirSync, mkdtempSync, readFileSync, rmSync, symlinkSync, utimesSync, writeFileSync,
+} from "node:fs";
 import { createServer } from "node:http";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
@@ -15,6 +17,8 @@ const millisecondsForAnAnswer = 20000;
 const looksForOutput = 10;
 
 const folder = mkdtempSync(join(tmpdir(), "brindlevane-faults-"));
+// The loader takes a space for the end of a name.
+symlinkSync(interposer, `${folder}/interposer.so`);
 const data = fileURLToPath(new URL("../tests/data/", import.meta.url));
 const readData = (name) => JSON.parse(readFileSync(data + name, "utf8"));
 
@@ -73,7 +77,7 @@ writeFileSync(
 /** A program with the interposer before it. */
 class Program {
   constructor(path) {
-    const environment = { LD_PRELOAD: interposer, XDG_DATA_HOME: folder };
+    const environment = { LD_PRELOAD: `${folder}/interposer.so`, XDG_DATA_HOME: folder };
     this.child = spawn(path, [], { env: environment, stdio: ["pipe", "pipe", "ignore", "pipe"] });
     this.output = "";
     this.report = "";
