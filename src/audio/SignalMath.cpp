@@ -47,13 +47,14 @@ std::vector<float> hannWindow(std::size_t length, double factor) {
 
 void mixToMono(std::span<const float> interleaved, std::size_t channelCount,
                std::span<float> mono) {
-  const auto divisor = static_cast<float>(channelCount);
   if (channelCount == 2) {
+    // The same bits as by division, in a fraction of the time.
     for (std::size_t i = 0; i < mono.size(); ++i) {
-      mono[i] = interleaved[2 * i] / divisor + interleaved[2 * i + 1] / divisor;
+      mono[i] = interleaved[2 * i] * 0.5F + interleaved[2 * i + 1] * 0.5F;
     }
     return;
   }
+  const auto divisor = static_cast<float>(channelCount);
   for (std::size_t i = 0; i < mono.size(); ++i) {
     float sum = 0;
     for (const float sample : interleaved.subspan(i * channelCount, channelCount)) {
