@@ -10,7 +10,7 @@ namespace brindlevane::LocalAudioAnalyzer {
 /// @throws AudioMeasurementError  unreadableAudio: no such file, no decoder for it, or a failed
 ///     read; unsupportedAudio: no sample rate or no channel; insufficientSignal: fewer than 2048
 ///     frames, no finite sample, silence (a peak of at most 1e-6 or an RMS of at most 1e-7), or
-///     more than fits in memory
+///     more frames than are held
 [[nodiscard]] AudioMeasurement measuredSegment(const ListeningTask& task);
 
 }  // namespace brindlevane::LocalAudioAnalyzer

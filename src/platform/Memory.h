@@ -12,8 +12,8 @@ void tuneAllocator();
 /// of it to be worth the while and the allocator can.
 void releaseFreeMemory();
 
-/// Advises the system to fill the memory with pages of 2 MiB where it can, which takes a fraction of
-/// the time that small ones take.
+/// Advises the system to fill the memory with pages of 2 MiB where it can, which takes a fraction
+/// of the time that small ones take.
 void preferLargePages(void* memory, std::size_t bytes);
 
 }  // namespace brindlevane

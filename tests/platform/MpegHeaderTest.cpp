@@ -1,5 +1,5 @@
-#include "platform/sound/MpegHeader.h"
 #include "platform/RegularFile.h"
+#include "platform/sound/MpegHeader.h"
 #include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>

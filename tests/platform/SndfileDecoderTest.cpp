@@ -1,6 +1,6 @@
+#include "platform/RegularFile.h"
 #include "platform/sound/AudioFile.h"
 #include "platform/sound/ByteSource.h"
-#include "platform/RegularFile.h"
 #include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#include "platform/Text.h"
 #include "contract/MCPServerError.h"
+#include "platform/Text.h"
 #include "tests/support/ToolCalls.h"
 #include "tools/Catalogue.h"
 #include "tools/ToolCall.h"

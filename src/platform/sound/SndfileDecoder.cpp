@@ -54,6 +54,7 @@ class SndfileDecoder final : public AudioDecoder {
     }
     switch (coding()) {
       case SF_FORMAT_MPEG_LAYER_I:
+        // Its frames cannot be checked for gaps here.
         return false;
       case SF_FORMAT_MPEG_LAYER_II:
       case SF_FORMAT_MPEG_LAYER_III:
