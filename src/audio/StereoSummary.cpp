@@ -17,40 +17,41 @@ void StereoMeter::add(std::span<const float> interleaved) {
   if (channelCount_ < 2 || frames == 0) {
     return;
   }
-  const auto left = [&](std::size_t i) { return double{interleaved[i * channelCount_]}; };
-  const auto right = [&](std::size_t i) { return double{interleaved[i * channelCount_ + 1]}; };
+  // Deviations from a frame of the block's own: a channel's direct current cancels nothing, and one
+  // that is constant leaves exactly 0.
+  const double leftBase = interleaved[0];
+  const double rightBase = interleaved[1];
   PartialSums leftSum = {};
   PartialSums rightSum = {};
+  PartialSums leftSquares = {};
+  PartialSums rightSquares = {};
+  PartialSums products = {};
   PartialSums mid = {};
   PartialSums side = {};
   addInParts(frames, [&](std::size_t i, std::size_t part) {
-    const double l = left(i);
-    const double r = right(i);
+    const double left = interleaved[i * channelCount_];
+    const double right = interleaved[i * channelCount_ + 1];
+    mid[part] += (left + right) * (left + right);
+    side[part] += (left - right) * (left - right);
+    const double l = left - leftBase;
+    const double r = right - rightBase;
     leftSum[part] += l;
     rightSum[part] += r;
-    mid[part] += (l + r) * (l + r);
-    side[part] += (l - r) * (l - r);
+    leftSquares[part] += l * l;
+    rightSquares[part] += r * r;
+    products[part] += l * r;
   });
   const auto count = static_cast<double>(frames);
   const double leftMean = total(leftSum) / count;
   const double rightMean = total(rightSum) / count;
-  PartialSums leftVariance = {};
-  PartialSums rightVariance = {};
-  PartialSums covariance = {};
-  addInParts(frames, [&](std::size_t i, std::size_t part) {
-    const double l = left(i) - leftMean;
-    const double r = right(i) - rightMean;
-    leftVariance[part] += l * l;
-    rightVariance[part] += r * r;
-    covariance[part] += l * r;
-  });
   const double all = count_ + count;
-  const double leftStep = leftMean - leftMean_;
-  const double rightStep = rightMean - rightMean_;
+  const double leftStep = leftBase + leftMean - leftMean_;
+  const double rightStep = rightBase + rightMean - rightMean_;
   const double weight = count_ * count / all;
-  leftVariance_ += total(leftVariance) + leftStep * leftStep * weight;
-  rightVariance_ += total(rightVariance) + rightStep * rightStep * weight;
-  covariance_ += total(covariance) + leftStep * rightStep * weight;
+  leftVariance_ += total(leftSquares) - count * leftMean * leftMean + leftStep * leftStep * weight;
+  rightVariance_ +=
+      total(rightSquares) - count * rightMean * rightMean + rightStep * rightStep * weight;
+  covariance_ += total(products) - count * leftMean * rightMean + leftStep * rightStep * weight;
   leftMean_ += leftStep * count / all;
   rightMean_ += rightStep * count / all;
   midPower_ += total(mid);
