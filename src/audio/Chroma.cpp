@@ -4,6 +4,7 @@
 #include "contract/AnalysisError.h"
 #include "platform/sound/Fft.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <future>
@@ -26,47 +27,50 @@ constexpr std::size_t kFewestFrames = 3;
 // of at most 2^129, the largest magnitude that single precision gives, stay within a double.
 constexpr std::size_t kFramesPerLogarithm = 7;
 
-// What the bins in the frequency range add, and where.
-struct Bins {
-  explicit Bins(double sampleRate) {
-    for (std::size_t bin = 1; bin < kFrameSize / 2; ++bin) {
-      const double frequency = static_cast<double>(bin) * sampleRate / kFrameSize;
-      if (frequency < kLowestFrequency) {
-        first = bin + 1;
-      } else if (frequency <= kHighestFrequency) {
-        const double note = std::round(12 * std::log2(frequency / 440) + 69);
-        pitchClasses.push_back(static_cast<std::size_t>(note) % 12);
-        weights.push_back(1 / std::sqrt(frequency));
-      }
+// So many parts of the signal are folded on their own, unless they would be too short for that.
+constexpr std::size_t kParts = 8;
+constexpr std::size_t kFewestFramesAtOnce = 32;
+
+std::size_t frameCount(std::size_t samples) {
+  return samples < kFrameSize ? 0 : (samples - kFrameSize) / kHop + 1;
+}
+
+// Starts work in another thread, or, where none is to be had, once its result is asked for.
+template <typename Work>
+auto started(const Work& work) {
+  try {
+    return std::async(std::launch::async, work);
+  } catch (const std::system_error&) {
+    return std::async(std::launch::deferred, work);
+  }
+}
+
+}  // namespace
+
+ChromaMeter::Bins::Bins(double sampleRate) {
+  for (std::size_t bin = 1; bin < kFrameSize / 2; ++bin) {
+    const double frequency = static_cast<double>(bin) * sampleRate / kFrameSize;
+    if (frequency < kLowestFrequency) {
+      first = bin + 1;
+    } else if (frequency <= kHighestFrequency) {
+      const double note = std::round(12 * std::log2(frequency / 440) + 69);
+      pitchClasses.push_back(static_cast<std::size_t>(note) % 12);
+      weights.push_back(1 / std::sqrt(frequency));
     }
   }
+}
 
-  [[nodiscard]] std::size_t count() const { return weights.size(); }
-
-  std::size_t first = 1;
-  std::vector<std::size_t> pitchClasses;
-  std::vector<double> weights;
-};
-
-struct Profile {
-  Chroma chroma = {};
-  std::size_t framesUsed = 0;
-};
-
-// Folds frames into a profile.
-class ProfileMeter {
+// Folds the frames of a part.
+class ChromaMeter::ProfileMeter {
  public:
-  explicit ProfileMeter(const Bins& bins)
+  ProfileMeter(const Bins& bins, std::span<const float> window)
       : bins_(bins),
-        window_(hannWindow(kFrameSize, kHannFactor)),
+        window_(window),
         fft_(kFrameSize),
-        products_(bins.count(), 1),
-        logarithms_(bins.count()) {}
+        products_(bins.weights.size(), 1),
+        logarithms_(bins.weights.size()) {}
 
   void add(std::span<const float> frame) {
-    if (meanSquare(frame) < kSilenceFloor) {
-      return;
-    }
     multiplyIn(frame);
     if (++framesUsed_ % kFramesPerLogarithm == 0) {
       takeLogarithms();
@@ -76,7 +80,7 @@ class ProfileMeter {
   [[nodiscard]] Profile result() {
     takeLogarithms();
     Profile profile = {{}, framesUsed_};
-    for (std::size_t i = 0; i < bins_.count(); ++i) {
+    for (std::size_t i = 0; i < logarithms_.size(); ++i) {
       profile.chroma[bins_.pitchClasses[i]] += logarithms_[i] * bins_.weights[i];
     }
     return profile;
@@ -87,7 +91,7 @@ class ProfileMeter {
     for (std::size_t i = 0; i < kFrameSize; ++i) {
       fft_.samples()[i] = frame[i] * window_[i];
     }
-    const auto spectrum = fft_.transform().subspan(bins_.first, bins_.count());
+    const auto spectrum = fft_.transform().subspan(bins_.first, products_.size());
     for (std::size_t i = 0; i < products_.size(); ++i) {
       const double real = spectrum[i].real();
       const double imaginary = spectrum[i].imag();
@@ -105,48 +109,63 @@ class ProfileMeter {
   }
 
   const Bins& bins_;
-  std::vector<float> window_;
+  std::span<const float> window_;
   Fft fft_;
   std::vector<double> products_;
   std::vector<double> logarithms_;
   std::size_t framesUsed_ = 0;
 };
 
-// Starts work in another thread, or, where none is to be had, once its result is asked for.
-template <typename Work>
-auto started(const Work& work) {
-  try {
-    return std::async(std::launch::async, work);
-  } catch (const std::system_error&) {
-    return std::async(std::launch::deferred, work);
+ChromaMeter::ChromaMeter(double sampleRate, std::size_t plannedSamples)
+    : bins_(sampleRate),
+      window_(hannWindow(kFrameSize, kHannFactor)),
+      framesAtOnce_(std::max(frameCount(plannedSamples) / kParts + 1, kFewestFramesAtOnce)) {}
+
+void ChromaMeter::follow(std::span<const float> samples) {
+  const std::size_t frames = frameCount(samples.size());
+  while (frames - framesBegun_ >= framesAtOnce_) {
+    begin(samples, framesBegun_ + framesAtOnce_);
   }
 }
 
-}  // namespace
-
-Chroma audioChroma(std::span<const float> samples, double sampleRate) {
-  const std::size_t frames =
-      samples.size() < kFrameSize ? 0 : (samples.size() - kFrameSize) / kHop + 1;
-  const Bins bins(sampleRate);
-  const auto profileOf = [&](std::size_t begin, std::size_t end) {
-    ProfileMeter meter(bins);
-    for (std::size_t frame = begin; frame < end; ++frame) {
-      meter.add(samples.subspan(frame * kHop, kFrameSize));
-    }
-    return meter.result();
-  };
-  auto secondHalf = started([&] { return profileOf(frames / 2, frames); });
-  Profile profile = profileOf(0, frames / 2);
-  const Profile second = secondHalf.get();
-  profile.framesUsed += second.framesUsed;
-  for (std::size_t pitchClass = 0; pitchClass < profile.chroma.size(); ++pitchClass) {
-    profile.chroma[pitchClass] += second.chroma[pitchClass];
+Chroma ChromaMeter::result(std::span<const float> samples) {
+  follow(samples);
+  if (const std::size_t frames = frameCount(samples.size()); frames > framesBegun_) {
+    begin(samples, frames);
   }
-  const double sum = std::accumulate(profile.chroma.begin(), profile.chroma.end(), 0.0);
-  if (profile.framesUsed < kFewestFrames || !(sum > 0)) {
+  Profile sum;
+  for (std::future<Profile>& part : profiles_) {
+    const Profile profile = part.get();
+    sum.framesUsed += profile.framesUsed;
+    for (std::size_t pitchClass = 0; pitchClass < sum.chroma.size(); ++pitchClass) {
+      sum.chroma[pitchClass] += profile.chroma[pitchClass];
+    }
+  }
+  const double total = std::accumulate(sum.chroma.begin(), sum.chroma.end(), 0.0);
+  if (sum.framesUsed < kFewestFrames || !(total > 0)) {
     throw KeyAnalysisError(KeyAnalysisError::Case::insufficientSignal);
   }
-  return profile.chroma;
+  return sum.chroma;
+}
+
+void ChromaMeter::begin(std::span<const float> samples, std::size_t endFrame) {
+  profiles_.push_back(started([this, samples, frame = framesBegun_, endFrame]() mutable {
+    ProfileMeter meter(bins_, window_);
+    double firstHalf = sumOfSquares(samples.subspan(frame * kHop, kHop));
+    for (; frame < endFrame; ++frame) {
+      const double secondHalf = sumOfSquares(samples.subspan((frame + 1) * kHop, kHop));
+      if (!(static_cast<float>((firstHalf + secondHalf) / kFrameSize) < kSilenceFloor)) {
+        meter.add(samples.subspan(frame * kHop, kFrameSize));
+      }
+      firstHalf = secondHalf;
+    }
+    return meter.result();
+  }));
+  framesBegun_ = endFrame;
+}
+
+Chroma audioChroma(std::span<const float> samples, double sampleRate) {
+  return ChromaMeter(sampleRate, samples.size()).result(samples);
 }
 
 }  // namespace brindlevane::MusicalKeyAnalyzer

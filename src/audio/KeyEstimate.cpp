@@ -7,18 +7,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <vector>
 
 namespace brindlevane::MusicalKeyAnalyzer {
 namespace {
 
 constexpr double kLongestSeconds = 75;
 constexpr std::int64_t kMostFramesRefused = 4096;
-
-KeyDetection keyOf(std::span<const float> mono, double sampleRate, double transposeSemitones) {
-  return detect(audioChroma(mono, sampleRate), transposeSemitones,
-                static_cast<double>(mono.size()) / sampleRate);
-}
 
 }  // namespace
 
@@ -27,14 +21,16 @@ KeyDetection estimatedKey(const ListeningTask& task) {
   if (segment.frames() <= kMostFramesRefused) {
     throw KeyAnalysisError(KeyAnalysisError::Case::insufficientSignal);
   }
-  const std::vector<float> mono = segment.decodedMix([](auto) {});
-  return keyOf(mono, segment.file().sampleRate(), task.transposeSemitones);
+  const double sampleRate = segment.file().sampleRate();
+  ChromaMeter meter(sampleRate, static_cast<std::size_t>(segment.frames()));
+  const auto mono = segment.decodedMix([&](auto /*all*/, auto mix) { meter.follow(mix); });
+  return detect(meter.result(mono), task.transposeSemitones,
+                static_cast<double>(mono.size()) / sampleRate);
 }
 
-KeyDetection keyOfMix(std::span<const float> mono, double sampleRate, double transposeSemitones) {
-  const double seconds = std::min(static_cast<double>(mono.size()) / sampleRate, kLongestSeconds);
-  const auto count = static_cast<std::size_t>(framesIn(seconds, sampleRate));
-  return keyOf(mono.first(std::min(mono.size(), count)), sampleRate, transposeSemitones);
+std::size_t framesForKey(std::size_t frames, double sampleRate) {
+  const double seconds = std::min(static_cast<double>(frames) / sampleRate, kLongestSeconds);
+  return std::min(frames, static_cast<std::size_t>(framesIn(seconds, sampleRate)));
 }
 
 }  // namespace brindlevane::MusicalKeyAnalyzer

@@ -4,7 +4,6 @@
 #include "contract/Listening.h"
 
 #include <cstddef>
-#include <span>
 
 namespace brindlevane::MusicalKeyAnalyzer {
 
@@ -16,14 +15,11 @@ namespace brindlevane::MusicalKeyAnalyzer {
 ///     than are held
 [[nodiscard]] KeyDetection estimatedKey(const ListeningTask& task);
 
-/// Estimates the key of a mono segment that was decoded already, exactly as estimatedKey would if
-/// it were asked for a duration of size / sampleRate seconds: at most 75 seconds count, and one
-/// sample fewer where the division does not come back exactly.
+/// How many frames of a segment count for the key that is estimated beside a measurement: as many
+/// as estimatedKey would decode if it were asked for a duration of frames / sampleRate seconds. At
+/// most 75 seconds count, and one frame fewer where the division does not come back exactly.
 ///
-/// @param mono        full scale = 1
 /// @param sampleRate  Hz, greater than 0
-/// @throws KeyAnalysisError  insufficientSignal, as with estimatedKey
-[[nodiscard]] KeyDetection keyOfMix(std::span<const float> mono, double sampleRate,
-                                    double transposeSemitones);
+[[nodiscard]] std::size_t framesForKey(std::size_t frames, double sampleRate);
 
 }  // namespace brindlevane::MusicalKeyAnalyzer

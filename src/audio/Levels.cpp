@@ -58,7 +58,8 @@ std::vector<double> shortTermRMS(std::span<const float> mono, double sampleRate)
       static_cast<std::size_t>(std::max(framesIn(kWindowSeconds, sampleRate), kShortestWindow));
   std::vector<double> result;
   for (std::size_t start = 0; start + window <= mono.size(); start += window) {
-    const float power = meanSquare(mono.subspan(start, window));
+    const auto power =
+        static_cast<float>(sumOfSquares(mono.subspan(start, window)) / static_cast<double>(window));
     if (power > kWindowSilenceFloor) {
       result.push_back(std::sqrt(static_cast<double>(power)));
     }

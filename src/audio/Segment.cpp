@@ -39,24 +39,23 @@ Segment::Segment(const ListeningTask& task, double longestSeconds) : file_(opene
   frames_ = std::min(left, framesIn(seconds, rate));
 }
 
-std::vector<float> Segment::decodedMix(const AudioFile::BlockHandler& follow) {
+std::span<const float> Segment::decodedMix(const Follower& follow) {
   if (frames_ > kMostFrames) {
     throw AudioMeasurementError(Case::insufficientSignal);
   }
   const auto channelCount = static_cast<std::size_t>(file_.channelCount());
-  std::vector<float> mix;
-  mix.reserve(static_cast<std::size_t>(frames_));
-  preferLargePages(mix.data(), mix.capacity() * sizeof(float));
+  mix_.reserve(static_cast<std::size_t>(frames_));
+  preferLargePages(mix_.data(), mix_.capacity() * sizeof(float));
   const auto keep = [&](std::span<const float> interleaved) {
     const std::size_t frames = interleaved.size() / channelCount;
-    mix.resize(mix.size() + frames);
-    mixToMono(interleaved, channelCount, std::span(mix).last(frames));
-    follow(interleaved);
+    mix_.resize(mix_.size() + frames);
+    mixToMono(interleaved, channelCount, std::span(mix_).last(frames));
+    follow(interleaved, mix_);
   };
   if (!file_.readBlocks(start_, frames_, keep)) {
     throw AudioMeasurementError(Case::unreadableAudio);
   }
-  return mix;
+  return mix_;
 }
 
 }  // namespace brindlevane

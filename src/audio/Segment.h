@@ -4,6 +4,8 @@
 #include "platform/sound/AudioFile.h"
 
 #include <cstdint>
+#include <functional>
+#include <span>
 #include <vector>
 
 namespace brindlevane {
@@ -23,18 +25,23 @@ class Segment {
   /// Frames planned; fewer may really be there.
   [[nodiscard]] std::int64_t frames() const { return frames_; }
 
+  /// What hears the segment while it is decoded: the channels of a block, interleaved, and the mix
+  /// from the segment's start to the block's end, which stays where it is.
+  using Follower =
+      std::function<void(std::span<const float> interleaved, std::span<const float> mix)>;
+
   /// Decodes the segment, once, and mixes its channels.
   ///
-  /// @param follow  receives all channels, interleaved, block by block
-  /// @return the mix; see mixToMono
+  /// @return the mix, kept here; see mixToMono
   /// @throws AudioMeasurementError  unreadableAudio: a failed read; insufficientSignal: more frames
   ///     than are held
-  [[nodiscard]] std::vector<float> decodedMix(const AudioFile::BlockHandler& follow);
+  [[nodiscard]] std::span<const float> decodedMix(const Follower& follow);
 
  private:
   AudioFile file_;
   std::int64_t start_ = 0;
   std::int64_t frames_ = 0;
+  std::vector<float> mix_;
 };
 
 }  // namespace brindlevane

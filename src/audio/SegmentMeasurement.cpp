@@ -1,5 +1,6 @@
 #include "audio/SegmentMeasurement.h"
 
+#include "audio/Chroma.h"
 #include "audio/KeyEstimate.h"
 #include "audio/Levels.h"
 #include "audio/Segment.h"
@@ -19,6 +20,9 @@
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
 
+using MusicalKeyAnalyzer::ChromaMeter;
+using MusicalKeyAnalyzer::framesForKey;
+
 constexpr std::int64_t kFewestFrames = 2048;
 constexpr double kLongestSeconds = 90;
 constexpr float kPeakFloor = 0.000001F;
@@ -33,10 +37,10 @@ void require(bool hasSignal) {
   }
 }
 
-std::optional<KeyDetection> keyIn(std::span<const float> mono, double sampleRate,
+std::optional<KeyDetection> keyOf(ChromaMeter& meter, std::span<const float> mono,
                                   double transposeSemitones) {
   try {
-    return MusicalKeyAnalyzer::keyOfMix(mono, sampleRate, transposeSemitones);
+    return MusicalKeyAnalyzer::detect(meter.result(mono), transposeSemitones);
   } catch (const KeyAnalysisError&) {
     // Noise and drums have no key; everything else about them is still worth knowing.
     return std::nullopt;
@@ -52,14 +56,18 @@ AudioMeasurement measuredSegment(const ListeningTask& task) {
   require(segment.frames() >= kFewestFrames);
   LevelMeter levelMeter;
   StereoMeter stereoMeter(static_cast<std::size_t>(file.channelCount()));
-  const std::vector<float> mono = segment.decodedMix([&](std::span<const float> interleaved) {
+  const std::size_t keyFrames =
+      framesForKey(static_cast<std::size_t>(segment.frames()), sampleRate);
+  ChromaMeter chromaMeter(sampleRate, keyFrames);
+  const auto mono = segment.decodedMix([&](auto interleaved, auto mix) {
     levelMeter.add(interleaved);
     stereoMeter.add(interleaved);
+    // Without the last frame so far: where the file ends early it may be the one that is left out.
+    chromaMeter.follow(mix.first(std::min(mix.size() - 1, keyFrames)));
   });
   const Levels levels = levelMeter.result();
   // Neither the peak nor the power may be next to nothing; without a finite sample both are 0.
   require(std::ssize(mono) >= kFewestFrames && levels.peak > kPeakFloor && levels.rms > kRmsFloor);
-  const std::optional<KeyDetection> key = keyIn(mono, sampleRate, task.transposeSemitones);
   const StereoSummary stereo = stereoMeter.result();
   SpectralSummary spectrum = spectralSummary(mono, sampleRate);
 
@@ -81,6 +89,8 @@ AudioMeasurement measuredSegment(const ListeningTask& task) {
   result.bandEnergyPercent = std::move(spectrum.bands);
   result.waveform = waveform(mono, kWaveformPoints);
   result.spectrogram = std::move(spectrum.spectrogram);
+  const std::optional<KeyDetection> key = keyOf(
+      chromaMeter, mono.first(framesForKey(mono.size(), sampleRate)), task.transposeSemitones);
   if (key) {
     result.key = key->key;
     result.keyConfidence = key->confidence;

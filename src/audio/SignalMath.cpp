@@ -1,12 +1,14 @@
 #include "audio/SignalMath.h"
 
+#include "platform/VectorClones.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
 
 namespace brindlevane {
 
-Sums sumsOf(std::span<const float> samples) {
+BRINDLEVANE_VECTOR_CLONES Sums sumsOf(std::span<const float> samples) {
   PartialSums sums = {};
   PartialSums squares = {};
   addInParts(samples.size(), [&](std::size_t i, std::size_t part) {
@@ -17,16 +19,16 @@ Sums sumsOf(std::span<const float> samples) {
   return {total(sums), total(squares)};
 }
 
-float meanSquare(std::span<const float> samples) {
+BRINDLEVANE_VECTOR_CLONES double sumOfSquares(std::span<const float> samples) {
   PartialSums squares = {};
   addInParts(samples.size(), [&](std::size_t i, std::size_t part) {
     const double sample = samples[i];
     squares[part] += sample * sample;
   });
-  return static_cast<float>(total(squares) / static_cast<double>(samples.size()));
+  return total(squares);
 }
 
-std::uint32_t peakMagnitude(std::span<const float> samples) {
+BRINDLEVANE_VECTOR_CLONES std::uint32_t peakMagnitude(std::span<const float> samples) {
   // Signed: the comparison of signed numbers is the one that every processor does in parallel.
   std::int32_t peak = 0;
   for (const float sample : samples) {
@@ -45,8 +47,8 @@ std::vector<float> hannWindow(std::size_t length, double factor) {
   return window;
 }
 
-void mixToMono(std::span<const float> interleaved, std::size_t channelCount,
-               std::span<float> mono) {
+BRINDLEVANE_VECTOR_CLONES void mixToMono(std::span<const float> interleaved,
+                                         std::size_t channelCount, std::span<float> mono) {
   if (channelCount == 2) {
     // The same bits as by division, in a fraction of the time.
     for (std::size_t i = 0; i < mono.size(); ++i) {

@@ -22,7 +22,7 @@ using PartialSums = std::array<double, 8>;
 
 /// Calls add(i, part) for each i below the count, in order, with the parts of a sum by turns.
 template <typename Add>
-void addInParts(std::size_t count, const Add& add) {
+[[gnu::always_inline]] inline void addInParts(std::size_t count, const Add& add) {
   constexpr std::size_t kParts = std::tuple_size_v<PartialSums>;
   const std::size_t whole = count - count % kParts;
   for (std::size_t i = 0; i < whole; i += kParts) {
@@ -42,8 +42,8 @@ struct Sums {
 };
 [[nodiscard]] Sums sumsOf(std::span<const float> samples);
 
-/// Mean of the squares of the samples, rounded to single precision.
-[[nodiscard]] float meanSquare(std::span<const float> samples);
+/// Sum of the squares of the samples.
+[[nodiscard]] double sumOfSquares(std::span<const float> samples);
 
 /// The magnitude of a sample as the bit pattern of its single-precision number. The patterns have
 /// the order of the magnitudes; infinities lie at kInfiniteMagnitude, NaNs above it.

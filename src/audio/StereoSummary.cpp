@@ -1,6 +1,7 @@
 #include "audio/StereoSummary.h"
 
 #include "audio/SignalMath.h"
+#include "platform/VectorClones.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +13,7 @@ constexpr double kWidestPercent = 400;
 
 }  // namespace
 
-void StereoMeter::add(std::span<const float> interleaved) {
+BRINDLEVANE_VECTOR_CLONES void StereoMeter::add(std::span<const float> interleaved) {
   const std::size_t frames = interleaved.size() / channelCount_;
   if (channelCount_ < 2 || frames == 0) {
     return;

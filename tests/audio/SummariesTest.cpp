@@ -114,7 +114,7 @@ TEST(ShortTermRMS, CutsWindowsOfFourTenthsOfASecondAndSkipsQuietOnes) {
     atFloor[i] = std::nextafter(1e-5F, 1.0F);
   }
   const std::vector<float> above(512, std::nextafter(1e-5F, 1.0F));
-  ASSERT_EQ(meanSquare(atFloor), 1e-10F);
+  ASSERT_EQ(static_cast<float>(sumOfSquares(atFloor) / 512), 1e-10F);
   std::vector<float> mono = atFloor;
   mono.insert(mono.end(), above.begin(), above.end());
   mono.insert(mono.end(), 511, 1.0F);
