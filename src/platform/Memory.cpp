@@ -12,19 +12,6 @@
 
 namespace brindlevane {
 
-void tuneAllocator() {
-#ifdef __GLIBC__
-  // Without the lists of freed small blocks, neighbours are joined as they are freed. Joining
-  // hundreds of thousands later costs three times as much, and giving them back ten times.
-  mallopt(M_MXFAST, 0);
-  // The heap grows in large steps and is given back by releaseFreeMemory() alone, not bit by bit.
-  constexpr int kStep = 1 << 20;
-  constexpr int kNever = 1 << 30;
-  mallopt(M_TOP_PAD, kStep);
-  mallopt(M_TRIM_THRESHOLD, kNever);
-#endif
-}
-
 void releaseFreeMemory() {
 #ifdef __GLIBC__
   constexpr std::size_t kWorthReleasing = std::size_t{1} << 20U;

@@ -4,10 +4,6 @@
 
 namespace brindlevane {
 
-/// Prepares the allocator for trees of many small blocks that are freed together. Call it once,
-/// first of all.
-void tuneAllocator();
-
 /// Gives memory that the process holds but no longer uses back to the system, when there is enough
 /// of it to be worth the while and the allocator can.
 void releaseFreeMemory();

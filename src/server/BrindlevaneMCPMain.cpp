@@ -150,7 +150,6 @@ bool answerNextLine(StandardStreams& streams, const BridgeAccess& bridge,
 
 // NOLINTNEXTLINE(bugprone-exception-escape): not the entry of the process, but named like it.
 void main() {
-  tuneAllocator();
   StandardStreams streams;
   const BridgeAccess bridge = installedBridge();
   const Listener listener = installedListener();
