@@ -296,6 +296,17 @@ TEST_F(FfmpegDecoder, EditListsAreReadInEveryStyleOfBoxes) {
   }
 }
 
+TEST_F(FfmpegDecoder, AnEditListWithoutATimescaleIsNone) {
+  const auto readWithout = [&](const std::string& header) {
+    std::string bytes = bytesOf(made("alac.m4a"));
+    bytes.replace(bytes.find(header) + 16, 4, std::string(4, '\0'));
+    return Opened(changed(header + ".m4a", bytes)).read();
+  };
+  EXPECT_TRUE(readWithout("mvhd") == Opened(made("alac.m4a")).read());
+  // What FFmpeg makes of such media is its own; there is no division by it.
+  EXPECT_GT(readWithout("mdhd").size(), 0U);
+}
+
 TEST_F(FfmpegDecoder, GaplessDataOfItunesReplacesAnEditList) {
   std::string bytes = bytesOf(made("aac.m4a"));
   // The edit list is hidden, and the gapless data put at the end of the movie box, the last one.

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace brindlevane {
@@ -42,6 +44,27 @@ TEST(MpegHeader, FramesOfEachBitRateFollowOneAnotherToTheEndOfTheFile) {
       EXPECT_EQ(at, end);
       EXPECT_GT(frames, 5);
     }
+  }
+}
+
+TEST(MpegHeader, OtherBytesAreNoFrame) {
+  const std::vector<std::pair<std::vector<std::uint8_t>, int>> cases = {
+      {{0xff, 0xfb, 0x90, 0}, 417}, {{0xff, 0xfb, 0x92, 0}, 418}, {{0xfe, 0xfb, 0x90, 0}, 0},
+      {{0xff, 0xdb, 0x90, 0}, 0},   {{0xff, 0xeb, 0x90, 0}, 0},   {{0xff, 0xf9, 0x90, 0}, 0},
+      {{0xff, 0xff, 0x90, 0}, 0},   {{0xff, 0xfb, 0x00, 0}, 0},   {{0xff, 0xfb, 0xf0, 0}, 0},
+      {{0xff, 0xfb, 0x9c, 0}, 0}};
+  for (const auto& [header, length] : cases) {
+    EXPECT_EQ(mpegFrameBytes(header.data()), length) << ::testing::PrintToString(header);
+  }
+}
+
+TEST(EndOfTags, IsBehindWholeHeadersOnly) {
+  const TemporaryFolder folder;
+  const std::string tag("ID3\4\0\0\0\0\1\2", 10);
+  for (const auto& [bytes, end] : std::vector<std::pair<std::string, std::int64_t>>{
+           {tag.substr(0, 9), 0}, {tag, 140}, {tag + std::string(130, 'x') + tag, 280}}) {
+    testing::writeBytes(folder.file("tagged"), bytes);
+    EXPECT_EQ(endOfTags(RegularFile::open(folder.file("tagged")).value()), end);
   }
 }
 

@@ -41,9 +41,9 @@ std::int64_t endOfTags(const RegularFile& file) {
 }
 
 bool mpegFramesAreCounted(const RegularFile& file, std::int64_t begin) {
-  // The mark follows the side information of the first frame, at most 36 bytes into it, or VBRI
-  // always there.
-  std::array<char, 64> bytes = {};
+  // The mark and its flags follow the side information of the first frame, at most 36 bytes into
+  // it, VBRI always there.
+  std::array<char, 44> bytes = {};
   const std::int64_t got = file.read(bytes.data(), bytes.size(), begin);
   const std::string_view text(bytes.data(),
                               static_cast<std::size_t>(std::max<std::int64_t>(got, 0)));
