@@ -1,11 +1,8 @@
 #include "platform/HttpTransport.h"
 #include "platform/Json.h"
 #include "server/CallTool.h"
-#include "tests/support/FakeBridge.h"
+#include "support/LoopbackServer.h"
 #include "tests/support/ScriptedBridge.h"
-
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -49,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   call("brindlevane_listen_selected_clip", none, strange.access());
   call("brindlevane_get_master_listen", job, strange.access());
 
-  const FakeBridge listener(FakeBridge::answering(bytes));
+  const LoopbackServer listener(LoopbackServer::answering(bytes));
   (void)exchangeOverTcp({.host = "127.0.0.1",
                          .port = listener.port(),
                          .method = "GET",

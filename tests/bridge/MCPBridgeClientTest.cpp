@@ -1,6 +1,6 @@
 #include "bridge/MCPBridgeClient.h"
 #include "contract/MCPServerError.h"
-#include "tests/support/FakeBridge.h"
+#include "support/LoopbackServer.h"
 #include "tests/support/ScriptedBridge.h"
 
 #include <gtest/gtest.h>
@@ -135,7 +135,7 @@ TEST(MCPBridgeClient, RequestsAreSignedAndNumberedAnew) {
 }
 
 /// A client's access to a listener, with this token.
-BridgeAccess accessTo(const FakeBridge& bridge, const std::string& token) {
+BridgeAccess accessTo(const LoopbackServer& bridge, const std::string& token) {
   const std::string url = "http://127.0.0.1:" + std::to_string(bridge.port());
   return {[=] { return compactJson({{"bridgeUrl", url}, {"authToken", token}}); }, exchangeOverTcp};
 }
@@ -144,11 +144,11 @@ TEST(MCPBridgeClient, TheLongestTokenReachesTheBridge) {
   const std::string token = "t" + std::string(59'998, ' ') + "t";
   std::string received;
   {
-    const FakeBridge bridge([&](int connection) {
+    const LoopbackServer bridge([&](LoopbackServer::Connection& connection) {
       while (received.find("\r\n\r\n") == std::string::npos) {
-        received += FakeBridge::receive(connection);
+        received += connection.receive();
       }
-      (void)FakeBridge::send(connection, "HTTP/1.0 200 OK\r\n\r\n{\"ok\":true,\"result\":1}");
+      connection.send("HTTP/1.0 200 OK\r\n\r\n{\"ok\":true,\"result\":1}");
     });
     EXPECT_EQ(outcomeOf(accessTo(bridge, token)), Outcome("1"));
   }

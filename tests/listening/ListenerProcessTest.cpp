@@ -1,7 +1,7 @@
 #include "listener/Hearing.h"
 #include "listening/InstalledListener.h"
+#include "support/TemporaryFolder.h"
 #include "tests/support/AudioFiles.h"
-#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

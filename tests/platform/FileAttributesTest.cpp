@@ -1,5 +1,5 @@
 #include "platform/FileAttributes.h"
-#include "tests/support/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

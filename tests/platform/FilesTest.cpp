@@ -1,6 +1,6 @@
 #include "platform/Files.h"
 #include "platform/RegularFile.h"
-#include "tests/support/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "platform/HttpTransport.h"
-#include "tests/support/FakeBridge.h"
+#include "support/LoopbackServer.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 constexpr Seconds kPatience{0.5};
 
-HttpOutcome ask(const FakeBridge& bridge, Seconds timeout = Seconds(10),
+HttpOutcome ask(const LoopbackServer& bridge, Seconds timeout = Seconds(10),
                 const std::string& body = R"({"a":1})") {
   return exchangeOverTcp({.host = "127.0.0.1",
                           .port = bridge.port(),
@@ -78,7 +78,7 @@ TEST(HttpTransport, AnswersAreReadWhateverTheirFraming) {
       {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10000001\r\n{}", "too long"}};
   for (const auto& [bytes, expected] : cases) {
     SCOPED_TRACE(bytes.substr(0, 60));
-    const FakeBridge bridge(FakeBridge::answering(bytes));
+    const LoopbackServer bridge(LoopbackServer::answering(bytes));
     EXPECT_EQ(described(ask(bridge)), expected);
     EXPECT_EQ(bridge.connections(), 1);
   }
@@ -87,14 +87,16 @@ TEST(HttpTransport, AnswersAreReadWhateverTheirFraming) {
 TEST(HttpTransport, NobodyHoldsACallLongerThanItsTimeOut) {
   const std::string head = "HTTP/1.1 200 OK\r\n";
   const std::string interim = "HTTP/1.1 100 Continue\r\n\r\n";
-  const auto waitForTheEnd = [](int connection) {
-    while (!FakeBridge::receive(connection).empty()) {
+  const auto waitForTheEnd = [](LoopbackServer::Connection& connection) {
+    while (!connection.receive().empty()) {
     }
   };
-  const auto readNothing = [](int) { std::this_thread::sleep_for(2 * kPatience); };
+  const auto readNothing = [](LoopbackServer::Connection&) {
+    std::this_thread::sleep_for(2 * kPatience);
+  };
   struct Case {
     std::string name;
-    FakeBridge::Treatment treatment;
+    LoopbackServer::Treatment treatment;
     Seconds longest;  // what the call may last
     std::string body;
   };
@@ -103,17 +105,17 @@ TEST(HttpTransport, NobodyHoldsACallLongerThanItsTimeOut) {
   const std::vector<Case> cases = {
       {"silence", waitForTheEnd, silence, "{}"},
       {"a request that nobody reads", readNothing, silence, std::string(64U << 20U, 'x')},
-      {"a byte at a time", FakeBridge::repeating(head + "Content-Length: 99999\r\n\r\n", "x", 50ms),
-       all, "{}"},
-      {"an endless header", FakeBridge::repeating(head, "a: b\r\n", 50ms), silence, "{}"},
+      {"a byte at a time",
+       LoopbackServer::repeating(head + "Content-Length: 99999\r\n\r\n", "x", 50ms), all, "{}"},
+      {"an endless header", LoopbackServer::repeating(head, "a: b\r\n", 50ms), silence, "{}"},
       {"an endless chunk",
-       FakeBridge::repeating(head + "Transfer-Encoding: chunked\r\n\r\nfffffff\r\n", "x", 50ms),
+       LoopbackServer::repeating(head + "Transfer-Encoding: chunked\r\n\r\nfffffff\r\n", "x", 50ms),
        all, "{}"},
-      {"endless interim answers", FakeBridge::repeating(interim, interim, 1ms), all, "{}"}};
+      {"endless interim answers", LoopbackServer::repeating(interim, interim, 1ms), all, "{}"}};
   std::vector<std::thread> calls;
   for (const Case& each : cases) {
     calls.emplace_back([&each] {
-      const FakeBridge bridge(each.treatment);
+      const LoopbackServer bridge(each.treatment);
       const auto start = std::chrono::steady_clock::now();
       EXPECT_EQ(described(ask(bridge, kPatience, each.body)), "unreachable") << each.name;
       const Seconds taken = std::chrono::steady_clock::now() - start;
@@ -127,22 +129,22 @@ TEST(HttpTransport, NobodyHoldsACallLongerThanItsTimeOut) {
 }
 
 TEST(HttpTransport, ASlowAnswerIsTakenAsLongAsItKeepsComing) {
-  const FakeBridge bridge([](int connection) {
-    (void)FakeBridge::receive(connection);
-    (void)FakeBridge::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n");
+  const LoopbackServer bridge([](LoopbackServer::Connection& connection) {
+    (void)connection.receive();
+    connection.send("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\n");
     for (const char* piece : {"1", "2", "3", "4", "5"}) {
       std::this_thread::sleep_for(120ms);
-      (void)FakeBridge::send(connection, piece);
+      connection.send(piece);
     }
   });
   EXPECT_EQ(described(ask(bridge, Seconds(0.4))), "200 12345");
 }
 
 TEST(HttpTransport, ARefusalBeforeTheRequestIsReadIsHeard) {
-  const FakeBridge bridge([](int connection) {
-    (void)FakeBridge::send(connection, "HTTP/1.1 413 No\r\nContent-Length: 2\r\n\r\n{}");
-    shutdown(connection, SHUT_WR);
-    while (!FakeBridge::receive(connection).empty()) {
+  const LoopbackServer bridge([](LoopbackServer::Connection& connection) {
+    connection.send("HTTP/1.1 413 No\r\nContent-Length: 2\r\n\r\n{}");
+    connection.sendNoMore();
+    while (!connection.receive().empty()) {
     }
   });
   EXPECT_EQ(described(ask(bridge)), "413 {}");
@@ -155,13 +157,13 @@ TEST(HttpTransport, ARequestIsSentAsItIs) {
     std::string received;
     std::string port;
     {
-      const FakeBridge bridge([&received, &end = end](int connection) {
+      const LoopbackServer bridge([&received, &end = end](LoopbackServer::Connection& connection) {
         std::string piece;
         do {
-          piece = FakeBridge::receive(connection);
+          piece = connection.receive();
           received += piece;
         } while (!piece.empty() && !received.ends_with("\r\n" + end));
-        (void)FakeBridge::send(connection, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+        connection.send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
       });
       port = std::to_string(bridge.port());
       EXPECT_EQ(described(ask(bridge, Seconds(10), body)), "200 ");
@@ -172,7 +174,7 @@ TEST(HttpTransport, ARequestIsSentAsItIs) {
 }
 
 TEST(HttpTransport, AnAddressWithoutAListenerIsUnreachable) {
-  const std::uint16_t freedPort = FakeBridge([](int) {}).port();
+  const std::uint16_t freedPort = LoopbackServer([](LoopbackServer::Connection&) {}).port();
   for (const std::string host : {"127.0.0.1", "::1", "localhost", ""}) {
     const HttpRequest request = {host, freedPort, "GET", "/", {}, {}};
     EXPECT_EQ(described(exchangeOverTcp(request, Seconds(5))), "unreachable");

@@ -1,6 +1,6 @@
 #include "platform/Files.h"
 #include "practice/Folders.h"
-#include "tests/support/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "practice/PracticeBridge.h"
 #include "practice/Song.h"
-#include "tests/support/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,10 @@
 #include "bridge/BrindlevaneBridgeCompatibility.h"
 #include "platform/Json.h"
-#include "tests/support/FakeBridge.h"
-#include "tests/support/ServerProcess.h"
-#include "tests/support/TemporaryFolder.h"
+#include "support/ChildProcess.h"
+#include "support/LoopbackServer.h"
+#include "support/TemporaryFolder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -38,7 +39,7 @@ std::string configuration(std::uint16_t port) {
 }
 
 TEST(Process, OnlyAnswersComeOutAndTheEndOfInputEndsIt) {
-  ServerProcess server({});
+  ChildProcess server({BRINDLEVANE_SERVER});
   server.send("\n" + kPing + "\r\n{\"method\":\"initialized\"}\n" + kPing);
   server.closeInput();
   EXPECT_EQ(server.restOfOutput(),
@@ -51,7 +52,7 @@ TEST(Process, OnlyAnswersComeOutAndTheEndOfInputEndsIt) {
 
 TEST(Process, StreamsThatDoNotBlockAreWaitedFor) {
   constexpr int kRequests = 100;
-  ServerProcess server({}, O_NONBLOCK);
+  ChildProcess server({BRINDLEVANE_SERVER}, {}, O_NONBLOCK);
   server.send(kPing + "\n");
   EXPECT_EQ(server.line(), kPong);
   std::string requests;
@@ -83,14 +84,14 @@ TEST(Process, AStandardStreamMayBeClosedAtTheStart) {
 }
 
 TEST(Process, ARunningCallIsAnsweredAfterTheEndOfInput) {
-  const FakeBridge bridge([](int connection) {
-    (void)FakeBridge::receive(connection);
+  const LoopbackServer bridge([](LoopbackServer::Connection& connection) {
+    (void)connection.receive();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    (void)FakeBridge::send(connection, "HTTP/1.1 503 Busy\r\nContent-Length: 2\r\n\r\n{}");
+    connection.send("HTTP/1.1 503 Busy\r\nContent-Length: 2\r\n\r\n{}");
   });
   const TemporaryFolder folder;
   folder.write("Brindlevane/bridge.json", configuration(bridge.port()));
-  ServerProcess server({"XDG_DATA_HOME=" + folder.path().string()});
+  ChildProcess server({BRINDLEVANE_SERVER}, {"XDG_DATA_HOME=" + folder.path().string()});
   server.send(kCall + "\n" + kPing + "\n");
   server.closeInput();
   EXPECT_NE(server.line().find("BrindlevaneBridge error HTTP_503: The request was rejected."),
@@ -101,30 +102,32 @@ TEST(Process, ARunningCallIsAnsweredAfterTheEndOfInput) {
 
 TEST(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
   {
-    ServerProcess server({});
+    ChildProcess server({BRINDLEVANE_SERVER});
     server.send(kPing + "\n");
     EXPECT_EQ(server.line(), kPong);
     for (const char* descriptor : {"1", "2"}) {
-      EXPECT_EQ(std::filesystem::read_symlink(server.descriptors() / descriptor), "/dev/null");
+      EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(server.number()) + "/fd/" +
+                                              descriptor),
+                "/dev/null");
     }
     server.end(SIGTERM);
     EXPECT_EQ(server.wait(), -SIGTERM);
   }
   {
-    ServerProcess server({});
+    ChildProcess server({BRINDLEVANE_SERVER});
     server.send(kPing + "\n");
     EXPECT_EQ(server.line(), kPong);
     server.closeOutput();
     EXPECT_EQ(server.wait(), 0);
   }
   {
-    const FakeBridge silent([](int connection) {
-      while (!FakeBridge::receive(connection).empty()) {
+    const LoopbackServer silent([](LoopbackServer::Connection& connection) {
+      while (!connection.receive().empty()) {
       }
     });
     const TemporaryFolder folder;
     folder.write("Brindlevane/bridge.json", configuration(silent.port()));
-    ServerProcess server({"XDG_DATA_HOME=" + folder.path().string()});
+    ChildProcess server({BRINDLEVANE_SERVER}, {"XDG_DATA_HOME=" + folder.path().string()});
     server.send(kCall + "\n");
     while (silent.connections() == 0) {
       std::this_thread::yield();
@@ -135,32 +138,38 @@ TEST(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
 }
 
 /// A bridge whose selected clip plays this file.
-FakeBridge::Treatment playing(const std::string& file) {
-  return [file](int connection) {
-    const bool isHealth = FakeBridge::receive(connection).starts_with("GET /v1/health");
+LoopbackServer::Treatment playing(const std::string& file) {
+  return [file](LoopbackServer::Connection& connection) {
+    const bool isHealth = connection.receive().starts_with("GET /v1/health");
     const Json result =
         isHealth ? Json{{"bridgeVersion", BrindlevaneBridgeCompatibility::minimumVersion},
                         {"capabilities", BrindlevaneBridgeCompatibility::requiredCapabilities()}}
                  : Json{{"kind", "audio"}, {"filePath", file}};
-    (void)FakeBridge::send(
-        connection, "HTTP/1.0 200 OK\r\n\r\n" + compactJson({{"ok", true}, {"result", result}}));
+    connection.send("HTTP/1.0 200 OK\r\n\r\n" + compactJson({{"ok", true}, {"result", result}}));
   };
 }
 
 #ifdef __linux__
+/// The numbers of the processes that a process has started, each with a space behind it.
+std::string childrenOf(pid_t process) {
+  const std::string number = std::to_string(process);
+  std::ifstream list("/proc/" + number + "/task/" + number + "/children");
+  return {std::istreambuf_iterator<char>(list), {}};
+}
+
 TEST(Process, NoListenerOutlivesTheServer) {
   const TemporaryFolder folder;
   // Twenty gigabytes of nothing keep a listener busy.
   const std::filesystem::path file = folder.write("sparse.wav", "RIFF\xff\xff\xff\xffWAVE");
   std::filesystem::resize_file(file, std::uintmax_t{20} << 30U);
-  const FakeBridge bridge(playing(file.string()));
+  const LoopbackServer bridge(playing(file.string()));
   folder.write("Brindlevane/bridge.json", configuration(bridge.port()));
   for (const bool isKilled : {true, false}) {
-    ServerProcess server({"XDG_DATA_HOME=" + folder.path().string()});
+    ChildProcess server({BRINDLEVANE_SERVER}, {"XDG_DATA_HOME=" + folder.path().string()});
     server.send(kListen + "\n");
     std::string child;
     while (child.empty()) {
-      child = server.children();
+      child = childrenOf(server.number());
       ASSERT_EQ(child.find(' '), child.empty() ? std::string::npos : child.size() - 1);
     }
     child.pop_back();
@@ -177,9 +186,9 @@ TEST(Process, NoListenerOutlivesTheServer) {
 
 TEST(Process, WhatDecodersPrintAboutDamagedFilesGoesNowhere) {
   const TemporaryFolder folder;
-  const FakeBridge bridge(playing(folder.file("damaged")));
+  const LoopbackServer bridge(playing(folder.file("damaged")));
   folder.write("Brindlevane/bridge.json", configuration(bridge.port()));
-  ServerProcess server({"XDG_DATA_HOME=" + folder.path().string()});
+  ChildProcess server({BRINDLEVANE_SERVER}, {"XDG_DATA_HOME=" + folder.path().string()});
   int answers = 0;
   for (const auto& entry : std::filesystem::directory_iterator(AUDIO_FILES)) {
     std::ifstream source(entry.path(), std::ios::binary);
@@ -203,7 +212,7 @@ TEST(Process, WhatDecodersPrintAboutDamagedFilesGoesNowhere) {
 TEST(Process, TheConfigurationIsTheCurrentUsersAndReadAnew) {
   const TemporaryFolder folder;
   const std::string proper = configuration(1024);  // a port on which nobody listens
-  ServerProcess server({"XDG_DATA_HOME=", "HOME=" + folder.path().string()});
+  ChildProcess server({BRINDLEVANE_SERVER}, {"XDG_DATA_HOME=", "HOME=" + folder.path().string()});
   const auto expectRefusal = [&server](const std::string& message) {
     server.send(kCall + "\n");
     EXPECT_NE(server.line().find(message), std::string::npos) << message;

@@ -1,5 +1,7 @@
 #include "tests/support/AudioFiles.h"
 
+#include "support/Wav.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -54,28 +56,13 @@ void writeBytes(const std::string& path, const std::string& bytes) {
 }
 
 void writeWav(const std::string& path, const Signal& signal, double sampleRate) {
-  std::string bytes;
-  const auto append = [&bytes](auto... values) {
-    (bytes.append(reinterpret_cast<const char*>(&values), sizeof(values)), ...);
-  };
-  const auto channelCount = static_cast<std::uint16_t>(signal.size());
-  const auto rate = static_cast<std::uint32_t>(sampleRate);
-  const auto frameBytes = static_cast<std::uint16_t>(4 * signal.size());
-  const auto dataBytes = static_cast<std::uint32_t>(frameBytes * signal.front().size());
-  constexpr std::uint16_t kFloatSamples = 3;
-  bytes += "RIFF";
-  append(static_cast<std::uint32_t>(36 + dataBytes));
-  bytes += "WAVEfmt ";
-  append(std::uint32_t{16}, kFloatSamples, channelCount, rate,
-         static_cast<std::uint32_t>(rate * frameBytes), frameBytes, std::uint16_t{32});
-  bytes += "data";
-  append(dataBytes);
+  std::vector<float> interleaved;
   for (std::size_t i = 0; i < signal.front().size(); ++i) {
     for (const std::vector<float>& channel : signal) {
-      append(channel[i]);
+      interleaved.push_back(channel[i]);
     }
   }
-  writeBytes(path, bytes);
+  brindlevane::writeWav(path, interleaved, static_cast<int>(signal.size()), sampleRate);
 }
 
 MadeFiles::MadeFiles(const Signal& sound, double sampleRate) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/sound/AudioFile.h"
-#include "tests/support/TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "support/LiveContext.h"
+#include "bench/LiveContext.h"
 
 #include <array>
 #include <random>

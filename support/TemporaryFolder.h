@@ -1,22 +1,31 @@
 #pragma once
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 namespace brindlevane {
 
-/// A new empty folder that goes with the object.
+/// A new empty folder that only this user can read; it goes with its content when the object goes.
 class TemporaryFolder {
  public:
+  /// @throws std::system_error  it cannot be made
   TemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "brindlevane-XXXXXX").string();
-    path_ = mkdtemp(name.data());
+    if (mkdtemp(name.data()) == nullptr) {
+      throw std::system_error(errno, std::generic_category(), name);
+    }
+    path_ = name;
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+  ~TemporaryFolder() {
+    std::error_code ignored;  // a destructor has nobody to tell
+    std::filesystem::remove_all(path_, ignored);
+  }
 
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
   [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
