@@ -53,7 +53,8 @@ std::uint32_t checksum(const Bytes& page) {
 Bytes pageIn(Bytes bytes) {
   constexpr std::size_t kSumAt = 22;
   const std::string_view start(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  if (!start.starts_with(kMark) || bytes.size() < kHeaderBytes + std::size_t{bytes[26]}) {
+  if (!start.starts_with(kMark) || bytes.size() < kHeaderBytes ||
+      bytes.size() < kHeaderBytes + std::size_t{bytes[26]}) {
     return {};
   }
   const auto segments = bytes.begin() + kHeaderBytes;
