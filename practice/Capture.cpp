@@ -1,45 +1,32 @@
 #include "practice/Handlers.h"
-#include "practice/Request.h"
+#include "practice/Refusal.h"
 
-#include <algorithm>
 #include <cmath>
-#include <utility>
 
 namespace brindlevane::practice {
 namespace {
 
-constexpr std::size_t kParts = 3;
+constexpr double kTimesFaster = 20;
+
+double secondsOf(const MasterCapture& capture) {
+  return capture.bars * 4 * 60 / capture.tempo;
+}
 
 MasterCapture& captureIn(LiveSet& set, const Json& body) {
-  if (!set.capture || set.capture->jobId != textIn(body, "jobId")) {
+  if (!set.capture || set.capture->jobId != body.at("jobId")) {
     throw Refusal(404, "UNKNOWN_JOB",
                   "No capture has this jobId. It may have been cleaned up already.");
   }
   return *set.capture;
 }
 
-// Renders the next part; behind the last one, the file is written.
-void advance(LiveSet& set, MasterCapture& capture) {
-  const std::size_t done = capture.sound.size() / 2;
-  const std::size_t frames = std::min(capture.frames / kParts + 1, capture.frames - done);
-  const double beat =
-      capture.startBeat + static_cast<double>(done) * capture.tempo / (60.0 * kSampleRate);
-  const Stereo part = renderMaster(set.song["tracks"], set.audio, capture.tempo, beat, frames);
-  capture.sound.insert(capture.sound.end(), part.begin(), part.end());
-  if (capture.sound.size() / 2 == capture.frames) {
-    capture.filePath = set.audio.add(capture.jobId, std::exchange(capture.sound, {}));
+Json describe(const MasterCapture& capture, double progress) {
+  Json view = {{"jobId", capture.jobId},         {"bars", capture.bars},
+               {"startTime", capture.startBeat}, {"progress", progress},
+               {"practiceSpeed", kTimesFaster},  {"status", progress < 1 ? "running" : "ready"}};
+  if (progress >= 1) {
+    view["filePath"] = capture.filePath;
   }
-}
-
-Json describe(const MasterCapture& capture) {
-  Json view = {{"jobId", capture.jobId}, {"bars", capture.bars}, {"startTime", capture.startBeat}};
-  if (!capture.filePath.empty()) {
-    view.update({{"status", "ready"}, {"progress", 1.0}, {"filePath", capture.filePath}});
-    return view;
-  }
-  const std::size_t done = capture.sound.size() / 2;
-  const double progress = static_cast<double>(done) / static_cast<double>(capture.frames);
-  view.update({{"status", "running"}, {"progress", progress}});
   return view;
 }
 
@@ -53,31 +40,30 @@ Json startCapture(LiveSet& set, const Json& body) {
     throw Refusal(409, "CAPTURE_RUNNING",
                   "A capture is under way. Poll or cancel " + set.capture->jobId + ".");
   }
-  const int bars = static_cast<int>(numberIn(body, "bars", 1, 32));
-  const double startBeat = numberIn(body, "startTime", 0, kLastBeat);
-  const double tempo = set.song["tempo"];
-  const double seconds = bars * 4 * 60 / tempo;
   set.capture = {.jobId = "master_" + randomHex(32),
-                 .startBeat = startBeat,
-                 .bars = bars,
-                 .tempo = tempo,
-                 .frames = static_cast<std::size_t>(std::llround(seconds * kSampleRate)),
-                 .sound = {},
+                 .startBeat = body.at("startTime"),
+                 .bars = body.at("bars"),
+                 .tempo = set.song["tempo"],
+                 .start = std::chrono::steady_clock::now(),
                  .filePath = {}};
-  return describe(*set.capture);
+  return describe(*set.capture, 0);
 }
 
 Json captureStatus(LiveSet& set, const Json& body) {
   MasterCapture& capture = captureIn(set, body);
-  if (capture.filePath.empty()) {
-    advance(set, capture);
+  const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - capture.start;
+  const double progress = std::min(passed.count() * kTimesFaster / secondsOf(capture), 1.0);
+  if (progress >= 1 && capture.filePath.empty()) {
+    const auto frames = static_cast<std::size_t>(std::llround(secondsOf(capture) * kSampleRate));
+    capture.filePath = set.audio.add(
+        capture.jobId,
+        renderMaster(set.song["tracks"], set.audio, capture.tempo, capture.startBeat, frames));
   }
-  return describe(capture);
+  return describe(capture, progress);
 }
 
 Json endCapture(LiveSet& set, const Json& body) {
-  const MasterCapture& capture = captureIn(set, body);
-  set.audio.remove(capture.filePath);
+  set.audio.remove(captureIn(set, body).filePath);
   set.capture.reset();
   return {{"jobId", body["jobId"]}, {"temporaryTrackRemoved", true}};
 }

@@ -5,8 +5,9 @@
 
 namespace brindlevane::practice {
 
-// One function a route. Each takes the set and the body of the request and gives the "result" of
-// the answer; one that cannot do as it is told throws a Refusal, and its caller restores the song.
+// One function a route. Each takes the set and the body of the request, which the server has
+// checked, and gives the "result" of the answer; one that cannot do as it is told throws a Refusal,
+// and its caller restores the song. What can be undone says in "action" what was done.
 
 /// Reading.
 [[nodiscard]] Json health(LiveSet& set, const Json& body);
@@ -32,7 +33,8 @@ namespace brindlevane::practice {
 [[nodiscard]] Json replaceMidiClip(LiveSet& set, const Json& body);
 [[nodiscard]] Json undo(LiveSet& set, const Json& body);
 
-/// Names each track by its number and role and colours it and its clips by family.
+/// Names each track by its number and role and colours it and its clips by family; a track without
+/// a role stays as it is.
 [[nodiscard]] Json organizeTracks(LiveSet& set, const Json& body);
 
 /// Appends a club arrangement of 128 bars: eight sections in blocks of eight bars, each with its
@@ -46,12 +48,14 @@ namespace brindlevane::practice {
 /// Puts one sample of the catalogue on a new audio track.
 [[nodiscard]] Json importSample(LiveSet& set, const Json& body);
 
-/// Recordings of the master, one at a time. A recording takes no real time: each status request
-/// renders a further part of it, and the last part writes the file.
+/// Recordings of the master, one at a time. Time goes 20 times as fast as in Live.
 [[nodiscard]] Json startCapture(LiveSet& set, const Json& body);
 [[nodiscard]] Json captureStatus(LiveSet& set, const Json& body);
 
 /// Removes the temporary track and the recorded file, ready or not.
 [[nodiscard]] Json endCapture(LiveSet& set, const Json& body);
+
+/// A random number of `digits` lower-case hexadecimal digits.
+[[nodiscard]] std::string randomHex(std::size_t digits);
 
 }  // namespace brindlevane::practice

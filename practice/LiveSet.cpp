@@ -1,9 +1,11 @@
 #include "practice/LiveSet.h"
 
-#include "practice/Request.h"
+#include "practice/Refusal.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdio>
 
 namespace brindlevane::practice {
 
@@ -20,17 +22,25 @@ double arrangementEnd(const Json& song) {
   double end = 0;
   for (const Json& track : song["tracks"]) {
     for (const Json& clip : track["clips"]) {
-      if (clip["view"] == "arrangement") {
-        end = std::max(end, clip["startTime"].get<double>() + clip["length"].get<double>());
-      }
+      end = std::max(end, clip["startTime"].get<double>() + clip["length"].get<double>());
     }
   }
   return end;
 }
 
+Json& elementIn(Json& elements, const Json& body, const char* key) {
+  const double index = body.at(key);
+  if (!(index >= 0 && index < static_cast<double>(elements.size()))) {
+    throw Refusal(400, "INVALID_INDEX",
+                  std::string(key) + " " + shown(index) + " does not exist: there are " +
+                      std::to_string(elements.size()) +
+                      ", counted from 0. Read the context again.");
+  }
+  return elements[static_cast<std::size_t>(index)];
+}
+
 Json& trackIn(LiveSet& set, const Json& body) {
-  Json& tracks = set.song["tracks"];
-  return tracks[indexIn(body, "trackIndex", tracks.size(), "tracks")];
+  return elementIn(set.song["tracks"], body, "trackIndex");
 }
 
 const Json* selectedClip(const LiveSet& set) {
@@ -40,6 +50,15 @@ const Json* selectedClip(const LiveSet& set) {
   }
   return &set.song["tracks"][set.song["selectedTrack"].get<std::size_t>()]["clips"]
                   [clip.get<std::size_t>()];
+}
+
+std::string shown(const Json& value) {
+  if (!value.is_number()) {
+    return value.dump();
+  }
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.6g", value.get<double>());
+  return text.data();
 }
 
 }  // namespace brindlevane::practice

@@ -17,8 +17,7 @@ struct MasterCapture {
   double startBeat;
   int bars;
   double tempo;
-  std::size_t frames;    ///< that the recording will have
-  Stereo sound;          ///< recorded so far
+  std::chrono::steady_clock::time_point start;
   std::string filePath;  ///< empty until ready
 };
 
@@ -36,11 +35,12 @@ struct LiveSet {
 /// Arrangement.
 [[nodiscard]] double positionOf(const LiveSet& set);
 
-/// The last position of an Arrangement, in beats.
-inline constexpr double kLastBeat = 1576800;
-
 /// The end of the last Arrangement clip, in beats.
 [[nodiscard]] double arrangementEnd(const Json& song);
+
+/// The element of an array that a body's member names.
+/// @throws Refusal  INVALID_INDEX
+[[nodiscard]] Json& elementIn(Json& elements, const Json& body, const char* key);
 
 /// The track that "trackIndex" of a body names.
 /// @throws Refusal  INVALID_INDEX
@@ -48,5 +48,8 @@ inline constexpr double kLastBeat = 1576800;
 
 /// The selected clip, or nullptr.
 [[nodiscard]] const Json* selectedClip(const LiveSet& set);
+
+/// A number as people write it: 128, -6.5; a string in quotation marks.
+[[nodiscard]] std::string shown(const Json& value);
 
 }  // namespace brindlevane::practice

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "platform/Json.h"
-
-#include <sys/types.h>
+#include "support/ChildProcess.h"
 
 #include <filesystem>
 #include <string>
@@ -21,24 +20,14 @@ class McpClient {
   /// @throws std::runtime_error  it does not start or does not answer
   McpClient(const std::filesystem::path& server, const std::filesystem::path& home);
 
-  /// Ends the server's input and waits for it to leave.
-  ~McpClient();
-
-  McpClient(const McpClient&) = delete;
-  McpClient& operator=(const McpClient&) = delete;
-
-  /// The "result" of a request.
+  /// The result of a tool: "isError" and "structuredContent".
   /// @throws std::runtime_error  an error response, the server has gone, or a minute of silence
-  [[nodiscard]] Json request(const std::string& method, const Json& params);
+  [[nodiscard]] Json callTool(const std::string& name, const Json& arguments);
 
  private:
-  void send(const Json& message) const;
-  [[nodiscard]] std::string readLine();
+  [[nodiscard]] Json request(const std::string& method, const Json& params);
 
-  pid_t process_ = -1;
-  int input_ = -1;   // the server's
-  int output_ = -1;  // the server's
-  std::string pending_;
+  ChildProcess server_;
   int lastId_ = 0;
 };
 

@@ -1,98 +1,88 @@
 #include "practice/Page.h"
 
+#include <langinfo.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <clocale>
 #include <cmath>
 #include <iomanip>
-#include <ostream>
+#include <iostream>
 #include <sstream>
 #include <vector>
 
 namespace brindlevane::practice {
 namespace {
 
-constexpr std::size_t kColumns = 66;  // of the pictures
-constexpr const char* kMargin = "      ";
-constexpr std::array kEighthsUp = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-constexpr std::array kEighthsRight = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
-constexpr std::array kShades = {" ", "░", "▒", "▓", "█"};
+constexpr std::string_view kMargin = "      ";
+constexpr std::size_t kScale = 7;  // columns to the right of a spectrogram
+
+using Shades = std::array<std::string_view, 9>;
+constexpr Shades kEighthsUp = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+constexpr Shades kEighthsRight = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
+constexpr Shades kGreys = {" ", " ", "░", "░", "▒", "▒", "▓", "▓", "█"};
+constexpr Shades kAsciiUp = {" ", "_", "_", ".", ".", ":", ":", "|", "#"};
+constexpr Shades kAsciiRight = {"", "", "", "", "", "=", "=", "=", "="};
+constexpr Shades kAsciiGreys = {" ", ".", ":", "-", "=", "+", "*", "%", "#"};
 
 bool startsCharacter(char byte) {
   return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U;
 }
 
-// The loudest of the values that fall into one of the picture's columns.
-double loudest(const std::vector<double>& values, std::size_t column, std::size_t columns) {
+std::size_t widthOf(std::string_view text) {
+  return static_cast<std::size_t>(std::ranges::count_if(text, startsCharacter));
+}
+
+// The nearest that ASCII has; "?" for what it has nothing near.
+std::string inAscii(std::string_view text) {
+  constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kNearest = {
+      {{"♯", "#"},
+       {"→", "->"},
+       {"’", "'"},
+       {"é", "e"},
+       {"è", "e"},
+       {"à", "a"},
+       {"ç", "c"},
+       {"…", "..."}}};
+  std::string ascii;
+  for (std::size_t at = 0; at < text.size();) {
+    std::size_t end = at + 1;
+    while (end < text.size() && !startsCharacter(text[end])) {
+      ++end;
+    }
+    const std::string_view character = text.substr(at, end - at);
+    const auto* const near =
+        std::ranges::find(kNearest, character, [](const auto& pair) { return pair.first; });
+    ascii += end == at + 1            ? character
+             : near == kNearest.end() ? std::string_view("?")
+                                      : near->second;
+    at = end;
+  }
+  return ascii;
+}
+
+// The loudest of the values that fall into one of a picture's columns.
+double loudest(const Json& values, std::size_t column, std::size_t columns) {
   const std::size_t first = column * values.size() / columns;
   const std::size_t last = std::max((column + 1) * values.size() / columns, first + 1);
   return *std::max_element(values.begin() + static_cast<std::ptrdiff_t>(first),
                            values.begin() + static_cast<std::ptrdiff_t>(last));
 }
 
-void printFigures(std::ostream& out, const Json& m) {
-  out << kMargin << fixed(m["analyzedSeconds"], 1) << " s of "
-      << fixed(m["sourceDurationSeconds"], 1) << " s, " << m["sampleRate"].get<double>() / 1000
-      << " kHz, " << m["channelCount"] << (m["channelCount"] == 1 ? " channel" : " channels");
-  if (m.contains("key")) {
-    out << ", " << m["key"].get<std::string>() << " (confidence " << fixed(m["keyConfidence"], 2)
-        << ")";
-  }
-  out << "\n"
-      << kMargin << "peak " << fixed(m["samplePeakDbFS"], 1) << " dBFS, RMS "
-      << fixed(m["rmsDbFS"], 1) << " dBFS, crest " << fixed(m["crestFactorDb"], 1)
-      << " dB, dynamics " << fixed(m["dynamicRangeDb"], 1) << " dB\n"
-      << kMargin << "centroid " << fixed(m["spectralCentroidHz"], 0) << " Hz, clipped "
-      << fixed(m["clippedSamplePercent"], 2) << " %";
-  if (m.contains("stereoCorrelation")) {
-    out << ", correlation " << fixed(m["stereoCorrelation"], 2) << ", width "
-        << fixed(m["stereoWidthPercent"], 0) << " %";
-  }
-  out << "\n";
+std::string_view shadeOf(const Shades& shades, double eighths) {
+  return shades[static_cast<std::size_t>(std::clamp(std::lround(eighths), 0L, 8L))];
 }
 
-void printWaveform(std::ostream& out, const std::vector<double>& points) {
-  constexpr long kRows = 3;
-  const double peak = points.empty() ? 0 : std::max(*std::ranges::max_element(points), 1e-9);
-  for (long row = kRows - 1; row >= 0 && peak > 0; --row) {
-    out << kMargin;
-    for (std::size_t column = 0; column < kColumns; ++column) {
-      const double height = loudest(points, column, kColumns) / peak * kRows * 8;
-      out << kEighthsUp[static_cast<std::size_t>(
-          std::clamp(std::lround(height) - row * 8, 0L, 8L))];
-    }
-    out << "\n";
+// 75.3 s, or 20 min 5 s.
+std::string duration(double seconds) {
+  const long whole = std::lround(seconds);
+  if (whole < 120) {
+    return fixed(seconds, 1) + " s";
   }
-}
-
-void printSpectrogram(std::ostream& out, const std::vector<std::vector<double>>& frames,
-                      double sampleRate) {
-  constexpr std::size_t kRows = 8;
-  for (std::size_t row = kRows; row-- > 0 && !frames.empty();) {
-    out << kMargin;
-    for (std::size_t column = 0; column < kColumns; ++column) {
-      const std::vector<double>& frame = frames[column * frames.size() / kColumns];
-      const double level = loudest(frame, row, kRows);
-      out << kShades[static_cast<std::size_t>(std::lround(level * (kShades.size() - 1)))];
-    }
-    if (row == kRows - 1) {
-      out << " " << std::lround(std::min(sampleRate / 2000, 20.0)) << " kHz";
-    }
-    out << (row == 0 ? " 20 Hz\n" : "\n");
-  }
-}
-
-void printBands(std::ostream& out, const Json& bands) {
-  constexpr std::array kBands = {"sub_20_60",    "bass_60_120",        "lowMid_120_400",
-                                 "mid_400_2000", "presence_2000_6000", "air_6000_20000"};
-  for (const std::string name : kBands) {
-    if (bands.contains(name)) {
-      const std::size_t range = name.find('_');
-      std::string hertz = name.substr(range + 1);
-      std::ranges::replace(hertz, '_', '-');
-      out << kMargin << fitted(name.substr(0, range), 9) << fitted(hertz, 12) << std::setw(5)
-          << fixed(bands[name], 1) << " % " << bar(bands[name].get<double>() / 100, 36) << "\n";
-    }
-  }
+  const std::string minutes = std::to_string(whole / 60) + " min";
+  return whole % 60 == 0 ? minutes : minutes + " " + std::to_string(whole % 60) + " s";
 }
 
 }  // namespace
@@ -103,55 +93,156 @@ std::string fixed(double value, int decimals) {
   return text.str();
 }
 
-std::string fitted(std::string_view text, std::size_t width) {
-  std::string result;
-  std::size_t columns = 0;
-  for (const char byte : text) {
-    columns += startsCharacter(byte) ? 1 : 0;
-    if (columns > width) {
-      return result;
-    }
-    result.push_back(byte >= 0 && byte < ' ' ? '?' : byte);
-  }
-  return result.append(width - columns, ' ');
+std::string printable(std::string_view bytes) {
+  const std::string quoted = Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace);
+  return Json::parse(quoted).get<std::string>();
 }
 
-std::string bar(double share, std::size_t width) {
-  const auto eighths = static_cast<std::size_t>(
-      std::lround(std::clamp(share, 0.0, 1.0) * static_cast<double>(width) * 8));
-  std::string result;
-  for (std::size_t i = 0; i < eighths / 8; ++i) {
-    result += kEighthsRight.back();
-  }
-  return result + kEighthsRight[eighths % 8];
+Page Page::ofStandardOutput() {
+  std::setlocale(LC_CTYPE, "");
+  winsize size{};
+  const bool isTerminal = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  const std::size_t width = isTerminal ? std::clamp<std::size_t>(size.ws_col, 40, 120) : 80;
+  return {std::cout, width, std::string_view(nl_langinfo(CODESET)) != "UTF-8"};
 }
 
-void printWrapped(std::ostream& out, std::string_view text, std::size_t indent,
-                  std::size_t hanging) {
-  std::istringstream words{std::string(text)};
-  std::size_t column = indent;
-  out << std::string(indent, ' ');
+void Page::line(std::string_view text) {
+  std::string shown = fitted(isAscii_ ? inAscii(text) : std::string(text), width_);
+  shown.erase(shown.find_last_not_of(' ') + 1);
+  out_ << shown << '\n';
+}
+
+void Page::words(std::string_view text, std::size_t indent, std::size_t hanging) {
+  std::istringstream words{isAscii_ ? inAscii(text) : std::string(text)};
+  std::string line(indent, ' ');
   bool lineStarts = true;
   for (std::string word; words >> word; lineStarts = false) {
-    const auto width = static_cast<std::size_t>(std::ranges::count_if(word, startsCharacter));
-    if (!lineStarts && column + 1 + width > kPageWidth) {
-      out << '\n' << std::string(hanging, ' ');
-      column = hanging;
+    if (!lineStarts && widthOf(line) + 1 + widthOf(word) > width_) {
+      this->line(line);
+      line.assign(hanging, ' ');
     } else if (!lineStarts) {
-      out << ' ';
-      ++column;
+      line += ' ';
     }
-    out << fitted(word, width);
-    column += width;
+    line += word;
   }
-  out << '\n';
+  this->line(line);
 }
 
-void printMeasurement(std::ostream& out, const Json& measurement) {
-  printFigures(out, measurement);
-  printWaveform(out, measurement["waveform"]);
-  printSpectrogram(out, measurement["spectrogram"], measurement["sampleRate"]);
-  printBands(out, measurement["bandEnergyPercent"]);
+void Page::measurement(const Json& measurement) {
+  figures(measurement);
+  waveform(measurement);
+  spectrogram(measurement);
+  bands(measurement);
+}
+
+std::string Page::bar(double share, std::size_t columns) const {
+  const double length = std::clamp(share, 0.0, 1.0) * static_cast<double>(columns);
+  const Shades& shades = isAscii_ ? kAsciiRight : kEighthsRight;
+  std::string result;
+  for (double at = 0; at < length; ++at) {
+    result += shadeOf(shades, (length - at) * 8);
+  }
+  return result;
+}
+
+std::string Page::fitted(std::string_view text, std::size_t columns) {
+  std::string result;
+  std::size_t used = 0;
+  for (const char byte : text) {
+    used += startsCharacter(byte) ? 1 : 0;
+    if (used > columns) {
+      return result;
+    }
+    result.push_back((byte >= 0 && byte < ' ') || byte == 0x7f ? '?' : byte);
+  }
+  return result.append(columns - used, ' ');
+}
+
+std::size_t Page::pictureWidth() const {
+  return width_ - kMargin.size() - kScale;
+}
+
+void Page::flush() {
+  out_.flush();
+}
+
+void Page::figures(const Json& m) {
+  const double heard = m["analyzedSeconds"];
+  const double whole = m["sourceDurationSeconds"];
+  const int channels = m["channelCount"];
+  std::string text = duration(heard);
+  if (whole - heard > 0.05) {
+    text = "the first " + text + " of " + duration(whole);
+  }
+  text += ", " + Json(m["sampleRate"].get<double>() / 1000).dump() + " kHz, " +
+          std::to_string(channels) + (channels == 1 ? " channel" : " channels");
+  if (m.contains("key")) {
+    text +=
+        ", " + m["key"].get<std::string>() + " (confidence " + fixed(m["keyConfidence"], 2) + ")";
+  }
+  words(text, kMargin.size(), kMargin.size());
+  words("peak " + fixed(m["samplePeakDbFS"], 1) + " dBFS, RMS " + fixed(m["rmsDbFS"], 1) +
+            " dBFS, crest " + fixed(m["crestFactorDb"], 1) + " dB, dynamics " +
+            fixed(m["dynamicRangeDb"], 1) + " dB",
+        kMargin.size(), kMargin.size());
+  text = "centroid " + fixed(m["spectralCentroidHz"], 0) + " Hz, clipped " +
+         fixed(m["clippedSamplePercent"], 2) + " %";
+  if (m.contains("stereoCorrelation")) {
+    text += ", correlation " + fixed(m["stereoCorrelation"], 2) + ", width " +
+            fixed(m["stereoWidthPercent"], 0) + " %";
+  }
+  if (channels > 2) {
+    text += " (of the first two channels)";
+  }
+  words(text, kMargin.size(), kMargin.size());
+}
+
+void Page::waveform(const Json& m) {
+  constexpr int kRows = 3;
+  const Json& points = m["waveform"];
+  const double peak = points.empty() ? 0 : std::max(loudest(points, 0, 1), 1e-9);
+  for (int row = kRows - 1; row >= 0 && peak > 0; --row) {
+    std::string text(kMargin);
+    for (std::size_t column = 0; column < pictureWidth(); ++column) {
+      const double height = loudest(points, column, pictureWidth()) / peak * kRows * 8;
+      text += shadeOf(isAscii_ ? kAsciiUp : kEighthsUp, height - row * 8);
+    }
+    line(text);
+  }
+}
+
+void Page::spectrogram(const Json& m) {
+  constexpr std::size_t kRows = 8;
+  const Json& frames = m["spectrogram"];
+  for (std::size_t row = kRows; row-- > 0 && !frames.empty();) {
+    std::string text(kMargin);
+    for (std::size_t column = 0; column < pictureWidth(); ++column) {
+      const Json& frame = frames[column * frames.size() / pictureWidth()];
+      text += shadeOf(isAscii_ ? kAsciiGreys : kGreys, loudest(frame, row, kRows) * 8);
+    }
+    if (row == kRows - 1) {
+      text.append(" ").append(fixed(std::min(m["sampleRate"].get<double>() / 2000, 20.0), 0));
+      text += " kHz";
+    }
+    line(row == 0 ? text + " 20 Hz" : text);
+  }
+}
+
+void Page::bands(const Json& m) {
+  constexpr std::array kBands = {"sub_20_60",    "bass_60_120",        "lowMid_120_400",
+                                 "mid_400_2000", "presence_2000_6000", "air_6000_20000"};
+  for (const std::string name : kBands) {
+    if (m["bandEnergyPercent"].contains(name)) {
+      const double percent = m["bandEnergyPercent"][name];
+      const std::size_t range = name.find('_');
+      std::string hertz = name.substr(range + 1);
+      std::ranges::replace(hertz, '_', '-');
+      const std::string share = fixed(percent, 1);
+      line(std::string(kMargin) + fitted(name.substr(0, range), 9) + fitted(hertz, 11) +
+           std::string(6 - share.size(), ' ') + share + " % " +
+           bar(percent / 100, pictureWidth() - 24));
+    }
+  }
 }
 
 }  // namespace brindlevane::practice

@@ -2,32 +2,63 @@
 
 #include "platform/Json.h"
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 #include <string_view>
 
 namespace brindlevane::practice {
 
-/// Columns of the terminal that everything is made to fit.
-inline constexpr std::size_t kPageWidth = 80;
-
 /// The number with so many digits behind the point.
 [[nodiscard]] std::string fixed(double value, int decimals);
 
-/// The text cut or padded to so many characters; control characters become "?".
-[[nodiscard]] std::string fitted(std::string_view text, std::size_t width);
+/// The text as UTF-8, U+FFFD in place of bytes that are none.
+[[nodiscard]] std::string printable(std::string_view bytes);
 
-/// A horizontal bar of at most `width` columns, to an eighth of a column.
-/// @param share  0 to 1
-[[nodiscard]] std::string bar(double share, std::size_t width);
+/// Text and pictures for a terminal. Lines fit its width and end without blanks.
+class Page {
+ public:
+  /// @param width    columns, 40 to 120
+  /// @param isAscii  whether nothing but ASCII can be shown
+  Page(std::ostream& out, std::size_t width, bool isAscii)
+      : out_(out), width_(width), isAscii_(isAscii) {}
 
-/// Prints words one after the other, breaking lines before the page's edge.
-/// @param indent   spaces before the first line
-/// @param hanging  spaces before each further line
-void printWrapped(std::ostream& out, std::string_view text, std::size_t indent,
-                  std::size_t hanging);
+  /// A page as wide as the terminal that standard output is, 80 columns where it is none, in the
+  /// characters of the locale.
+  [[nodiscard]] static Page ofStandardOutput();
 
-/// Prints a measurement as its reader would want it: figures, waveform, spectrogram, bands.
-void printMeasurement(std::ostream& out, const Json& measurement);
+  /// Prints a line, cut at the page's edge.
+  void line(std::string_view text);
+
+  /// Prints words one after the other, breaking lines before the page's edge.
+  /// @param indent   spaces before the first line
+  /// @param hanging  spaces before each further line
+  void words(std::string_view text, std::size_t indent, std::size_t hanging);
+
+  /// Prints a measurement as its reader would want it: figures, waveform, spectrogram, bands.
+  void measurement(const Json& measurement);
+
+  /// A horizontal bar.
+  /// @param share  0 to 1 of `columns`
+  [[nodiscard]] std::string bar(double share, std::size_t columns) const;
+
+  /// The text cut or padded to so many characters; control characters become "?".
+  [[nodiscard]] static std::string fitted(std::string_view text, std::size_t columns);
+
+  /// Columns that a picture may have.
+  [[nodiscard]] std::size_t pictureWidth() const;
+
+  void flush();
+
+ private:
+  void figures(const Json& measurement);
+  void waveform(const Json& measurement);
+  void spectrogram(const Json& measurement);
+  void bands(const Json& measurement);
+
+  std::ostream& out_;
+  std::size_t width_;
+  bool isAscii_;
+};
 
 }  // namespace brindlevane::practice

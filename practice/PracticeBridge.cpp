@@ -1,17 +1,17 @@
 #include "practice/PracticeBridge.h"
 
 #include "practice/Handlers.h"
-#include "practice/Request.h"
+#include "practice/Refusal.h"
 #include "practice/Song.h"
 
 #include <algorithm>
 #include <array>
+#include <random>
 
 namespace brindlevane::practice {
 namespace {
 
 constexpr std::size_t kHistoryLength = 32;
-constexpr int kNesting = 16;
 
 // What a request must bring, and what it does.
 struct Rules {
@@ -30,71 +30,49 @@ struct Route {
   std::string_view method;
   std::string_view path;
   Rules rules;
-  std::string_view undoes;  // what undo takes back, empty where it cannot
   Json (*handle)(LiveSet& set, const Json& body);
 };
 
 constexpr std::array kRoutes = {
-    Route{"GET", "/v1/health", kOpen, "", health},
-    Route{"GET", "/v1/session", kOpen, "", session},
-    Route{"GET", "/v1/context", kOpen, "", context},
-    Route{"GET", "/v1/analysis/project", kOpen, "", projectAnalysis},
-    Route{"GET", "/v1/analysis/mix-prep", kOpen, "", mixPreparation},
-    Route{"GET", "/v1/key-source", kOpen, "", keySource},
-    Route{"POST", "/v1/devices/parameters/read", kOpen, "", deviceParameters},
-    Route{"POST", "/v1/devices/parameters", kConfirmedWrite, "set device parameter",
-          setDeviceParameter},
-    Route{"POST", "/v1/transport/play", kOpen, "", play},
-    Route{"POST", "/v1/transport/stop", kOpen, "", stop},
-    Route{"POST", "/v1/tempo", kWrite, "set tempo", setTempo},
-    Route{"POST", "/v1/tracks/create", kConfirmedWrite, "create track", createTrack},
-    Route{"POST", "/v1/tracks/rename", kConfirmedWrite, "rename track", renameTrack},
-    Route{"POST", "/v1/tracks/select", kConfirmedWrite, "", selectTrack},
-    Route{"POST", "/v1/tracks/state", kConfirmedWrite, "set track state", setTrackState},
-    Route{"POST", "/v1/tracks/volume", kConfirmedWrite, "set track volume", setTrackVolume},
-    Route{"POST", "/v1/tracks/send", kConfirmedWrite, "set send level", setSendLevel},
-    Route{"POST", "/v1/clips/midi", kConfirmedWrite, "create MIDI clip", createMidiClip},
-    Route{"POST", "/v1/clips/midi/replace", kConfirmedWrite, "replace notes", replaceMidiClip},
-    Route{"POST", "/v1/workflows/organize", kConfirmedWrite, "organize tracks", organizeTracks},
-    Route{"POST", "/v1/arrangement/build", kConfirmedWrite, "build arrangement", buildArrangement},
-    Route{"POST", "/v1/samples/search", kOpen, "", searchSamples},
-    Route{"POST", "/v1/samples/import", kConfirmedWrite, "import sample", importSample},
-    Route{"POST", "/v1/master-capture/start", kConfirmedWrite, "", startCapture},
-    Route{"POST", "/v1/master-capture/status", kOpen, "", captureStatus},
-    Route{"POST", "/v1/master-capture/cancel", kConfirmedChange, "", endCapture},
-    Route{"POST", "/v1/master-capture/cleanup", kConfirmedChange, "", endCapture},
-    Route{"POST", "/v1/undo", kChange, "", undo},
+    Route{"GET", "/v1/health", kOpen, health},
+    Route{"GET", "/v1/session", kOpen, session},
+    Route{"GET", "/v1/context", kOpen, context},
+    Route{"GET", "/v1/analysis/project", kOpen, projectAnalysis},
+    Route{"GET", "/v1/analysis/mix-prep", kOpen, mixPreparation},
+    Route{"GET", "/v1/key-source", kOpen, keySource},
+    Route{"POST", "/v1/devices/parameters/read", kOpen, deviceParameters},
+    Route{"POST", "/v1/devices/parameters", kConfirmedWrite, setDeviceParameter},
+    Route{"POST", "/v1/transport/play", kOpen, play},
+    Route{"POST", "/v1/transport/stop", kOpen, stop},
+    Route{"POST", "/v1/tempo", kWrite, setTempo},
+    Route{"POST", "/v1/tracks/create", kConfirmedWrite, createTrack},
+    Route{"POST", "/v1/tracks/rename", kConfirmedWrite, renameTrack},
+    Route{"POST", "/v1/tracks/select", kConfirmedWrite, selectTrack},
+    Route{"POST", "/v1/tracks/state", kConfirmedWrite, setTrackState},
+    Route{"POST", "/v1/tracks/volume", kConfirmedWrite, setTrackVolume},
+    Route{"POST", "/v1/tracks/send", kConfirmedWrite, setSendLevel},
+    Route{"POST", "/v1/clips/midi", kConfirmedWrite, createMidiClip},
+    Route{"POST", "/v1/clips/midi/replace", kConfirmedWrite, replaceMidiClip},
+    Route{"POST", "/v1/workflows/organize", kConfirmedWrite, organizeTracks},
+    Route{"POST", "/v1/arrangement/build", kConfirmedWrite, buildArrangement},
+    Route{"POST", "/v1/samples/search", kOpen, searchSamples},
+    Route{"POST", "/v1/samples/import", kConfirmedWrite, importSample},
+    Route{"POST", "/v1/master-capture/start", kConfirmedWrite, startCapture},
+    Route{"POST", "/v1/master-capture/status", kOpen, captureStatus},
+    Route{"POST", "/v1/master-capture/cancel", kConfirmedChange, endCapture},
+    Route{"POST", "/v1/master-capture/cleanup", kConfirmedChange, endCapture},
+    Route{"POST", "/v1/undo", kChange, undo},
 };
 
-const Route& routeOf(const HttpRequest& request) {
+const Route& routeOf(const LoopbackServer::Request& request) {
   const auto* const route = std::ranges::find_if(kRoutes, [&request](const Route& row) {
-    return row.path == request.path && row.method == request.method;
+    return row.path == request.target && row.method == request.method;
   });
-  if (route != kRoutes.end()) {
-    return *route;
+  if (route == kRoutes.end()) {
+    throw Refusal(404, "NOT_FOUND",
+                  "The bridge has no route " + request.method + " " + request.target + ".");
   }
-  if (std::ranges::find(kRoutes, request.path, &Route::path) != kRoutes.end()) {
-    throw Refusal(405, "METHOD_NOT_ALLOWED", request.method + " is not for " + request.path + ".");
-  }
-  throw Refusal(404, "NOT_FOUND", "The bridge has no route " + request.path + ".");
-}
-
-Json bodyOf(const HttpRequest& request) {
-  if (request.method == "GET") {
-    return Json::object();
-  }
-  // What is nested deeply would be copied and printed as deeply.
-  const auto shallow = [](int depth, Json::parse_event_t, const Json&) {
-    if (depth > kNesting) {
-      throw Refusal(400, "INVALID_JSON", "The body is nested too deeply.");
-    }
-    return true;
-  };
-  Json body = Json::parse(request.body, shallow, false);
-  if (!body.is_object()) {
-    throw Refusal(400, "INVALID_JSON", "The body must be a JSON object.");
-  }
-  return body;
+  return *route;
 }
 
 void checkRules(const Route& route, const Json& body, std::int64_t revision) {
@@ -110,6 +88,7 @@ void checkRules(const Route& route, const Json& body, std::int64_t revision) {
   }
 }
 
+// What changes nothing leaves no step to undo.
 Json carryOut(const Route& route, LiveSet& set, const Json& body) {
   if (!route.rules.changes) {
     return route.handle(set, body);
@@ -117,9 +96,12 @@ Json carryOut(const Route& route, LiveSet& set, const Json& body) {
   Json before = set.song;
   try {
     Json result = route.handle(set, body);
+    if (result.contains("action") && set.song == before) {
+      return result;
+    }
     ++set.revision;
-    if (!route.undoes.empty()) {
-      set.history.emplace_back(route.undoes, std::move(before));
+    if (result.contains("action")) {
+      set.history.emplace_back(result["action"], std::move(before));
       if (set.history.size() > kHistoryLength) {
         set.history.erase(set.history.begin());
       }
@@ -131,12 +113,12 @@ Json carryOut(const Route& route, LiveSet& set, const Json& body) {
   }
 }
 
-HttpAnswer refusal(int status, const std::string& code, const std::string& message) {
+PracticeBridge::Answer refusal(int status, const std::string& code, const std::string& message) {
   const Json envelope = {{"ok", false}, {"error", {{"code", code}, {"message", message}}}};
   return {status, envelope.dump(-1, ' ', false, Json::error_handler_t::replace)};
 }
 
-LiveSet openSet(const PrivateFolder& audioFolder, const std::vector<std::string>& files) {
+LiveSet openSet(const TemporaryFolder& audioFolder, const std::vector<std::string>& files) {
   AudioPool audio(audioFolder.path());
   Json song = files.empty() ? nightFerry(audio) : setOfFiles(files);
   return {.audio = std::move(audio), .song = std::move(song)};
@@ -144,13 +126,13 @@ LiveSet openSet(const PrivateFolder& audioFolder, const std::vector<std::string>
 
 }  // namespace
 
-HttpAnswer PracticeBridge::answer(const HttpRequest& request) {
+PracticeBridge::Answer PracticeBridge::answer(const LoopbackServer::Request& request) {
   try {
     if (request.token != token_) {
       throw Refusal(403, "FORBIDDEN", "The token is not this bridge's.");
     }
     const Route& route = routeOf(request);
-    const Json body = bodyOf(request);
+    const Json body = request.method == "GET" ? Json::object() : Json::parse(request.body);
     checkRules(route, body, set_.revision);
     Json result = carryOut(route, set_, body);
     result["revision"] = set_.revision;
@@ -162,9 +144,23 @@ HttpAnswer PracticeBridge::answer(const HttpRequest& request) {
   }
 }
 
+std::string randomHex(std::size_t digits) {
+  std::random_device random;
+  std::string hex;
+  while (hex.size() < digits) {
+    hex.push_back("0123456789abcdef"[random() % 16]);
+  }
+  return hex;
+}
+
 RunningBridge::RunningBridge(const std::vector<std::string>& files)
     : token_(randomHex(48)),
       bridge_(openSet(audioFolder_, files), token_),
-      listener_([this](const HttpRequest& request) { return bridge_.answer(request); }) {}
+      server_([this](LoopbackServer::Connection& connection) {
+        if (const auto request = connection.receiveRequest()) {
+          const auto [status, body] = bridge_.answer(*request);
+          connection.respond(status, body);
+        }
+      }) {}
 
 }  // namespace brindlevane::practice

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "practice/Folders.h"
-#include "practice/Listener.h"
 #include "practice/LiveSet.h"
+#include "support/LoopbackServer.h"
+#include "support/TemporaryFolder.h"
 
 #include <cstdint>
 #include <string>
@@ -17,12 +17,17 @@ namespace brindlevane::practice {
 /// {"ok": false, "error": {"code", "message"}} with a status of 400 or more. Not thread-safe.
 class PracticeBridge {
  public:
+  struct Answer {
+    int status;
+    std::string body;
+  };
+
   /// @param set    what the routes work on
   /// @param token  that requests must bring
   PracticeBridge(LiveSet set, std::string token) : set_(std::move(set)), token_(std::move(token)) {}
 
   /// Answers one request. Never throws; a refused request leaves the set as it was.
-  [[nodiscard]] HttpAnswer answer(const HttpRequest& request);
+  [[nodiscard]] Answer answer(const LoopbackServer::Request& request);
 
   [[nodiscard]] const LiveSet& set() const { return set_; }
 
@@ -37,14 +42,14 @@ class RunningBridge {
   /// Plays the set "Night Ferry" or, where there are any, the user's own audio files.
   explicit RunningBridge(const std::vector<std::string>& files = {});
 
-  [[nodiscard]] std::uint16_t port() const { return listener_.port(); }
+  [[nodiscard]] std::uint16_t port() const { return server_.port(); }
   [[nodiscard]] const std::string& token() const { return token_; }
 
  private:
-  PrivateFolder audioFolder_;
+  TemporaryFolder audioFolder_;
   std::string token_;
   PracticeBridge bridge_;
-  Listener listener_;
+  LoopbackServer server_;
 };
 
 }  // namespace brindlevane::practice

@@ -1,5 +1,7 @@
 #include "practice/Renderer.h"
 
+#include "support/Wav.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -11,6 +13,11 @@ struct Window {
   double startBeat;
   double framesPerBeat;
 };
+
+bool hasInstrument(const Json& track) {
+  return std::ranges::any_of(track["devices"],
+                             [](const Json& device) { return device["isInstrument"] == true; });
+}
 
 void addMidiClip(Window& window, const Json& clip, const std::string& voice, double gain) {
   const double length = clip["length"];
@@ -59,7 +66,7 @@ void addAudioClip(Window& window, const Json& clip, const Stereo& source, double
 
 std::string AudioPool::add(const std::string& name, Stereo sound) {
   std::string path = (folder_ / (name + ".wav")).string();
-  writeWav(path, sound);
+  writeWav(path, sound, 2, kSampleRate);
   sounds_[path] = std::move(sound);
   return path;
 }
@@ -87,11 +94,10 @@ Stereo render(const Json& tracks, const AudioPool& pool, double tempo, double st
     }
     const double gain = std::pow(10, track["volumeDb"].get<double>() / 20);
     for (const Json& clip : track["clips"]) {
-      if (clip["view"] != "arrangement") {
-        continue;
-      }
       if (clip.contains("notes")) {
-        addMidiClip(window, clip, track["voice"], gain);
+        if (hasInstrument(track)) {
+          addMidiClip(window, clip, track["role"], gain);
+        }
       } else if (const Stereo* source = pool.find(clip["filePath"])) {
         addAudioClip(window, clip, *source, gain);
       }

@@ -29,7 +29,7 @@ class AudioPool {
   std::map<std::string, Stereo> sounds_;
 };
 
-/// Renders what the tracks of a set play: MIDI clips with the voice of their track, audio clips
+/// Renders what the tracks of a set play: MIDI clips of a track with an instrument, audio clips
 /// from the pool (another file is silent), faders, mutes and solos as they stand, looped clips
 /// repeated. Sends feed no effect.
 ///

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <filesystem>
 
 namespace brindlevane::practice {
 namespace {
@@ -25,7 +24,7 @@ constexpr std::array kBars = {kFsm, kFsm, kD, kD, kCs, kCs, kFsm, kFsm,
 enum class Pitch { fixed, root, chord, melody };
 
 struct Phrase {
-  std::string_view voice;
+  std::string_view role;
   std::size_t bars;
   Pitch pitch;
   int offset;              // semitones above the chord, or the fixed pitch
@@ -46,9 +45,8 @@ constexpr std::array kPhrases = {
     Phrase{"fx", 4, Pitch::fixed, 60, "x---x---x---x---"},
 };
 
-const Phrase* phraseOf(const std::string& voice) {
-  const auto* const found = std::ranges::find(kPhrases, voice, &Phrase::voice);
-  return found == kPhrases.end() ? nullptr : found;
+const Phrase& phraseOf(std::string_view role) {
+  return *std::ranges::find(kPhrases, role, &Phrase::role);
 }
 
 std::vector<int> pitchesOf(const Phrase& phrase, const Chord& chord, std::size_t noteCount) {
@@ -85,122 +83,150 @@ Json notesOf(const Phrase& phrase, int transpose) {
   return notes;
 }
 
-// Name, least and greatest value, value and unit of each device's parameters.
-const Json& deviceTable() {
-  static const Json kTable = Json::parse(R"({
-    "Drum Rack": [["Punch", 0, 127, 64, ""], ["Swing", 0, 100, 12, "%"]],
-    "Operator": [["Filter Freq", 20, 20000, 620, "Hz"], ["Filter Res", 0, 1.25, 0.3, ""]],
-    "Wavetable": [["Osc 1 Pos", 0, 100, 37, "%"], ["Unison Amount", 0, 100, 30, "%"]],
-    "Auto Filter": [["Frequency", 20, 20000, 4200, "Hz"], ["Resonance", 0, 1.25, 0.2, ""]],
-    "Compressor": [["Threshold", -70, 6, -18, "dB"], ["Ratio", 1, 100, 3, ": 1"]],
-    "EQ Eight": [["1 Frequency A", 10, 22000, 30, "Hz"], ["1 Gain A", -15, 15, 0, "dB"]],
-    "Utility": [["Stereo Width", 0, 400, 130, "%"]],
-    "Reverb": [["Decay Time", 200, 60000, 2600, "ms"], ["Dry/Wet", 0, 100, 100, "%"]],
-    "Delay": [["Feedback", 0, 95, 38, "%"]],
-    "Limiter": [["Ceiling", -24, 0, -0.3, "dB"]]
-  })");
-  return kTable;
+struct Parameter {
+  std::string_view device;
+  std::string_view name;
+  double minimum;
+  double maximum;
+  double value;
+  std::string_view unit;
+};
+
+constexpr std::array kParameters = {
+    Parameter{"Drum Rack", "Punch", 0, 127, 64, ""},
+    Parameter{"Operator", "Filter Freq", 20, 20000, 620, "Hz"},
+    Parameter{"Wavetable", "Osc 1 Pos", 0, 100, 37, "%"},
+    Parameter{"Auto Filter", "Frequency", 20, 20000, 4200, "Hz"},
+    Parameter{"Compressor", "Threshold", -70, 6, -18, "dB"},
+    Parameter{"EQ Eight", "1 Frequency A", 10, 22000, 30, "Hz"},
+    Parameter{"Utility", "Stereo Width", 0, 400, 130, "%"},
+    Parameter{"Reverb", "Decay Time", 200, 60000, 2600, "ms"},
+    Parameter{"Delay", "Feedback", 0, 95, 38, "%"},
+    Parameter{"Limiter", "Ceiling", -24, 0, -0.3, "dB"},
+};
+constexpr std::array<std::string_view, 3> kInstruments = {"Drum Rack", "Operator", "Wavetable"};
+
+struct Track {
+  const char* name;
+  const char* kind;
+  std::string_view role;
+  double volumeDb;
+  std::array<double, 2> sendsDb;
+  std::vector<std::string_view> devices;
+  const char* clip;   // nullptr: none
+  int transpose = 0;  // of an audio clip
+};
+
+const std::vector<Track>& tracks() {
+  static const std::vector<Track> kTracks = {
+      {"1-MIDI", "midi", "kick", -7, {-70, -70}, {"Drum Rack", "EQ Eight"}, "Four on the floor"},
+      {"Clap", "midi", "clap", -9, {-18, -70}, {"Drum Rack"}, "Backbeat"},
+      {"Audio 3", "audio", "hat", -11, {-70, -70}, {"Auto Filter"}, "Offbeat hats 124bpm"},
+      {"Perc loop copy", "midi", "percussion", -13, {-24, -20}, {"Drum Rack"}, "Conga 3-3-2"},
+      {"bass final FINAL2",
+       "midi",
+       "bass",
+       -8,
+       {-70, -70},
+       {"Operator", "Compressor"},
+       "Rolling bass"},
+      {"Sub", "midi", "sub", -7, {-70, -70}, {"Operator"}, "Sub roots"},
+      {"7-Wavetable", "midi", "chords", -5, {-16, -22}, {"Wavetable", "Compressor"}, "Chord stabs"},
+      {"Harbour pad",
+       "audio",
+       "pad",
+       -5,
+       {-20, -70},
+       {"Auto Filter", "Utility"},
+       "Harbour pad Em 110bpm",
+       2},
+      {"lead??", "midi", "lead", -9, {-18, -16}, {"Wavetable"}, "Ferry hook"},
+      {"Audio 10", "audio", "vocal", 1.5, {-14, -18}, {"EQ Eight"}, "Vox chop"},
+      {"Riser", "audio", "fx", -14, {-22, -70}, {}, "Night swells"},
+      {"Audio 12", "audio", "spare", 0, {-70, -70}, {}, nullptr},
+  };
+  return kTracks;
 }
 
-// Name, kind, voice, fader in dB, sends in dB, devices, clip; then, for some, a second clip in the
-// Session view or the transposition of an audio clip.
-const Json& trackTable() {
-  static const Json kTable = Json::parse(R"([
-    ["1-MIDI", "midi", "kick", -7, [-70, -70], ["Drum Rack", "EQ Eight"], "Kick four on the floor"],
-    ["Clap", "midi", "clap", -9, [-18, -70], ["Drum Rack"], "Backbeat"],
-    ["Audio 3", "audio", "hat", -11, [-70, -70], ["Auto Filter"], "Offbeat hats 124bpm"],
-    ["Perc loop copy", "midi", "percussion", -13, [-24, -20], ["Drum Rack"], "Conga 3-3-2"],
-    ["bass final FINAL2", "midi", "bass", -8, [-70, -70], ["Operator", "Compressor"],
-     "Rolling bass", "Rolling bass B"],
-    ["Sub", "midi", "sub", -7, [-70, -70], ["Operator"], "Sub roots"],
-    ["7-Wavetable", "midi", "chords", -5, [-16, -22], ["Wavetable", "Compressor"],
-     "Chord stabs", "Chord stabs B"],
-    ["Harbour pad", "audio", "pad", -5, [-20, -70], ["Auto Filter", "Utility"],
-     "Harbour pad Em 110bpm", 2],
-    ["lead??", "midi", "lead", -9, [-18, -16], ["Wavetable"], "Ferry hook"],
-    ["Audio 10", "audio", "vocal", 1.5, [-14, -18], ["EQ Eight"], "Vox chop"],
-    ["Riser", "audio", "fx", -14, [-22, -70], [], "Night swells"],
-    ["Audio 12", "audio", "", 0, [-70, -70], []]
-  ])");
-  return kTable;
-}
+constexpr std::array kRoles = {
+    Role{"kick", "kick", "Kick", "#d9433b"},
+    Role{"clap", "clap", "Clap", "#e0703a"},
+    Role{"hat", "hat", "Hats", "#e09a3a"},
+    Role{"percussion", "percussion", "Percussion", "#d9b93b"},
+    Role{"vocal", "vocal", "Vocal", "#c54f9e"},
+    Role{"bass", "bass", "Bass", "#3b6fd9"},
+    Role{"sub", "bass", "Bass", "#3b6fd9"},
+    Role{"chords", "chords", "Chords", "#3fae6a"},
+    Role{"pad", "chords", "Chords", "#3fae6a"},
+    Role{"lead", "lead", "Lead", "#7d54d6"},
+    Role{"fx", "fx", "FX", "#4aa8b8"},
+    Role{"spare", "", "Spare", "#8c8c8c"},
+};
 
-Json devicesNamed(const Json& names) {
+Json devicesNamed(const std::vector<std::string_view>& names) {
   Json devices = Json::array();
-  for (const std::string name : names) {
+  for (const std::string_view name : names) {
     Json parameters = Json::array();
-    for (const Json& row : deviceTable()[name]) {
-      parameters.push_back({{"name", row[0]},
-                            {"minimum", row[1]},
-                            {"maximum", row[2]},
-                            {"value", row[3]},
-                            {"unit", row[4]},
-                            {"isEnabled", true}});
+    for (const Parameter& row : kParameters) {
+      if (row.device == name) {
+        parameters.push_back({{"name", row.name},
+                              {"minimum", row.minimum},
+                              {"maximum", row.maximum},
+                              {"value", row.value},
+                              {"unit", row.unit}});
+      }
     }
-    devices.push_back({{"name", name}, {"parameters", parameters}});
+    devices.push_back({{"name", name},
+                       {"isInstrument", std::ranges::count(kInstruments, name) > 0},
+                       {"parameters", parameters}});
   }
   return devices;
 }
 
-// The same notes, every fourth an octave up.
-Json variationOf(Json clip, const Json& name) {
-  clip["name"] = name;
-  clip["view"] = "session";
-  for (std::size_t i = 0; i < clip["notes"].size(); i += 4) {
-    Json& pitch = clip["notes"][i]["pitch"];
-    pitch = pitch.get<int>() + 12;
-  }
-  return clip;
-}
-
-Json clipsOf(const Json& row, AudioPool& pool) {
-  const Phrase* phrase = phraseOf(row[2]);
-  if (phrase == nullptr) {
+Json clipsOf(const Track& row, AudioPool& pool) {
+  if (row.clip == nullptr) {
     return Json::array();
   }
-  Json clip = emptyClip(row[6], 0, kSongBeats);
-  if (row[1] == "audio") {
+  const Phrase& phrase = phraseOf(row.role);
+  Json clip = emptyClip(row.clip, 0, kSongBeats);
+  if (row.kind == std::string_view("audio")) {
     // Recorded lower and slower by what the clip's transposition makes up for.
-    const int transpose = row.size() > 7 ? row[7].get<int>() : 0;
-    const double tempo = kTempo / std::exp2(transpose / 12.0);
-    clip = audioClip(row[6], 0, renderPhrase(row[2], tempo, -transpose), kTempo, pool);
-    clip.update({{"length", kSongBeats}, {"transposeSemitones", transpose}});
+    const double tempo = kTempo / std::exp2(row.transpose / 12.0);
+    clip = audioClip(row.clip, 0, renderPhrase(row.role, tempo, -row.transpose), kTempo, pool);
+    clip.update({{"length", kSongBeats}, {"transposeSemitones", row.transpose}});
   } else {
-    clip["notes"] = notesOf(*phrase, 0);
+    clip["notes"] = notesOf(phrase, 0);
   }
-  clip["loopLength"] = phrase->bars * 4;
-  Json clips = Json::array({clip});
-  if (row.size() > 7 && row[7].is_string()) {
-    clips.push_back(variationOf(clip, row[7]));
-  }
-  return clips;
+  clip["loopLength"] = phrase.bars * 4;
+  return Json::array({clip});
 }
 
-Json busNamed(const std::string& name, const Json& devices) {
-  return {{"name", name}, {"volumeDb", 0}, {"devices", devicesNamed(devices)}};
+Json busNamed(const char* name, std::string_view device) {
+  return {{"name", name}, {"volumeDb", 0}, {"devices", devicesNamed({device})}};
 }
 
-Json emptySet(const std::string& project) {
-  Json set =
-      Json::parse(R"({"timeSignature": "4/4", "projectScale": {"root": "F#", "name": "Minor"},
-      "tracks": [], "locators": [], "selectedTrack": 0, "selectedClip": 0})");
-  set["project"] = project;
-  set["tempo"] = kTempo;
-  set["returns"] = {busNamed("A Reverb", {"Reverb"}), busNamed("B Delay", {"Delay"})};
-  set["master"] = busNamed("Master", {"Limiter"});
-  return set;
+Json emptySet(const char* project) {
+  return {{"project", project},
+          {"tempo", kTempo},
+          {"timeSignature", "4/4"},
+          {"projectScale", {{"root", "F#"}, {"name", "Minor"}}},
+          {"tracks", Json::array()},
+          {"returns", {busNamed("A Reverb", "Reverb"), busNamed("B Delay", "Delay")}},
+          {"master", busNamed("Master", "Limiter")},
+          {"locators", Json::array()},
+          {"selectedTrack", 0},
+          {"selectedClip", 0}};
 }
 
 }  // namespace
 
 Json nightFerry(AudioPool& pool) {
   Json set = emptySet("Night Ferry");
-  for (const Json& row : trackTable()) {
-    Json track =
-        emptyTrack(row[0].get<std::string>(), row[1].get<std::string>(), row[2].get<std::string>());
-    track.update({{"volumeDb", row[3]},
-                  {"sends", row[4]},
-                  {"devices", devicesNamed(row[5])},
+  for (const Track& row : tracks()) {
+    Json track = emptyTrack(row.name, row.kind, row.role);
+    track.update({{"volumeDb", row.volumeDb},
+                  {"sends", row.sendsDb},
+                  {"devices", devicesNamed(row.devices)},
                   {"clips", clipsOf(row, pool)}});
     set["tracks"].push_back(track);
   }
@@ -210,11 +236,9 @@ Json nightFerry(AudioPool& pool) {
 Json setOfFiles(const std::vector<std::string>& files) {
   Json set = emptySet("Your files");
   for (const std::string& file : files) {
-    // A file's name may hold bytes that are no text; it shows in no route but the key source's.
     const std::string name = "File " + std::to_string(set["tracks"].size() + 1);
     Json clip = emptyClip(name, 0, kSongBeats);
-    clip.update(
-        {{"transposeSemitones", 0}, {"filePath", std::filesystem::absolute(file).string()}});
+    clip.update({{"transposeSemitones", 0}, {"filePath", file}});
     Json track = emptyTrack(name, "audio", "");
     track["clips"].push_back(clip);
     set["tracks"].push_back(track);
@@ -222,37 +246,42 @@ Json setOfFiles(const std::vector<std::string>& files) {
   return set;
 }
 
-Json emptyTrack(const std::string& name, const std::string& kind, const std::string& voice) {
-  Json track = Json::parse(R"({"color": "#8c8c8c", "mute": false, "solo": false, "arm": false,
-      "volumeDb": 0, "sends": [-70, -70], "devices": [], "clips": []})");
-  track.update({{"name", name}, {"kind", kind}, {"voice", voice}});
-  return track;
+const Role* roleNamed(std::string_view name) {
+  const auto* const found = std::ranges::find(kRoles, name, &Role::name);
+  return found == kRoles.end() ? nullptr : found;
+}
+
+Json emptyTrack(const std::string& name, const std::string& kind, std::string_view role) {
+  return {{"name", name},           {"kind", kind},        {"role", role},
+          {"mute", false},          {"solo", false},       {"arm", false},
+          {"volumeDb", 0},          {"sends", {-70, -70}}, {"devices", Json::array()},
+          {"clips", Json::array()}, {"color", "#8c8c8c"}};
 }
 
 Json emptyClip(const std::string& name, double startTime, double length) {
-  return {{"name", name},     {"view", "arrangement"}, {"startTime", startTime},
-          {"length", length}, {"loopLength", length},  {"color", "#8c8c8c"}};
+  return {{"name", name},
+          {"startTime", startTime},
+          {"length", length},
+          {"loopLength", length},
+          {"color", "#8c8c8c"}};
 }
 
 Json audioClip(const std::string& name, double startTime, const Stereo& sound, double tempo,
                AudioPool& pool) {
-  const std::size_t frames = sound.size() / 2;
-  const double seconds = static_cast<double>(frames) / kSampleRate;
+  const double seconds = static_cast<double>(sound.size()) / 2 / kSampleRate;
   Json clip = emptyClip(name, startTime, seconds * tempo / 60);
   clip.update(
       {{"transposeSemitones", 0}, {"fileSeconds", seconds}, {"filePath", pool.add(name, sound)}});
   return clip;
 }
 
-Stereo renderPhrase(const std::string& voice, double tempo, int transpose) {
-  const Phrase* phrase = phraseOf(voice);
-  if (phrase == nullptr) {
-    return {};
-  }
-  const auto beats = static_cast<double>(phrase->bars * 4);
-  Json track = emptyTrack("", "midi", voice);
+Stereo renderPhrase(std::string_view role, double tempo, int transpose) {
+  const Phrase& phrase = phraseOf(role);
+  const auto beats = static_cast<double>(phrase.bars * 4);
+  Json track = emptyTrack("", "midi", role);
+  track["devices"] = devicesNamed({kInstruments[0]});
   track["clips"].push_back(emptyClip("", 0, beats));
-  track["clips"][0]["notes"] = notesOf(*phrase, transpose);
+  track["clips"][0]["notes"] = notesOf(phrase, transpose);
   const long long frames = std::llround(beats * 60 / tempo * kSampleRate);
   return render(Json::array({track}), AudioPool({}), tempo, 0, static_cast<std::size_t>(frames));
 }

@@ -3,7 +3,9 @@
 #include "platform/Json.h"
 #include "practice/Renderer.h"
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace brindlevane::practice {
 
@@ -12,17 +14,28 @@ namespace brindlevane::practice {
 ///
 /// Members: "project", "tempo", "timeSignature", "projectScale", "tracks", "returns", "master",
 /// "locators", "selectedTrack" and "selectedClip" (null without one). Positions and lengths are
-/// in beats; a clip repeats its first "loopLength" beats.
+/// in beats; a clip repeats its first "loopLength" beats. A track knows its "role".
 [[nodiscard]] Json nightFerry(AudioPool& pool);
 
 /// A set whose audio tracks hold the user's own files, one a track.
 [[nodiscard]] Json setOfFiles(const std::vector<std::string>& files);
 
-/// An empty track.
-/// @param kind   "midi" or "audio"
-/// @param voice  what its MIDI notes sound like, see addNote
+/// What a track plays, as samples and workflows know it.
+struct Role {
+  std::string_view name;    ///< also the voice of its notes, see addNote
+  std::string_view family;  ///< what an arrangement takes it for
+  std::string_view label;   ///< what organising calls such a track
+  std::string_view color;   ///< of its family, #rrggbb
+};
+
+/// A role by its name, or nullptr.
+[[nodiscard]] const Role* roleNamed(std::string_view name);
+
+/// A new track without an instrument.
+/// @param kind  "midi" or "audio"
+/// @param role  empty where none is known
 [[nodiscard]] Json emptyTrack(const std::string& name, const std::string& kind,
-                              const std::string& voice);
+                              std::string_view role);
 
 /// A clip in the Arrangement without its content, its loop as long as itself.
 [[nodiscard]] Json emptyClip(const std::string& name, double startTime, double length);
@@ -31,9 +44,9 @@ namespace brindlevane::practice {
 [[nodiscard]] Json audioClip(const std::string& name, double startTime, const Stereo& sound,
                              double tempo, AudioPool& pool);
 
-/// Renders the phrase that a voice plays in this song.
+/// Renders the phrase that a role plays in this song.
 /// @param transpose  semitones
-/// @return as long as the phrase; empty for a voice that has none
-[[nodiscard]] Stereo renderPhrase(const std::string& voice, double tempo, int transpose);
+/// @return as long as the phrase
+[[nodiscard]] Stereo renderPhrase(std::string_view role, double tempo, int transpose);
 
 }  // namespace brindlevane::practice

@@ -3,10 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <fstream>
 #include <numbers>
-#include <stdexcept>
-#include <string>
 
 namespace brindlevane::practice {
 namespace {
@@ -95,12 +92,6 @@ double envelope(const Voice& voice, double seconds, double keyDown) {
   return seconds < keyDown ? body : body * std::max(1 - (seconds - keyDown) / voice.release, 0.0);
 }
 
-void append(std::string& bytes, std::uint32_t value, int count) {
-  for (int i = 0; i < count; ++i) {
-    bytes.push_back(static_cast<char>((value >> (8 * i)) & 0xffU));
-  }
-}
-
 }  // namespace
 
 void addNote(Stereo& window, std::string_view voiceName, const Tone& tone, double gain) {
@@ -127,32 +118,6 @@ void addNote(Stereo& window, std::string_view voiceName, const Tone& tone, doubl
       window[static_cast<std::size_t>(i * 2 + channel)] +=
           static_cast<float>(loudness * (1 + side * voice.pan) * sample);
     }
-  }
-}
-
-void writeWav(const std::filesystem::path& file, const Stereo& sound) {
-  constexpr std::uint32_t kFrameBytes = 4;
-  const auto dataBytes = static_cast<std::uint32_t>(sound.size() * 2);
-  std::string bytes = "RIFF";
-  append(bytes, 36 + dataBytes, 4);
-  bytes += "WAVEfmt ";
-  append(bytes, 16, 4);
-  append(bytes, 1, 2);  // PCM
-  append(bytes, 2, 2);  // channels
-  append(bytes, kSampleRate, 4);
-  append(bytes, kSampleRate * kFrameBytes, 4);
-  append(bytes, kFrameBytes, 2);
-  append(bytes, 16, 2);  // bits
-  bytes += "data";
-  append(bytes, dataBytes, 4);
-  for (const float sample : sound) {
-    const double scaled = std::clamp(std::round(sample * 32768.0), -32768.0, 32767.0);
-    append(bytes, static_cast<std::uint32_t>(static_cast<std::int32_t>(scaled)), 2);
-  }
-  std::ofstream stream(file, std::ios::binary);
-  stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  if (!stream.flush()) {
-    throw std::runtime_error("Cannot write " + file.string() + ".");
   }
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string_view>
 #include <vector>
 
@@ -30,9 +29,5 @@ struct Tone {
 ///                   "vocal" or "fx"; any other name sounds like "chords"
 /// @param gain       linear
 void addNote(Stereo& window, std::string_view voiceName, const Tone& tone, double gain);
-
-/// Writes a 16-bit PCM WAV file.
-/// @throws std::runtime_error  the file cannot be written
-void writeWav(const std::filesystem::path& file, const Stereo& sound);
 
 }  // namespace brindlevane::practice

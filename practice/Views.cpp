@@ -1,11 +1,11 @@
+#include "bridge/BrindlevaneBridgeCompatibility.h"
 #include "practice/Handlers.h"
-#include "practice/Request.h"
+#include "practice/Refusal.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
-#include <regex>
 
 namespace brindlevane::practice {
 namespace {
@@ -36,7 +36,6 @@ Json clipView(const Json& clip, std::size_t index) {
 
 Json trackView(const Json& song, std::size_t index) {
   Json view = song["tracks"][index];
-  view.erase("voice");
   view["index"] = index;
   for (std::size_t i = 0; i < view["clips"].size(); ++i) {
     view["clips"][i] = clipView(view["clips"][i], i);
@@ -48,32 +47,51 @@ double decibels(double linear) {
   return std::max(20 * std::log10(std::max(linear, 1e-9)), kSilenceDb);
 }
 
-// Peak and RMS of the bar that each track is playing; silence when the transport stands.
-Json meters(const LiveSet& set) {
-  const double tempo = set.song["tempo"];
-  const auto frames = static_cast<std::size_t>(4 * 60 / tempo * kSampleRate);
-  const double start = std::floor(positionOf(set) / 4) * 4;
-  Json meters = Json::array();
-  for (const Json& track : set.song["tracks"]) {
-    double peak = 0;
-    double power = 0;
-    if (set.playingSince) {
-      const Stereo sound = render(Json::array({track}), set.audio, tempo, start, frames);
-      for (const float sample : sound) {
-        peak = std::max(peak, std::abs(static_cast<double>(sample)));
-        power += static_cast<double>(sample) * sample;
-      }
-    }
-    meters.push_back({{"trackIndex", meters.size()},
-                      {"peakDb", decibels(peak)},
-                      {"rmsDb", decibels(std::sqrt(power / static_cast<double>(frames * 2)))}});
+// Peak and RMS of the bar that the transport is in.
+Json meterOf(const Stereo& sound) {
+  double peak = 0;
+  double power = 0;
+  for (const float sample : sound) {
+    peak = std::max(peak, std::abs(static_cast<double>(sample)));
+    power += static_cast<double>(sample) * sample;
   }
-  return meters;
+  const double count = std::max(static_cast<double>(sound.size()), 1.0);
+  return {{"peakDb", decibels(peak)}, {"rmsDb", decibels(std::sqrt(power / count))}};
 }
 
-bool matches(const Json& name, const char* pattern) {
-  return std::regex_search(name.get_ref<const std::string&>(),
-                           std::regex(pattern, std::regex::icase));
+// Of each track, each return and the master; silence when the transport stands.
+Json meters(const LiveSet& set) {
+  const Json& tracks = set.song["tracks"];
+  const double tempo = set.song["tempo"];
+  const auto frames = set.playingSince ? static_cast<std::size_t>(4 * 60 / tempo * kSampleRate) : 0;
+  const double start = std::floor(positionOf(set) / 4) * 4;
+  const bool solo = std::ranges::any_of(tracks, [](const Json& track) { return track["solo"]; });
+  Json trackMeters = Json::array();
+  std::vector<Stereo> sends(set.song["returns"].size(), Stereo(frames * 2));
+  for (const Json& track : tracks) {
+    const Stereo sound = solo && !track["solo"].get<bool>()
+                             ? Stereo()
+                             : render(Json::array({track}), set.audio, tempo, start, frames);
+    trackMeters.push_back(meterOf(sound));
+    trackMeters.back()["trackIndex"] = trackMeters.size() - 1;
+    for (std::size_t i = 0; i < sends.size(); ++i) {
+      const auto gain = static_cast<float>(std::pow(10, track["sends"][i].get<double>() / 20));
+      std::ranges::transform(sound, sends[i], sends[i].begin(),
+                             [gain](float sent, float sum) { return sum + gain * sent; });
+    }
+  }
+  Json returnMeters = Json::array();
+  std::ranges::transform(sends, std::back_inserter(returnMeters), meterOf);
+  return {{"tracks", trackMeters},
+          {"returns", returnMeters},
+          {"master", meterOf(renderMaster(tracks, set.audio, tempo, start, frames))}};
+}
+
+// Whether a name has one of the words that Live or a hurry puts there.
+bool hasWord(const Json& name, std::initializer_list<std::string_view> words) {
+  const auto& text = name.get_ref<const std::string&>();
+  return std::ranges::any_of(
+      words, [&text](std::string_view word) { return text.find(word) != std::string::npos; });
 }
 
 struct Finding {
@@ -84,16 +102,16 @@ struct Finding {
 constexpr std::array kFindings = {
     Finding{"default-name", "warning", "Says nothing about what it plays: rename it.",
             [](const Json& track) {
-              return matches(track["name"], R"(^(\d+-)?(midi|audio|operator|wavetable)( \d+)?$)");
+              return hasWord(track["name"], {"-MIDI", "-Audio", "Audio ", "-Wavetable"});
             }},
     Finding{"draft-name", "info", "Looks like a working title: rename it.",
-            [](const Json& track) { return matches(track["name"], R"(\?|final|copy|untitled)"); }},
+            [](const Json& track) {
+              return hasWord(track["name"], {"?", "final", "copy"});
+            }},
     Finding{"empty-track", "info", "Holds no clip: delete it or put it to use.",
             [](const Json& track) { return track["clips"].empty(); }},
     Finding{"no-headroom", "warning", "Fader above 0 dB: turn the source down instead.",
             [](const Json& track) { return track["volumeDb"] > 0; }},
-    Finding{"left-armed", "warning", "Still armed for recording.",
-            [](const Json& track) { return track["arm"].get<bool>(); }},
     Finding{"left-soloed", "warning", "Soloed: everything else is silent.",
             [](const Json& track) { return track["solo"].get<bool>(); }},
 };
@@ -110,15 +128,9 @@ Json pitchClasses(const Json& clip) {
 }  // namespace
 
 Json health(LiveSet& /*set*/, const Json& /*body*/) {
-  return {{"bridgeVersion", "0.17.10"},
+  return {{"bridgeVersion", BrindlevaneBridgeCompatibility::minimumVersion},
           {"host", "practice"},
-          {"capabilities",
-           {"project.analyze", "mix_prep.analyze", "context.live", "key.source.audio",
-            "key.source.midi", "tracks.create.midi", "clips.create.midi", "clips.notes.replace",
-            "clips.notes.evolve", "arrangement.build.club", "arrangement.build.undo",
-            "samples.library.search", "samples.library.import", "devices.parameters.read",
-            "devices.parameters.write", "tracks.sends.write", "tracks.semantic_rename",
-            "clips.color.sync"}}};
+          {"capabilities", BrindlevaneBridgeCompatibility::requiredCapabilities()}};
 }
 
 Json session(LiveSet& set, const Json& /*body*/) {
@@ -144,6 +156,7 @@ Json projectAnalysis(LiveSet& set, const Json& /*body*/) {
     tracks.push_back({{"index", tracks.size()},
                       {"name", "Brindlevane master capture"},
                       {"kind", "audio"},
+                      {"jobId", set.capture->jobId},
                       {"temporary", true}});
   }
   return {{"tracks", tracks},
@@ -178,7 +191,7 @@ Json context(LiveSet& set, const Json& body) {
           {"projectAnalysis", projectAnalysis(set, body)},
           {"mixPreparation", mixPreparation(set, body)},
           {"meters", meters(set)},
-          {"canUndo", !set.history.empty()},
+          {"undo", set.history.empty() ? Json() : Json(set.history.back().first)},
           {"selection",
            {{"trackIndex", track < trackCount ? Json(track) : Json()},
             {"clipIndex", set.song["selectedClip"]},
@@ -186,13 +199,12 @@ Json context(LiveSet& set, const Json& body) {
 }
 
 Json deviceParameters(LiveSet& set, const Json& body) {
-  const Json& track = trackIn(set, body);
-  const Json& device = track["devices"][indexIn(body, "deviceIndex", track["devices"].size(),
-                                                "devices on this track")];
+  Json& track = trackIn(set, body);
+  Json& device = elementIn(track["devices"], body, "deviceIndex");
   Json parameters = device["parameters"];
   for (std::size_t i = 0; i < parameters.size(); ++i) {
     const Json& value = parameters[i]["value"];
-    parameters[i]["display"] = shortNumber(value) + " " + parameters[i]["unit"].get<std::string>();
+    parameters[i]["display"] = shown(value) + " " + parameters[i]["unit"].get<std::string>();
     parameters[i]["index"] = i;
   }
   return {{"track", track["name"]}, {"device", device["name"]}, {"parameters", parameters}};

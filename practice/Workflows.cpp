@@ -1,12 +1,12 @@
 #include "practice/Handlers.h"
-#include "practice/Request.h"
-#include "practice/Roles.h"
+#include "practice/Refusal.h"
+#include "practice/Song.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <map>
+#include <string>
 
 namespace brindlevane::practice {
 namespace {
@@ -36,15 +36,15 @@ constexpr std::array kSections = {
 // Appends a block to each track whose role is among the layers; returns how many got one.
 std::size_t appendBlock(Json& tracks, const Json& before, std::size_t block, double startTime,
                         std::string_view layers) {
-  const std::vector<std::string> roles = wordsOf(layers);
   std::size_t count = 0;
   for (std::size_t i = 0; i < before.size(); ++i) {
     const Json& sources = before[i]["clips"];
-    if (sources.empty() || std::ranges::count(roles, roleOfTrack(before[i]).name) == 0) {
+    const Role* const role = roleNamed(before[i]["role"].get_ref<const std::string&>());
+    if (sources.empty() || role == nullptr || layers.find(role->family) == layers.npos) {
       continue;
     }
     Json clip = sources[block % sources.size()];
-    clip.update({{"view", "arrangement"}, {"startTime", startTime}, {"length", kBlockBeats}});
+    clip.update({{"startTime", startTime}, {"length", kBlockBeats}});
     tracks[i]["clips"].push_back(clip);
     ++count;
   }
@@ -58,26 +58,31 @@ Json organizeTracks(LiveSet& set, const Json& /*body*/) {
   std::map<std::string_view, int> seen;
   std::size_t number = 0;
   for (Json& track : set.song["tracks"]) {
-    const Role& role = roleOfTrack(track);
-    std::array<char, 8> prefix{};
-    std::snprintf(prefix.data(), prefix.size(), "%02zu ", ++number % 1000);
-    std::string name = prefix.data() + std::string(role.label);
-    if (const int count = ++seen[role.label]; count > 1) {
-      name += ' ';
-      name += std::to_string(count);
+    ++number;
+    const Role* const role = roleNamed(track["role"].get_ref<const std::string&>());
+    if (role == nullptr) {
+      continue;
     }
-    changes.push_back({{"trackIndex", number - 1},
-                       {"before", track["name"]},
-                       {"name", name},
-                       {"role", role.name},
-                       {"color", role.color}});
-    track["name"] = name;
-    track["color"] = role.color;
-    for (Json& clip : track["clips"]) {
-      clip["color"] = role.color;
+    std::string name = number < 10 ? "0" : "";
+    name.append(std::to_string(number)).append(" ").append(role->label);
+    if (const int count = ++seen[role->label]; count > 1) {
+      name.append(" ").append(std::to_string(count));
+    }
+    Json after = track;
+    after.update({{"name", name}, {"color", role->color}});
+    for (Json& clip : after["clips"]) {
+      clip["color"] = role->color;
+    }
+    if (after != track) {
+      changes.push_back({{"trackIndex", number - 1},
+                         {"before", track["name"]},
+                         {"name", name},
+                         {"color", role->color}});
+      track = std::move(after);
     }
   }
-  return {{"changes", changes}};
+  const std::string count = std::to_string(changes.size());
+  return {{"changes", changes}, {"action", "names and colours of " + count + " tracks"}};
 }
 
 Json buildArrangement(LiveSet& set, const Json& /*body*/) {
@@ -101,10 +106,12 @@ Json buildArrangement(LiveSet& set, const Json& /*body*/) {
   if (clips == 0) {
     throw Refusal(409, "NOTHING_TO_ARRANGE", "No track holds a clip to build an arrangement from.");
   }
-  return {{"startTime", start},
-          {"bars", block * kBlockBars},
-          {"clipsAdded", clips},
-          {"sections", sections}};
+  return {
+      {"startTime", start},
+      {"bars", block * kBlockBars},
+      {"clipsAdded", clips},
+      {"sections", sections},
+      {"action", "arrangement of " + std::to_string(clips) + " clips from beat " + shown(start)}};
 }
 
 }  // namespace brindlevane::practice

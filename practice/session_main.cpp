@@ -1,7 +1,8 @@
-#include "practice/Folders.h"
-#include "practice/McpClient.h"
+#include "practice/BridgeFile.h"
+#include "practice/FilePages.h"
 #include "practice/PracticeBridge.h"
 #include "practice/Session.h"
+#include "support/TemporaryFolder.h"
 
 #include <csignal>
 #include <exception>
@@ -12,6 +13,7 @@
 
 namespace {
 
+using namespace brindlevane;
 using namespace brindlevane::practice;
 
 constexpr const char* kUsage =
@@ -30,15 +32,16 @@ void cleanUpOnSignals() {
 }
 
 bool run(const std::filesystem::path& server, const std::vector<std::string>& files) {
-  const PrivateFolder home;
-  const RunningBridge bridge(files);
+  Page page = Page::ofStandardOutput();
+  if (!files.empty()) {
+    return printFiles(server, files, page, std::cerr) == 0;
+  }
+  const TemporaryFolder home;
+  const RunningBridge bridge;
   const BridgeFile file(supportFolderIn(home.path()), bridge.port(), bridge.token());
   McpClient client(server, home.path());
-  if (files.empty()) {
-    playSession(client, std::cout);
-    return true;
-  }
-  return listenToFiles(client, files, std::cout) == 0;
+  playSession(client, page);
+  return true;
 }
 
 }  // namespace
@@ -52,8 +55,13 @@ int main(int argc, char** argv) {
     server = arguments[1];
     arguments.erase(arguments.begin(), arguments.begin() + 2);
   }
+  if (!arguments.empty() && arguments[0] == "--help") {
+    std::cout << kUsage;
+    return 0;
+  }
   if (!arguments.empty() && arguments[0].starts_with("--")) {
-    std::cerr << kUsage;
+    std::cerr << "practice-session: there is no option " << printable(arguments[0]) << ".\n\n"
+              << kUsage;
     return 2;
   }
   cleanUpOnSignals();

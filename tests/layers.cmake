@@ -13,11 +13,11 @@ set(layers
   "src/bridge|platform contract tools"
   "src/workflows|platform contract key listening tools bridge"
   "src/server|platform contract listening tools bridge workflows"
-  "practice|platform contract")
+  "support|"
+  "practice|platform contract bridge support")
 set(third_party "boost/|seccomp|utf8proc|sndfile|libav|libswresample|nlohmann/")
-# The shared vocabulary, what the files of a decoder's module share, and the practice bridge's own
-# listener.
-set(may_use_third_party "src/platform/(sound/)?[A-Za-z]+\\.cpp|src/platform/(Json|sound/AvioSource|sound/FfmpegHandles|sound/SndfileHandle)\\.h|practice/Listener\\.(h|cpp)")
+# The shared vocabulary, what the files of a decoder's module share, and the server of support.
+set(may_use_third_party "src/platform/(sound/)?[A-Za-z]+\\.cpp|src/platform/(Json|sound/AvioSource|sound/FfmpegHandles|sound/SndfileHandle)\\.h|support/LoopbackServer\\.cpp")
 
 set(faults 0)
 foreach(layer IN LISTS layers)

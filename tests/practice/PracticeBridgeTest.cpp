@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <tuple>
@@ -84,19 +85,19 @@ TEST_F(PracticeBridgeTest, EachWriteNeedsApprovalAndTheRevisionOfNowAndIsTakenBa
 }
 
 TEST_F(PracticeBridgeTest, RefusesWhatIsNotThereAndLeavesTheSetAsItWas) {
-  const Json note = {{"pitch", 36}, {"startTime", 0}, {"duration", 0}};
+  const Json note = {{"pitch", 36.5}, {"startTime", 0}, {"duration", 1}};
   const std::vector<std::tuple<std::string, Json, std::string>> cases = {
       {"/v1/tracks/rename", {{"trackIndex", 12}, {"name", "x"}}, "INVALID_INDEX"},
       {"/v1/tracks/create", {{"kind", "midi"}, {"index", 13}}, "INVALID_INDEX"},
       {"/v1/tracks/send", {{"trackIndex", 0}, {"sendIndex", 2}, {"displayDb", 0}}, "INVALID_INDEX"},
       {"/v1/devices/parameters",
        {{"trackIndex", 4}, {"deviceIndex", 0}, {"parameterIndex", 0}, {"value", 19.9}},
-       "INVALID_ARGUMENT"},
+       "OUT_OF_RANGE"},
       {"/v1/clips/midi", {{"trackIndex", 2}, {"startTime", 64}, {"length", 4}}, "NOT_A_MIDI_TRACK"},
       {"/v1/clips/midi", {{"trackIndex", 0}, {"startTime", 63}, {"length", 4}}, "POSITION_TAKEN"},
       {"/v1/clips/midi",
        {{"trackIndex", 0}, {"startTime", 64}, {"length", 4}, {"notes", {note}}},
-       "INVALID_ARGUMENT"},
+       "INVALID_PITCH"},
       {"/v1/clips/midi/replace", {{"trackIndex", 1}, {"notes", {note}}}, "CLIP_NOT_SELECTED"},
       {"/v1/samples/import",
        {{"sampleId", std::string(24, '0')}, {"startTime", 0}},
@@ -129,29 +130,69 @@ TEST_F(PracticeBridgeTest, TheSelectedTrackDecidesWhatTheKeySourceIs) {
   EXPECT_EQ(sourceOf(11)["error"]["code"], "NO_CLIP_SELECTED");
 }
 
-TEST_F(PracticeBridgeTest, ACaptureIsRenderedInPartsAsIfAtOnce) {
+TEST_F(PracticeBridgeTest, UndoNamesWhatItTakesBackAndWhatChangesNothingIsNoStep) {
+  const std::string volume = "/v1/tracks/volume";
+  (void)post(volume, approved({{"trackIndex", 5}, {"displayDb", -3.5}}));
+  const std::string action = "volume of \"Sub\" from -7 dB to -3.5 dB";
+  EXPECT_EQ(get("/v1/context")["undo"], action);
+  const std::int64_t revision = bridge.set().revision;
+  EXPECT_EQ(post(volume, approved({{"trackIndex", 5}, {"displayDb", -3.5}}))["revision"], revision);
+  EXPECT_EQ(post("/v1/workflows/organize", approved())["changes"].size(), 12U);
+  EXPECT_TRUE(post("/v1/workflows/organize", approved())["changes"].empty());
+  EXPECT_EQ(post("/v1/undo", Json::object())["undone"], "names and colours of 12 tracks");
+  EXPECT_EQ(post("/v1/undo", Json::object())["undone"], action);
+  EXPECT_EQ(get("/v1/context")["undo"], Json());
+}
+
+TEST_F(PracticeBridgeTest, MetersShowWhatSounds) {
+  const auto peakOf = [this](const char* kind, std::size_t index) {
+    const Json meters = get("/v1/context")["meters"][kind];
+    return (meters.is_array() ? meters[index] : meters)["peakDb"].get<double>();
+  };
+  (void)post("/v1/tracks/create", approved({{"kind", "midi"}, {"name", "Keys"}}));
+  const Json note = {{"pitch", 60}, {"startTime", 0}, {"duration", 64}};
+  (void)post("/v1/clips/midi",
+             approved({{"trackIndex", 12}, {"startTime", 0}, {"length", 64}, {"notes", {note}}}));
+  EXPECT_EQ(peakOf("master", 0), -70);
+  (void)post("/v1/transport/play", Json::object());
+  EXPECT_GT(peakOf("tracks", 0), -20);
+  EXPECT_EQ(peakOf("tracks", 12), -70) << "no instrument";
+  EXPECT_GT(peakOf("returns", 0), -60);
+  EXPECT_GT(peakOf("master", 0), -20);
+  for (int track = 0; track < 12; ++track) {
+    (void)post("/v1/tracks/send",
+               approved({{"trackIndex", track}, {"sendIndex", 0}, {"displayDb", -70}}));
+  }
+  EXPECT_LT(peakOf("returns", 0), -60);
+  (void)post("/v1/tracks/state",
+             approved({{"trackIndex", 11}, {"field", "solo"}, {"enabled", true}}));
+  EXPECT_EQ(peakOf("tracks", 0), -70);
+}
+
+TEST_F(PracticeBridgeTest, ACaptureTakesATwentiethOfItsTime) {
   (void)post("/v1/tempo", approved({{"tempo", 240}}));
   (void)post("/v1/transport/play", Json::object());
-  const Json wanted = {{"bars", 2}, {"startTime", 6.5}};
+  const Json wanted = {{"bars", 4}, {"startTime", 6.5}};
   EXPECT_EQ(refusalOf("/v1/master-capture/start", approved(wanted)), "TRANSPORT_RUNNING");
   (void)post("/v1/transport/stop", Json::object());
+  const auto start = std::chrono::steady_clock::now();
   const Json job = {{"jobId", post("/v1/master-capture/start", approved(wanted))["jobId"]}};
   EXPECT_EQ(get("/v1/context")["projectAnalysis"]["tracks"].size(), 13U);
-  std::vector<double> progress;
   Json status = post("/v1/master-capture/status", job);
-  for (; status["status"] == "running"; status = post("/v1/master-capture/status", job)) {
-    progress.push_back(status["progress"]);
+  for (double progress = 0; status["status"] == "running";) {
+    EXPECT_GE(status["progress"], progress);
+    progress = status["progress"];
+    status = post("/v1/master-capture/status", job);
   }
-  EXPECT_EQ(status["status"], "ready");
-  ASSERT_EQ(progress.size(), 2U);
-  EXPECT_NEAR(progress[1], 2 / 3.0, 1e-4);
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(taken.count(), 0.2);
+  EXPECT_LT(taken.count(), 5);
   const std::string file = status["filePath"];
   const LiveSet& set = bridge.set();
-  EXPECT_EQ(std::filesystem::file_size(file), 44U + 2 * kSampleRate * 4);
   const Stereo* sound = set.audio.find(file);
   ASSERT_NE(sound, nullptr);
   EXPECT_EQ(*sound,
-            renderMaster(set.song["tracks"], set.audio, 240, 6.5, std::size_t{2} * kSampleRate));
+            renderMaster(set.song["tracks"], set.audio, 240, 6.5, std::size_t{4} * kSampleRate));
   Json cleanup = job;
   cleanup["confirm"] = true;
   EXPECT_EQ(post("/v1/master-capture/cleanup", cleanup)["temporaryTrackRemoved"], true);
