@@ -3,7 +3,11 @@ cmake_minimum_required(VERSION 3.25)
 # The folder, then the folders that it may include besides itself.
 set(layers
   "src/platform|"
+  "src/platform/posix|platform"
+  "src/platform/windows|platform"
   "src/platform/sound|platform"
+  "src/platform/sound/posix|platform platform/sound"
+  "src/platform/sound/windows|platform platform/sound platform/windows"
   "src/contract|platform"
   "src/key|platform contract"
   "src/audio|platform platform/sound contract key"
@@ -17,7 +21,7 @@ set(layers
   "practice|platform contract bridge support")
 set(third_party "boost/|seccomp|utf8proc|sndfile|libav|libswresample|nlohmann/")
 # The shared vocabulary, what the files of a decoder's module share, and the server of support.
-set(may_use_third_party "src/platform/(sound/)?[A-Za-z]+\\.cpp|src/platform/(Json|sound/AvioSource|sound/FfmpegHandles|sound/SndfileHandle)\\.h|support/LoopbackServer\\.cpp")
+set(may_use_third_party "src/platform/(sound/)?(posix/)?[A-Za-z]+\\.cpp|src/platform/(Json|sound/AvioSource|sound/FfmpegHandles|sound/SndfileHandle)\\.h|support/LoopbackServer\\.cpp")
 
 set(faults 0)
 foreach(layer IN LISTS layers)

@@ -1,6 +1,7 @@
 #include "bridge/BridgeAccess.h"
 
 #include "platform/Files.h"
+#include "platform/Folders.h"
 
 namespace brindlevane {
 namespace {
@@ -13,7 +14,7 @@ std::optional<std::string> readInstalledConfiguration() {
   if (!folder) {
     return std::nullopt;
   }
-  auto text = readRegularFile(*folder / "Brindlevane" / "bridge.json", kLongestConfiguration + 1);
+  auto text = readRegularFile(*folder + "/Brindlevane/bridge.json", kLongestConfiguration + 1);
   return text && text->size() > kLongestConfiguration ? "" : text;
 }
 

@@ -1,9 +1,8 @@
 #include "listening/InstalledListener.h"
 
 #include "platform/ChildProcess.h"
-
-#include <filesystem>
-#include <system_error>
+#include "platform/FileAttributes.h"
+#include "platform/Folders.h"
 
 namespace brindlevane {
 namespace {
@@ -15,9 +14,9 @@ constexpr std::size_t kLongestAnswer = std::size_t{1} << 20U;
 /// The listener lies in ../lib/brindlevane when installed, beside this program when built.
 std::string installedProgram() {
   const std::string folder = programFolder();
-  const std::string installed = folder + "../lib/brindlevane/" + kProgram;
-  std::error_code ignored;
-  return std::filesystem::exists(installed, ignored) ? installed : folder + kProgram;
+  const std::string program = std::string(kProgram) + kProgramSuffix;
+  const std::string installed = folder + "../lib/brindlevane/" + program;
+  return fileAttributes(installed) ? installed : folder + program;
 }
 
 }  // namespace

@@ -8,14 +8,12 @@
 
 namespace brindlevane {
 
-/// The folder of the running program; empty where the system does not tell.
-[[nodiscard]] std::string programFolder();
-
 /// Runs a program to its end and gives what it prints.
 ///
-/// The program gets no argument, no environment and no descriptor but its three streams, of which
-/// the third is this process's own. SIGPIPE must be ignored.
+/// The program gets no argument, no environment but what the system's own libraries need, and no
+/// descriptor but its streams. It ends with this process, at the latest. SIGPIPE must be ignored.
 ///
+/// @param program    its whole path
 /// @param input      what the program gets to read
 /// @param longest    most bytes that it may print
 /// @param timeLimit  how long it may take

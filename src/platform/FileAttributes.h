@@ -16,7 +16,7 @@ struct FileAttributes {
 [[nodiscard]] std::optional<FileAttributes> fileAttributes(const std::string& path);
 
 /// Makes a path absolute and takes out empty, "." and ".." components, without asking the file
-/// system what they mean.
+/// system what they mean. On Windows it also turns slashes into backslashes.
 [[nodiscard]] std::string standardizedPath(const std::string& path);
 
 }  // namespace brindlevane

@@ -9,7 +9,7 @@ namespace brindlevane {
 /// A regular file, open for reading until the object goes.
 class RegularFile {
  public:
-  /// Opens a file for reading, without ever waiting for one.
+  /// Opens a file for reading, without ever waiting for one. Paths are UTF-8 on Windows.
   ///
   /// @return nothing when the file cannot be opened or is a directory, a device, a pipe or a
   ///     socket, and when the path holds a NUL byte
@@ -18,8 +18,6 @@ class RegularFile {
   RegularFile(RegularFile&& other) noexcept;
   RegularFile& operator=(RegularFile&& other) = delete;
   ~RegularFile();
-
-  [[nodiscard]] int descriptor() const { return descriptor_; }
 
   /// Bytes, when the file was opened.
   [[nodiscard]] std::int64_t size() const { return size_; }
@@ -36,9 +34,9 @@ class RegularFile {
   [[nodiscard]] bool hasFailed() const { return hasFailed_; }
 
  private:
-  RegularFile(int descriptor, std::int64_t size) : descriptor_(descriptor), size_(size) {}
+  RegularFile(std::intptr_t handle, std::int64_t size) : handle_(handle), size_(size) {}
 
-  int descriptor_;
+  std::intptr_t handle_;  // the system's; negative when it has passed to another object
   std::int64_t size_;
   mutable bool hasFailed_ = false;
 };

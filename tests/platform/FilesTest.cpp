@@ -1,4 +1,5 @@
 #include "platform/Files.h"
+#include "platform/Folders.h"
 #include "platform/RegularFile.h"
 #include "support/TemporaryFolder.h"
 
@@ -39,7 +40,7 @@ TEST(Files, AFileIsReadUpToALimit) {
   const TemporaryFolder folder;
   for (const std::size_t length : std::vector<std::size_t>{0, 1, 4095, 4096, 4097, 10000}) {
     const std::string bytes = differing(length);
-    const auto file = folder.write("file", bytes);
+    const std::string file = folder.write("file", bytes).string();
     for (const std::size_t longest : {length / 2, length - 1, length, length + 1, length * 2}) {
       EXPECT_EQ(readRegularFile(file, longest), bytes.substr(0, longest)) << length << longest;
     }
@@ -58,10 +59,10 @@ TEST(Files, WhatIsNoRegularFileIsNeitherReadNorHeldOpen) {
        {pipe, folder.path(), folder.path() / "nothing", folder.path() / "dead",
         std::filesystem::path("/dev/null"), file / "below",
         std::filesystem::path(file.string() + '\0'), std::filesystem::path()}) {
-    EXPECT_FALSE(readRegularFile(path, 100)) << path;
+    EXPECT_FALSE(readRegularFile(path.string(), 100)) << path;
     EXPECT_EQ(lowestFreeDescriptor(), free) << path;
   }
-  EXPECT_EQ(readRegularFile(folder.path() / "link", 100), "bytes");
+  EXPECT_EQ(readRegularFile(folder.file("link"), 100), "bytes");
   EXPECT_EQ(lowestFreeDescriptor(), free);
 }
 
@@ -71,7 +72,6 @@ TEST(Files, ADescriptorHasOneOwner) {
   const int first = lowestFreeDescriptor();
   {
     const RegularFile owner = RegularFile(*RegularFile::open(path));
-    EXPECT_EQ(owner.descriptor(), first);
     EXPECT_NE(fcntl(first, F_GETFD) & FD_CLOEXEC, 0);
   }
   EXPECT_FALSE(isOpen(first));
@@ -79,7 +79,10 @@ TEST(Files, ADescriptorHasOneOwner) {
   // Without a standard input a file gets its descriptor.
   const int input = dup(STDIN_FILENO);
   close(STDIN_FILENO);
-  EXPECT_EQ(RegularFile::open(path)->descriptor(), STDIN_FILENO);
+  {
+    const auto owner = RegularFile::open(path);
+    EXPECT_TRUE(isOpen(STDIN_FILENO));
+  }
   EXPECT_FALSE(isOpen(STDIN_FILENO));
   dup2(input, STDIN_FILENO);
   close(input);

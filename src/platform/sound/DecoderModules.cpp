@@ -1,8 +1,7 @@
 #include "platform/sound/DecoderModules.h"
 
-#include "platform/ChildProcess.h"
-
-#include <dlfcn.h>
+#include "platform/Folders.h"
+#include "platform/sound/DynamicLibrary.h"
 
 #include <string>
 
@@ -10,11 +9,9 @@ namespace brindlevane {
 namespace {
 
 // The entry point of a module, which stays loaded; null when it cannot be loaded.
-OpenAudioDecoder entryPoint(const char* module) {
-  void* const library = ::dlopen((programFolder() + module).c_str(), RTLD_NOW | RTLD_LOCAL);
-  return library == nullptr
-             ? nullptr
-             : reinterpret_cast<OpenAudioDecoder>(::dlsym(library, kOpenAudioDecoderSymbol));
+OpenAudioDecoder entryPoint(const std::string& module) {
+  return reinterpret_cast<OpenAudioDecoder>(
+      loadedSymbol(programFolder() + module + kModuleSuffix, kOpenAudioDecoderSymbol));
 }
 
 }  // namespace
@@ -22,7 +19,7 @@ OpenAudioDecoder entryPoint(const char* module) {
 std::unique_ptr<AudioDecoder> openAudioDecoder(const RegularFile& file) {
   // In the order in which they are tried. The second reads most of what is the first one's, but not
   // to the same sample.
-  for (const char* const module : {"brindlevane_sndfile.so", "brindlevane_ffmpeg.so"}) {
+  for (const char* const module : {"brindlevane_sndfile", "brindlevane_ffmpeg"}) {
     const OpenAudioDecoder open = entryPoint(module);
     std::unique_ptr<AudioDecoder> decoder(open == nullptr ? nullptr : open(file));
     if (open == nullptr || file.hasFailed()) {

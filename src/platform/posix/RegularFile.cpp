@@ -29,20 +29,18 @@ std::optional<RegularFile> RegularFile::open(const std::string& path) {
 }
 
 RegularFile::RegularFile(RegularFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)),
-      size_(other.size_),
-      hasFailed_(other.hasFailed_) {}
+    : handle_(std::exchange(other.handle_, -1)), size_(other.size_), hasFailed_(other.hasFailed_) {}
 
 RegularFile::~RegularFile() {
-  if (descriptor_ >= 0) {
-    ::close(descriptor_);
+  if (handle_ >= 0) {
+    ::close(static_cast<int>(handle_));
   }
 }
 
 std::int64_t RegularFile::read(void* bytes, std::int64_t count, std::int64_t offset) const {
   std::int64_t done = 0;
   while (done < count && !hasFailed_) {
-    const ssize_t got = ::pread(descriptor_, static_cast<char*>(bytes) + done,
+    const ssize_t got = ::pread(static_cast<int>(handle_), static_cast<char*>(bytes) + done,
                                 static_cast<std::size_t>(count - done), offset + done);
     if (got == 0) {
       break;

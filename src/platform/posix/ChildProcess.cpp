@@ -10,13 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
-#include <system_error>
 #include <utility>
-
-#ifdef __APPLE__
-#include <mach-o/dyld.h>
-#endif
 
 namespace brindlevane {
 namespace {
@@ -155,21 +149,6 @@ std::optional<std::string> exchanged(PipeEnd input, const PipeEnd& output, std::
 }
 
 }  // namespace
-
-std::string programFolder() {
-  std::error_code ignored;
-#ifdef __APPLE__
-  std::string path(4096, '\0');
-  auto size = static_cast<std::uint32_t>(path.size());
-  const std::string program = _NSGetExecutablePath(path.data(), &size) == 0
-                                  ? std::filesystem::canonical(path.c_str(), ignored).string()
-                                  : std::string();
-#else
-  const std::string program = std::filesystem::read_symlink("/proc/self/exe", ignored).string();
-#endif
-  // As text, for a path of libstdc++ that runs out of memory while it is changed crashes.
-  return program.substr(0, program.rfind('/') + 1);
-}
 
 std::optional<std::string> outputOf(const std::string& program, std::string_view input,
                                     std::size_t longest, std::chrono::milliseconds timeLimit) {

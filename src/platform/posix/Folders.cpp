@@ -1,0 +1,73 @@
+#include "platform/Folders.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
+
+namespace brindlevane {
+
+const char* const kProgramSuffix = "";
+
+namespace {
+
+std::optional<std::string> absoluteFromEnvironment(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr || *value != '/') {
+    return std::nullopt;
+  }
+  return value;
+}
+
+std::optional<std::string> homeFolder() {
+  if (auto home = absoluteFromEnvironment("HOME")) {
+    return home;
+  }
+  std::array<char, 16384> strings{};
+  passwd entry{};
+  passwd* found = nullptr;
+  if (getpwuid_r(getuid(), &entry, strings.data(), strings.size(), &found) != 0 ||
+      found == nullptr || found->pw_dir == nullptr || *found->pw_dir == '\0') {
+    return std::nullopt;
+  }
+  return found->pw_dir;
+}
+
+}  // namespace
+
+std::optional<std::string> applicationSupportFolder() {
+#ifdef __APPLE__
+  const auto home = homeFolder();
+  return home ? std::optional(*home + "/Library/Application Support") : std::nullopt;
+#else
+  if (auto dataHome = absoluteFromEnvironment("XDG_DATA_HOME")) {
+    return dataHome;
+  }
+  const auto home = homeFolder();
+  return home ? std::optional(*home + "/.local/share") : std::nullopt;
+#endif
+}
+
+std::string programFolder() {
+  std::error_code ignored;
+#ifdef __APPLE__
+  std::string path(4096, '\0');
+  auto size = static_cast<std::uint32_t>(path.size());
+  const std::string program = _NSGetExecutablePath(path.data(), &size) == 0
+                                  ? std::filesystem::canonical(path.c_str(), ignored).string()
+                                  : std::string();
+#else
+  const std::string program = std::filesystem::read_symlink("/proc/self/exe", ignored).string();
+#endif
+  // As text, for a path of libstdc++ that runs out of memory while it is changed crashes.
+  return program.substr(0, program.rfind('/') + 1);
+}
+
+}  // namespace brindlevane
