@@ -17,9 +17,8 @@ namespace brindlevane {
 /// @param input      what the program gets to read
 /// @param longest    most bytes that it may print
 /// @param timeLimit  how long it may take
-/// @return nothing when the program cannot be started, prints more, takes longer, or ends in
-/// another
-///     way than with status 0
+/// @return nothing when the program cannot be started, prints more, takes longer, or ends in any
+///     other way than with status 0
 [[nodiscard]] std::optional<std::string> outputOf(const std::string& program,
                                                   std::string_view input, std::size_t longest,
                                                   std::chrono::milliseconds timeLimit);

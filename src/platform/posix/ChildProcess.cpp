@@ -1,5 +1,6 @@
 #include "platform/ChildProcess.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -10,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <utility>
 
 namespace brindlevane {
@@ -80,14 +82,36 @@ class Child {
   pid_t process_;
 };
 
+/// Keeps from other programs what this process was itself started with besides its streams.
+void keepDescriptors() {
+  const auto keep = [](int descriptor) {
+    if (descriptor > STDERR_FILENO) {
+      fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    }
+  };
+  if (DIR* const open = opendir("/dev/fd")) {
+    while (const dirent* const entry = readdir(open)) {
+      keep(std::atoi(entry->d_name));
+    }
+    closedir(open);
+  } else {
+    // Nothing lists them where /proc is not mounted; most programs may have no more than these.
+    constexpr int kUsualLimit = 1024;
+    for (int descriptor = 0; descriptor < kUsualLimit; ++descriptor) {
+      keep(descriptor);
+    }
+  }
+}
+
 /// @param input, output  what become the program's streams
 /// @return nothing when it cannot be started
 std::optional<pid_t> started(std::string program, int input, int output) {
+  keepDescriptors();
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
   // Without any of these the program would read this process's own input.
-  bool isReady = posix_spawn_file_actions_adddup2(&files, input, STDIN_FILENO) == 0 &&
-                 posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO) == 0;
+  const bool isReady = posix_spawn_file_actions_adddup2(&files, input, STDIN_FILENO) == 0 &&
+                       posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO) == 0;
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t signals;
@@ -95,14 +119,7 @@ std::optional<pid_t> started(std::string program, int input, int output) {
   posix_spawnattr_setsigmask(&attributes, &signals);
   sigaddset(&signals, SIGPIPE);
   posix_spawnattr_setsigdefault(&attributes, &signals);
-  short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
-  // What this process was itself started with may be open besides its own.
-#ifdef POSIX_SPAWN_CLOEXEC_DEFAULT
-  flags |= POSIX_SPAWN_CLOEXEC_DEFAULT;
-#elif defined(__GLIBC__)
-  isReady = isReady && posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1) == 0;
-#endif
-  posix_spawnattr_setflags(&attributes, flags);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   std::array<char*, 2> arguments = {program.data(), nullptr};
   std::array<char*, 1> environment = {nullptr};
   pid_t process = 0;

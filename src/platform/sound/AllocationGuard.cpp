@@ -10,11 +10,21 @@
 #include <cstddef>
 #include <cstdlib>
 
+// What glibc's own calloc is called as well.
+extern "C" void* __libc_calloc(std::size_t count,
+                               std::size_t size);  // NOLINT(bugprone-reserved-identifier)
+
 namespace {
 
 template <typename Function>
 Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+// Looking for a name may itself call calloc.
+void* (*nextCalloc)(std::size_t, std::size_t) = __libc_calloc;
+__attribute__((constructor)) void lookForCalloc() {
+  nextCalloc = next<void*(std::size_t, std::size_t)>("calloc");
 }
 
 void* orEnd(void* memory) {
@@ -34,8 +44,7 @@ void* malloc(std::size_t size) {
 }
 
 void* calloc(std::size_t count, std::size_t size) {
-  static auto* const kNext = next<void*(std::size_t, std::size_t)>("calloc");
-  return orEnd(kNext(count, size));
+  return orEnd(nextCalloc(count, size));
 }
 
 void* realloc(void* memory, std::size_t size) {
