@@ -1,9 +1,8 @@
 #pragma once
 
-#include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 #include <system_error>
 
@@ -13,12 +12,13 @@ namespace brindlevane {
 class TemporaryFolder {
  public:
   /// @throws std::system_error  it cannot be made
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "brindlevane-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), name);
+  TemporaryFolder()
+      : path_(std::filesystem::temp_directory_path() /
+              ("brindlevane-" + std::to_string(std::random_device()()))) {
+    if (!std::filesystem::create_directory(path_)) {
+      throw std::system_error(std::make_error_code(std::errc::file_exists), path_.string());
     }
-    path_ = name;
+    std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
