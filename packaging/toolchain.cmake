@@ -1,0 +1,30 @@
+# Compilers and libraries for BRINDLEVANE_TARGET, which packaging/libraries has prepared.
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES BRINDLEVANE_TARGET)
+set(libraries ${CMAKE_CURRENT_LIST_DIR}/../build/libraries/${BRINDLEVANE_TARGET})
+cmake_path(NORMAL_PATH libraries)
+
+string(REGEX MATCH "^([a-z]+)-(.+)$" unused "${BRINDLEVANE_TARGET}")
+set(CMAKE_SYSTEM_PROCESSOR ${CMAKE_MATCH_2})
+if(CMAKE_MATCH_1 STREQUAL "linux")
+  set(CMAKE_SYSTEM_NAME Linux)
+elseif(CMAKE_MATCH_1 STREQUAL "macos")
+  set(CMAKE_SYSTEM_NAME Darwin)
+else()
+  set(CMAKE_SYSTEM_NAME Windows)
+  set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/wine)
+  # What the static libraries take, and pkg-config does not tell.
+  set(CMAKE_C_STANDARD_LIBRARIES "-lshlwapi -lssp")
+endif()
+
+set(CMAKE_C_COMPILER ${libraries}/bin/brindlevane-cc)
+set(CMAKE_CXX_COMPILER ${libraries}/bin/brindlevane-c++)
+set(CMAKE_AR ${libraries}/bin/brindlevane-ar CACHE FILEPATH "")
+set(CMAKE_RANLIB ${libraries}/bin/brindlevane-ranlib CACHE FILEPATH "")
+
+set(CMAKE_FIND_ROOT_PATH ${libraries} ${libraries}/../../sources/headers)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(ENV{PKG_CONFIG_LIBDIR} ${libraries}/lib/pkgconfig)
