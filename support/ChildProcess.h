@@ -1,6 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
+#include "support/Program.h"
 
 #include <string>
 #include <string_view>
@@ -14,15 +14,15 @@ class ChildProcess {
  public:
   /// @param command      the program, looked up in the path when it has no slash, and its arguments
   /// @param environment  "NAME=value", in place of this process's own of the same name
-  /// @param flags        of the program's ends of its input and output, O_NONBLOCK or 0
+  /// @param blocks       whether its ends of its input and output do; on Windows they always do
   /// @throws std::system_error  it cannot be started
-  explicit ChildProcess(std::vector<std::string> command,
-                        const std::vector<std::string>& environment = {}, int flags = 0);
+  explicit ChildProcess(const std::vector<std::string>& command,
+                        const std::vector<std::string>& environment = {}, bool blocks = true);
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  [[nodiscard]] pid_t number() const { return process_; }
+  [[nodiscard]] int number() const;
 
   /// Sends bytes as far as the program reads them.
   void send(std::string_view bytes) const;
@@ -42,19 +42,18 @@ class ChildProcess {
 
   void closeInput();
   void closeOutput();
-  void end(int signal) const;
 
-  /// Waits for the end: the exit status, or minus the number of the signal that ended it.
+  /// Asks it to end, as SIGTERM does, or kills it; Windows knows the latter only.
+  void end(bool isKilled) const;
+
+  /// Waits for the end: the exit status, -9 when it was killed, -15 when it ended as asked.
   int wait();
 
  private:
   [[nodiscard]] std::string_view block();
 
   std::string name_;
-  pid_t process_ = -1;
-  int input_ = -1;
-  int output_ = -1;
-  int error_ = -1;
+  Program program_;
   std::vector<char> block_;
   std::string pending_;
 };
