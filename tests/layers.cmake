@@ -18,6 +18,8 @@ set(layers
   "src/workflows|platform contract key listening tools bridge"
   "src/server|platform contract listening tools bridge workflows"
   "support|"
+  "support/posix|support"
+  "support/windows|support platform/windows"
   "practice|platform contract bridge support")
 set(third_party "boost/|seccomp|utf8proc|sndfile|libav|libswresample|nlohmann/")
 # The shared vocabulary, what the files of a decoder's module share, and the server of support.

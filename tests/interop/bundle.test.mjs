@@ -1,8 +1,8 @@
-// An installed bundle, unpacked as an assistant's application does it, heard through the official
-// client: every format decodes, or a library is missing, which nothing else would show.
+// A bundle, unpacked as an assistant's application does it, or an installed server, heard through the
+// official client: every format decodes, or a library is missing, which nothing else would show.
 //
-// Usage: node bundle.test.mjs BUNDLE ROOT [RUNNER...]   ROOT is the system's as the server sees it,
-//   RUNNER what starts programs in it, "chroot ROOT" or a Windows
+// Usage: node bundle.test.mjs BUNDLE|SERVER ROOT [RUNNER...]   ROOT is the system's as the server
+//   sees it, RUNNER what starts programs in it, "chroot ROOT" or a Windows
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { mkdirSync, mkdtempSync, readFileSync, rmSync, statSync, writeFileSync } from "node:fs";
@@ -16,6 +16,7 @@ import { StdioClientTransport } from "@modelcontextprotocol/sdk/client/stdio.js"
 
 const [bundle, root, ...runner] = process.argv.slice(2);
 const offered = JSON.parse(readFileSync(new URL("../data/offered.json", import.meta.url), "utf8"));
+const isBundle = bundle.endsWith(".mcpb");
 const forWindows = bundle.includes("windows");
 mkdirSync(join(root, "tmp"), { recursive: true });
 const folder = mkdtempSync(join(root, "tmp", "brindlevane bundle "));
@@ -48,11 +49,23 @@ const bridge = createServer((request, response) => {
 });
 
 const client = new Client({ name: "bundle", version: "1.0.0" });
-let manifest;
+let manifest = {
+  version: offered.initialize.serverInfo.version,
+  tools: offered.tools.map(({ name, description }) => ({ name, description })),
+};
 
-before(async () => {
+/** Where the server lies, as the runner sees it. */
+function program() {
+  if (!isBundle) {
+    return bundle;
+  }
   execFileSync("unzip", ["-q", bundle, "-d", unpacked]);
   manifest = JSON.parse(readFileSync(join(unpacked, "manifest.json"), "utf8"));
+  const path = manifest.server.mcp_config.command.replace("${__dirname}", unpacked);
+  return runner.length > 0 ? inside(path) : path;
+}
+
+before(async () => {
   await new Promise((resolve) => bridge.listen(0, "127.0.0.1", resolve));
   const data = supportFolder();
   mkdirSync(join(data, "Brindlevane"), { recursive: true });
@@ -60,8 +73,7 @@ before(async () => {
     bridgeUrl: `http://127.0.0.1:${bridge.address().port}`,
     authToken: token,
   }));
-  const program = manifest.server.mcp_config.command.replace("${__dirname}", unpacked);
-  const [command, ...args] = [...runner, runner.length > 0 ? inside(program) : program];
+  const [command, ...args] = [...runner, program()];
   const began = performance.now();
   await client.connect(new StdioClientTransport({
     command,
@@ -89,7 +101,7 @@ test("it is the version and has the tools that its manifest tells", async () => 
   assert.equal(manifest.tools.length, 28);
 });
 
-test("what is to be started may be", { skip: forWindows }, () => {
+test("what is to be started may be", { skip: forWindows || !isBundle }, () => {
   for (const name of ["bin/brindlevane", "lib/brindlevane/brindlevane-listener"]) {
     assert.equal(statSync(join(unpacked, "server", name)).mode & 0o777, 0o755, name);
   }
