@@ -9,7 +9,7 @@
 namespace brindlevane {
 namespace {
 
-constexpr std::size_t kBlock = std::size_t{1} << 20U;
+constexpr unsigned kBlock = 1U << 20U;
 constexpr int kSilenceMilliseconds = 60000;
 
 void closeOnce(int& descriptor) {
@@ -42,7 +42,8 @@ int ChildProcess::number() const {
 
 void ChildProcess::send(std::string_view bytes) const {
   while (!bytes.empty()) {
-    const auto count = write(program_.input, bytes.data(), std::min(bytes.size(), kBlock));
+    const auto count = write(program_.input, bytes.data(),
+                             static_cast<unsigned>(std::min<std::size_t>(bytes.size(), kBlock)));
     if (count < 0) {
       return;
     }
@@ -55,7 +56,7 @@ std::string_view ChildProcess::block() {
   if (!waitForOutput(program_.output, kSilenceMilliseconds)) {
     throw std::runtime_error(name_ + " does not answer");
   }
-  const auto count = read(program_.output, block_.data(), block_.size());
+  const auto count = read(program_.output, block_.data(), kBlock);
   return {block_.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
 }
 
@@ -96,7 +97,7 @@ std::string ChildProcess::restOfOutput() {
 std::string ChildProcess::restOfError() {
   std::string bytes;
   for (;;) {
-    const auto count = read(program_.error, block_.data(), block_.size());
+    const auto count = read(program_.error, block_.data(), kBlock);
     if (count <= 0) {
       return bytes;
     }
