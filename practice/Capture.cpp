@@ -46,6 +46,7 @@ Json startCapture(LiveSet& set, const Json& body) {
                  .tempo = set.song["tempo"],
                  .start = std::chrono::steady_clock::now(),
                  .filePath = {}};
+  ++set.revision;  // a temporary track has come
   return describe(*set.capture, 0);
 }
 
@@ -54,10 +55,12 @@ Json captureStatus(LiveSet& set, const Json& body) {
   const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - capture.start;
   const double progress = std::min(passed.count() * kTimesFaster / secondsOf(capture), 1.0);
   if (progress >= 1 && capture.filePath.empty()) {
-    const auto frames = static_cast<std::size_t>(std::llround(secondsOf(capture) * kSampleRate));
-    capture.filePath = set.audio.add(
-        capture.jobId,
-        renderMaster(set.song["tracks"], set.audio, capture.tempo, capture.startBeat, frames));
+    const Window window = {
+        .tempo = capture.tempo,
+        .startBeat = capture.startBeat,
+        .frames = static_cast<std::size_t>(std::llround(secondsOf(capture) * kSampleRate))};
+    capture.filePath =
+        set.audio.add(capture.jobId, renderMaster(set.song["tracks"], set.audio, window));
   }
   return describe(capture, progress);
 }
@@ -65,6 +68,7 @@ Json captureStatus(LiveSet& set, const Json& body) {
 Json endCapture(LiveSet& set, const Json& body) {
   set.audio.remove(captureIn(set, body).filePath);
   set.capture.reset();
+  ++set.revision;  // the temporary track has gone
   return {{"jobId", body["jobId"]}, {"temporaryTrackRemoved", true}};
 }
 

@@ -29,19 +29,22 @@ class AudioPool {
   std::map<std::string, Stereo> sounds_;
 };
 
-/// Renders what the tracks of a set play: MIDI clips of a track with an instrument, audio clips
-/// from the pool (another file is silent), faders, mutes and solos as they stand, looped clips
-/// repeated. Sends feed no effect.
-///
-/// @param tracks     array of the set's tracks
-/// @param tempo      beats per minute
-/// @param startBeat  Arrangement position of the window's first frame
-/// @param frames     length of the window
-[[nodiscard]] Stereo render(const Json& tracks, const AudioPool& pool, double tempo,
-                            double startBeat, std::size_t frames);
+/// A stretch of the Arrangement that is rendered.
+struct Window {
+  double tempo;        ///< beats per minute
+  double startBeat;    ///< of the first frame
+  std::size_t frames;  ///< length
+};
 
-/// The master: the rendered tracks through a limiter that keeps them within full scale.
-[[nodiscard]] Stereo renderMaster(const Json& tracks, const AudioPool& pool, double tempo,
-                                  double startBeat, std::size_t frames);
+/// Whether a track is among those that sound, as mutes and solos stand.
+[[nodiscard]] bool isHeard(const Json& track, const Json& tracks);
+
+/// Renders what a track plays behind its fader: MIDI clips when it has an instrument, audio clips
+/// from the pool (another file is silent), looped clips repeated.
+[[nodiscard]] Stereo renderTrack(const Json& track, const AudioPool& pool, const Window& window);
+
+/// The master: the tracks that are heard, through a limiter that keeps them within full scale.
+/// Sends feed no effect.
+[[nodiscard]] Stereo renderMaster(const Json& tracks, const AudioPool& pool, const Window& window);
 
 }  // namespace brindlevane::practice

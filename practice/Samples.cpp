@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 #include <sstream>
 
 namespace brindlevane::practice {
@@ -14,21 +15,19 @@ struct Sample {
   const char* name;
   const char* role;
   const char* pack;
-  std::string_view voice;
-  int pitch;  // of a one-shot; 0: a loop at 124 BPM
 };
 
 constexpr std::array kSamples = {
-    Sample{"Tight Tech Kick 01", "kick", "Harbour Club Drums", "kick", 30},
-    Sample{"Deep Round Kick 07", "kick", "Night Shift", "kick", 28},
-    Sample{"Tight Club Clap 02", "clap", "Harbour Club Drums", "clap", 39},
-    Sample{"Wide Room Clap", "clap", "Concrete Rooms", "clap", 39},
-    Sample{"Rim Snare Dry", "clap", "Night Shift", "clap", 38},
-    Sample{"Closed Hat Crisp 11", "hat", "Harbour Club Drums", "hat", 42},
-    Sample{"Shaker Groove 124", "percussion", "Island Percussion", "percussion", 0},
-    Sample{"Rolling Tech Bass Fsm 124", "bass", "Night Shift", "bass", 0},
-    Sample{"Dub Chord Stab Fsm", "chords", "Deep Harbour Keys", "chords", 54},
-    Sample{"Vox Chop Ooh Fs", "vocal", "Voices After Dark", "vocal", 66},
+    Sample{"Tight Tech Kick 01", "kick", "Harbour Club Drums"},
+    Sample{"Deep Round Kick 07", "kick", "Night Shift"},
+    Sample{"Tight Club Clap 02", "clap", "Harbour Club Drums"},
+    Sample{"Wide Room Clap", "clap", "Concrete Rooms"},
+    Sample{"Rim Snare Dry", "clap", "Night Shift"},
+    Sample{"Closed Hat Crisp 11", "hat", "Harbour Club Drums"},
+    Sample{"Shaker Groove 124", "percussion", "Island Percussion"},
+    Sample{"Rolling Tech Bass Fsm 124", "bass", "Night Shift"},
+    Sample{"Dub Chord Stab Fsm", "chords", "Deep Harbour Keys"},
+    Sample{"Vox Chop Ooh Fs", "vocal", "Voices After Dark"},
 };
 
 // The form of an id: 24 hexadecimal digits.
@@ -38,18 +37,6 @@ std::string idOf(const Sample& sample) {
   return id.data();
 }
 
-Stereo soundOf(const Sample& sample) {
-  if (sample.pitch == 0) {
-    return renderPhrase(sample.voice, 124, 0);
-  }
-  Stereo sound(static_cast<std::size_t>(kSampleRate) * 2);
-  addNote(
-      sound, sample.voice,
-      {.pitch = static_cast<double>(sample.pitch), .velocity = 1, .startFrame = 0, .seconds = 0.5},
-      1);
-  return sound;
-}
-
 std::string lowered(std::string text) {
   std::ranges::transform(text, text.begin(), [](char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -57,18 +44,14 @@ std::string lowered(std::string text) {
   return text;
 }
 
-// A word of the query counts 2 where the sample's name has it, 1 where its role or pack has it.
-int scoreOf(const Sample& sample, const std::string& query) {
-  const std::string name = lowered(sample.name);
-  const std::string others = lowered(std::string(sample.role) + " " + sample.pack);
-  int score = 0;
+// How many words of the query the sample's name, role and pack hold.
+std::ptrdiff_t scoreOf(const Sample& sample, const std::string& query) {
+  const std::string text =
+      lowered(std::string(sample.name) + " " + sample.role + " " + sample.pack);
   std::istringstream words(lowered(query));
-  for (std::string word; words >> word;) {
-    score += name.find(word) != std::string::npos     ? 2
-             : others.find(word) != std::string::npos ? 1
-                                                      : 0;
-  }
-  return score;
+  return std::count_if(
+      std::istream_iterator<std::string>(words), {},
+      [&text](const std::string& word) { return text.find(word) != std::string::npos; });
 }
 
 }  // namespace
@@ -78,13 +61,12 @@ Json searchSamples(LiveSet& /*set*/, const Json& body) {
   const std::string role = body.value("role", "any");
   Json found = Json::array();
   for (const Sample& sample : kSamples) {
-    const int score = scoreOf(sample, query);
+    const std::ptrdiff_t score = scoreOf(sample, query);
     if ((score > 0 || query.empty()) && (role == "any" || sample.role == role)) {
       found.push_back({{"sampleId", idOf(sample)},
                        {"name", sample.name},
                        {"role", sample.role},
                        {"pack", sample.pack},
-                       {"isLoop", sample.pitch == 0},
                        {"score", score}});
     }
   }
@@ -92,10 +74,8 @@ Json searchSamples(LiveSet& /*set*/, const Json& body) {
     return left["score"] > right["score"];
   });
   const std::size_t matches = found.size();
-  const auto kept = static_cast<std::size_t>(body.value("limit", 12.0));
-  while (found.size() > kept) {
-    found.erase(found.size() - 1);
-  }
+  const auto limit = static_cast<std::size_t>(body.value("limit", 12.0));
+  found.erase(found.begin() + std::min(limit, matches), found.end());
   return {{"samples", found}, {"matches", matches}, {"catalogueSize", kSamples.size()}};
 }
 
@@ -107,8 +87,9 @@ Json importSample(LiveSet& set, const Json& body) {
                   "No sample has this id. Search again and use an id from the answer.");
   }
   Json track = emptyTrack(body.value("trackName", sample->name), "audio", sample->role);
-  track["clips"].push_back(audioClip(sample->name, body.at("startTime"), soundOf(*sample),
-                                     set.song["tempo"], set.audio));
+  track["clips"].push_back(audioClip(sample->name, body.at("startTime"),
+                                     renderPhrase(sample->role, 124, 0), set.song["tempo"],
+                                     set.audio));
   Json& tracks = set.song["tracks"];
   tracks.push_back(track);
   set.song["selectedTrack"] = tracks.size() - 1;

@@ -18,8 +18,8 @@ struct Chord {
 // Sixteen bars in F sharp minor.
 constexpr Chord kFsm{30, {54, 57, 61}}, kD{38, {54, 57, 62}}, kBm{35, {54, 59, 62}},
     kCs{37, {53, 56, 61}}, kA{33, {52, 57, 61}};
-constexpr std::array kBars = {kFsm, kFsm, kD, kD, kCs, kCs, kFsm, kFsm,
-                              kFsm, kA,   kD, kD, kBm, kBm, kCs,  kFsm};
+constexpr std::array kBars = {kFsm, kFsm, kD, kCs, kFsm, kFsm, kBm, kCs,
+                              kFsm, kA,   kD, kCs, kFsm, kBm,  kCs, kFsm};
 
 enum class Pitch { fixed, root, chord, melody };
 
@@ -32,7 +32,7 @@ struct Phrase {
 };
 
 constexpr std::array kPhrases = {
-    Phrase{"kick", 1, Pitch::fixed, 30, "X...x...X...x..."},
+    Phrase{"kick", 1, Pitch::fixed, 37, "X...x...X...x..."},
     Phrase{"clap", 1, Pitch::fixed, 39, "....x.......X..."},
     Phrase{"hat", 1, Pitch::fixed, 42, "..x...x...X..ox."},
     Phrase{"percussion", 1, Pitch::fixed, 66, "x..o..x..o..X..."},
@@ -106,66 +106,49 @@ constexpr std::array kParameters = {
 };
 constexpr std::array<std::string_view, 3> kInstruments = {"Drum Rack", "Operator", "Wavetable"};
 
+using Devices = std::array<std::string_view, 2>;  // an empty name: none
+
 struct Track {
   const char* name;
   const char* kind;
   std::string_view role;
   double volumeDb;
   std::array<double, 2> sendsDb;
-  std::vector<std::string_view> devices;
+  Devices devices;
   const char* clip;   // nullptr: none
   int transpose = 0;  // of an audio clip
 };
 
-const std::vector<Track>& tracks() {
-  static const std::vector<Track> kTracks = {
-      {"1-MIDI", "midi", "kick", -7, {-70, -70}, {"Drum Rack", "EQ Eight"}, "Four on the floor"},
-      {"Clap", "midi", "clap", -9, {-18, -70}, {"Drum Rack"}, "Backbeat"},
-      {"Audio 3", "audio", "hat", -11, {-70, -70}, {"Auto Filter"}, "Offbeat hats 124bpm"},
-      {"Perc loop copy", "midi", "percussion", -13, {-24, -20}, {"Drum Rack"}, "Conga 3-3-2"},
-      {"bass final FINAL2",
-       "midi",
-       "bass",
-       -8,
-       {-70, -70},
-       {"Operator", "Compressor"},
-       "Rolling bass"},
-      {"Sub", "midi", "sub", -7, {-70, -70}, {"Operator"}, "Sub roots"},
-      {"7-Wavetable", "midi", "chords", -5, {-16, -22}, {"Wavetable", "Compressor"}, "Chord stabs"},
-      {"Harbour pad",
-       "audio",
-       "pad",
-       -5,
-       {-20, -70},
-       {"Auto Filter", "Utility"},
-       "Harbour pad Em 110bpm",
-       2},
-      {"lead??", "midi", "lead", -9, {-18, -16}, {"Wavetable"}, "Ferry hook"},
-      {"Audio 10", "audio", "vocal", 1.5, {-14, -18}, {"EQ Eight"}, "Vox chop"},
-      {"Riser", "audio", "fx", -14, {-22, -70}, {}, "Night swells"},
-      {"Audio 12", "audio", "spare", 0, {-70, -70}, {}, nullptr},
-  };
-  return kTracks;
-}
+constexpr std::array kTracks = std::to_array<Track>({
+    {"1-MIDI", "midi", "kick", -7, {-70, -70}, {"Drum Rack", "EQ Eight"}, "Four on the floor"},
+    {"Clap", "midi", "clap", -9, {-18, -70}, {"Drum Rack"}, "Backbeat"},
+    {"Audio 3", "audio", "hat", -11, {-70, -70}, {"Auto Filter"}, "Offbeat hats 124bpm"},
+    {"Perc loop copy", "midi", "percussion", -13, {-24, -20}, {"Drum Rack"}, "Conga 3-3-2"},
+    {"bass final", "midi", "bass", -8, {-70, -70}, {"Operator", "Compressor"}, "Rolling bass"},
+    {"Sub", "midi", "sub", -7, {-70, -70}, {"Operator"}, "Sub roots"},
+    {"7-Wavetable", "midi", "chords", -5, {-16, -22}, {"Wavetable", "Delay"}, "Chord stabs"},
+    {"Harbour", "audio", "pad", -5, {-20, -70}, {"Auto Filter", "Utility"}, "Pad Em 110bpm", 2},
+    {"lead??", "midi", "lead", -9, {-18, -16}, {"Wavetable"}, "Ferry hook"},
+    {"Audio 10", "audio", "vocal", 1.5, {-14, -18}, {"EQ Eight"}, "Vox chop"},
+    {"Riser", "audio", "fx", -14, {-22, -70}, {}, "Night swells"},
+    {"Audio 12", "audio", "spare", 0, {-70, -70}, {}, nullptr},
+});
 
 constexpr std::array kRoles = {
-    Role{"kick", "kick", "Kick", "#d9433b"},
-    Role{"clap", "clap", "Clap", "#e0703a"},
-    Role{"hat", "hat", "Hats", "#e09a3a"},
-    Role{"percussion", "percussion", "Percussion", "#d9b93b"},
-    Role{"vocal", "vocal", "Vocal", "#c54f9e"},
-    Role{"bass", "bass", "Bass", "#3b6fd9"},
-    Role{"sub", "bass", "Bass", "#3b6fd9"},
-    Role{"chords", "chords", "Chords", "#3fae6a"},
-    Role{"pad", "chords", "Chords", "#3fae6a"},
-    Role{"lead", "lead", "Lead", "#7d54d6"},
-    Role{"fx", "fx", "FX", "#4aa8b8"},
-    Role{"spare", "", "Spare", "#8c8c8c"},
+    Role{"kick", "Kick", "#d9433b"},   Role{"clap", "Clap", "#e0703a"},
+    Role{"hat", "Hats", "#e09a3a"},    Role{"percussion", "Percussion", "#d9b93b"},
+    Role{"vocal", "Vocal", "#c54f9e"}, Role{"bass", "Bass", "#3b6fd9"},
+    Role{"sub", "Bass", "#3b6fd9"},    Role{"chords", "Chords", "#3fae6a"},
+    Role{"pad", "Chords", "#3fae6a"},  Role{"lead", "Lead", "#7d54d6"},
+    Role{"fx", "FX", "#4aa8b8"},       Role{"spare", "Spare", "#8c8c8c"},
 };
 
-Json devicesNamed(const std::vector<std::string_view>& names) {
+Json devicesNamed(const Devices& names) {
   Json devices = Json::array();
   for (const std::string_view name : names) {
+    if (name.empty()) {
+      continue;
+    }
     Json parameters = Json::array();
     for (const Parameter& row : kParameters) {
       if (row.device == name) {
@@ -222,7 +205,7 @@ Json emptySet(const char* project) {
 
 Json nightFerry(AudioPool& pool) {
   Json set = emptySet("Night Ferry");
-  for (const Track& row : tracks()) {
+  for (const Track& row : kTracks) {
     Json track = emptyTrack(row.name, row.kind, row.role);
     track.update({{"volumeDb", row.volumeDb},
                   {"sends", row.sendsDb},
@@ -246,8 +229,9 @@ Json setOfFiles(const std::vector<std::string>& files) {
   return set;
 }
 
-const Role* roleNamed(std::string_view name) {
-  const auto* const found = std::ranges::find(kRoles, name, &Role::name);
+const Role* roleOf(const Json& track) {
+  const auto* const found =
+      std::ranges::find(kRoles, track["role"].get_ref<const std::string&>(), &Role::name);
   return found == kRoles.end() ? nullptr : found;
 }
 
@@ -279,11 +263,11 @@ Stereo renderPhrase(std::string_view role, double tempo, int transpose) {
   const Phrase& phrase = phraseOf(role);
   const auto beats = static_cast<double>(phrase.bars * 4);
   Json track = emptyTrack("", "midi", role);
-  track["devices"] = devicesNamed({kInstruments[0]});
+  track["devices"] = devicesNamed({kInstruments.front()});
   track["clips"].push_back(emptyClip("", 0, beats));
   track["clips"][0]["notes"] = notesOf(phrase, transpose);
-  const long long frames = std::llround(beats * 60 / tempo * kSampleRate);
-  return render(Json::array({track}), AudioPool({}), tempo, 0, static_cast<std::size_t>(frames));
+  const auto frames = static_cast<std::size_t>(std::llround(beats * 60 / tempo * kSampleRate));
+  return renderTrack(track, AudioPool({}), {.tempo = tempo, .startBeat = 0, .frames = frames});
 }
 
 }  // namespace brindlevane::practice

@@ -22,14 +22,13 @@ namespace brindlevane::practice {
 
 /// What a track plays, as samples and workflows know it.
 struct Role {
-  std::string_view name;    ///< also the voice of its notes, see addNote
-  std::string_view family;  ///< what an arrangement takes it for
-  std::string_view label;   ///< what organising calls such a track
-  std::string_view color;   ///< of its family, #rrggbb
+  std::string_view name;   ///< also the voice of its notes, see addNote
+  std::string_view label;  ///< what organising and arrangements call such tracks
+  std::string_view color;  ///< of all with this label, #rrggbb
 };
 
-/// A role by its name, or nullptr.
-[[nodiscard]] const Role* roleNamed(std::string_view name);
+/// The role of a track, or nullptr.
+[[nodiscard]] const Role* roleOf(const Json& track);
 
 /// A new track without an instrument.
 /// @param kind  "midi" or "audio"

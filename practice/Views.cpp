@@ -12,20 +12,13 @@ namespace {
 
 constexpr double kSilenceDb = -70;
 
-// A clip without its notes, of which only a summary is shown, and without the place of its file.
+// A clip without its notes, which are only counted, and without the place of its file.
 Json clipView(const Json& clip, std::size_t index) {
   Json view = clip;
   view["index"] = index;
   if (clip.contains("notes")) {
-    int lowest = 127;
-    int highest = 0;
-    for (const Json& note : clip["notes"]) {
-      lowest = std::min(lowest, note["pitch"].get<int>());
-      highest = std::max(highest, note["pitch"].get<int>());
-    }
     view.erase("notes");
     view["noteCount"] = clip["notes"].size();
-    view["pitchRange"] = {lowest, highest};
   } else {
     view["fileName"] =
         std::filesystem::path(clip["filePath"].get<std::string>()).filename().string();
@@ -48,7 +41,7 @@ double decibels(double linear) {
 }
 
 // Peak and RMS of the bar that the transport is in.
-Json meterOf(const Stereo& sound) {
+Json meterOf(const Json& name, const Stereo& sound) {
   double peak = 0;
   double power = 0;
   for (const float sample : sound) {
@@ -56,24 +49,24 @@ Json meterOf(const Stereo& sound) {
     power += static_cast<double>(sample) * sample;
   }
   const double count = std::max(static_cast<double>(sound.size()), 1.0);
-  return {{"peakDb", decibels(peak)}, {"rmsDb", decibels(std::sqrt(power / count))}};
+  return {
+      {"name", name}, {"peakDb", decibels(peak)}, {"rmsDb", decibels(std::sqrt(power / count))}};
 }
 
 // Of each track, each return and the master; silence when the transport stands.
 Json meters(const LiveSet& set) {
   const Json& tracks = set.song["tracks"];
   const double tempo = set.song["tempo"];
-  const auto frames = set.playingSince ? static_cast<std::size_t>(4 * 60 / tempo * kSampleRate) : 0;
-  const double start = std::floor(positionOf(set) / 4) * 4;
-  const bool solo = std::ranges::any_of(tracks, [](const Json& track) { return track["solo"]; });
+  const Window bar = {
+      .tempo = tempo,
+      .startBeat = std::floor(positionOf(set) / 4) * 4,
+      .frames = set.playingSince ? static_cast<std::size_t>(4 * 60 / tempo * kSampleRate) : 0};
   Json trackMeters = Json::array();
-  std::vector<Stereo> sends(set.song["returns"].size(), Stereo(frames * 2));
+  std::vector<Stereo> sends(set.song["returns"].size(), Stereo(bar.frames * 2));
   for (const Json& track : tracks) {
-    const Stereo sound = solo && !track["solo"].get<bool>()
-                             ? Stereo()
-                             : render(Json::array({track}), set.audio, tempo, start, frames);
-    trackMeters.push_back(meterOf(sound));
-    trackMeters.back()["trackIndex"] = trackMeters.size() - 1;
+    const Stereo sound =
+        isHeard(track, tracks) ? renderTrack(track, set.audio, bar) : Stereo(bar.frames * 2);
+    trackMeters.push_back(meterOf(track["name"], sound));
     for (std::size_t i = 0; i < sends.size(); ++i) {
       const auto gain = static_cast<float>(std::pow(10, track["sends"][i].get<double>() / 20));
       std::ranges::transform(sound, sends[i], sends[i].begin(),
@@ -81,10 +74,12 @@ Json meters(const LiveSet& set) {
     }
   }
   Json returnMeters = Json::array();
-  std::ranges::transform(sends, std::back_inserter(returnMeters), meterOf);
+  for (const Stereo& sent : sends) {
+    returnMeters.push_back(meterOf(set.song["returns"][returnMeters.size()]["name"], sent));
+  }
   return {{"tracks", trackMeters},
           {"returns", returnMeters},
-          {"master", meterOf(renderMaster(tracks, set.audio, tempo, start, frames))}};
+          {"master", meterOf(set.song["master"]["name"], renderMaster(tracks, set.audio, bar))}};
 }
 
 // Whether a name has one of the words that Live or a hurry puts there.

@@ -22,25 +22,26 @@ struct Section {
 };
 
 constexpr std::array kSections = {
-    Section{"Intro", 2, "kick", "kick hat percussion"},
-    Section{"Groove", 2, "kick hat percussion bass", "kick clap hat percussion bass"},
-    Section{"Build 1", 1, "clap hat chords fx", "clap hat chords fx"},
-    Section{"Drop 1", 2, "kick clap hat bass chords", "kick clap hat percussion bass chords lead"},
-    Section{"Break", 2, "chords vocal", "chords vocal lead"},
-    Section{"Build 2", 1, "clap hat chords vocal fx", "clap hat chords vocal fx"},
-    Section{"Drop 2", 4, "kick clap hat percussion bass chords lead",
-            "kick clap hat percussion bass chords lead vocal"},
-    Section{"Outro", 2, "kick hat percussion bass", "kick hat"},
+    Section{"Intro", 2, "Kick", "Kick Hats Percussion"},
+    Section{"Groove", 2, "Kick Hats Percussion Bass", "Kick Clap Hats Percussion Bass"},
+    Section{"Build 1", 1, "Clap Hats Chords FX", "Clap Hats Chords FX"},
+    Section{"Drop 1", 2, "Kick Clap Hats Bass Chords",
+            "Kick Clap Hats Percussion Bass Chords Lead"},
+    Section{"Break", 2, "Chords Vocal", "Chords Vocal Lead"},
+    Section{"Build 2", 1, "Clap Hats Chords Vocal FX", "Clap Hats Chords Vocal FX"},
+    Section{"Drop 2", 4, "Kick Clap Hats Percussion Bass Chords Lead",
+            "Kick Clap Hats Percussion Bass Chords Lead Vocal"},
+    Section{"Outro", 2, "Kick Hats Percussion Bass", "Kick Hats"},
 };
 
-// Appends a block to each track whose role is among the layers; returns how many got one.
+// Appends a block to each track whose role's label is among the layers; returns how many got one.
 std::size_t appendBlock(Json& tracks, const Json& before, std::size_t block, double startTime,
                         std::string_view layers) {
   std::size_t count = 0;
   for (std::size_t i = 0; i < before.size(); ++i) {
     const Json& sources = before[i]["clips"];
-    const Role* const role = roleNamed(before[i]["role"].get_ref<const std::string&>());
-    if (sources.empty() || role == nullptr || layers.find(role->family) == layers.npos) {
+    const Role* const role = roleOf(before[i]);
+    if (sources.empty() || role == nullptr || layers.find(role->label) == layers.npos) {
       continue;
     }
     Json clip = sources[block % sources.size()];
@@ -59,7 +60,7 @@ Json organizeTracks(LiveSet& set, const Json& /*body*/) {
   std::size_t number = 0;
   for (Json& track : set.song["tracks"]) {
     ++number;
-    const Role* const role = roleNamed(track["role"].get_ref<const std::string&>());
+    const Role* const role = roleOf(track);
     if (role == nullptr) {
       continue;
     }

@@ -192,7 +192,8 @@ TEST_F(PracticeBridgeTest, ACaptureTakesATwentiethOfItsTime) {
   const Stereo* sound = set.audio.find(file);
   ASSERT_NE(sound, nullptr);
   EXPECT_EQ(*sound,
-            renderMaster(set.song["tracks"], set.audio, 240, 6.5, std::size_t{4} * kSampleRate));
+            renderMaster(set.song["tracks"], set.audio,
+                         {.tempo = 240, .startBeat = 6.5, .frames = std::size_t{4} * kSampleRate}));
   Json cleanup = job;
   cleanup["confirm"] = true;
   EXPECT_EQ(post("/v1/master-capture/cleanup", cleanup)["temporaryTrackRemoved"], true);
