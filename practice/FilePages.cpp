@@ -1,10 +1,5 @@
 #include "practice/FilePages.h"
 
-#include "practice/BridgeFile.h"
-#include "practice/McpClient.h"
-#include "practice/PracticeBridge.h"
-#include "support/TemporaryFolder.h"
-
 #include <fstream>
 #include <ostream>
 
@@ -25,15 +20,17 @@ std::string reasonFor(const fs::path& file) {
     return "you may not read it.";
   }
   return fs::is_directory(status)      ? "it is a folder."
-         : fs::is_regular_file(status) ? "there is no audio in it that can be decoded and measured."
+         : fs::is_regular_file(status) ? "there is no sound in it that can be decoded and measured."
                                        : "it is no file of sound.";
 }
 
-// The paths in bytes that JSON can carry: a link stands for a name that is no text.
-std::vector<std::string> namesFor(const std::vector<std::string>& files, const fs::path& folder) {
+}  // namespace
+
+std::vector<std::string> pathsOfText(const std::vector<std::string>& files,
+                                     const fs::path& folder) {
   std::vector<std::string> names;
   for (const std::string& file : files) {
-    fs::path path = fs::absolute(file);
+    fs::path path = fs::current_path() / file;
     if (printable(path.native()) != path.native()) {
       const fs::path link = folder / ("file-" + std::to_string(names.size()));
       fs::create_symlink(path, link);
@@ -44,14 +41,8 @@ std::vector<std::string> namesFor(const std::vector<std::string>& files, const f
   return names;
 }
 
-}  // namespace
-
-std::size_t printFiles(const fs::path& server, const std::vector<std::string>& files, Page& page,
+std::size_t printFiles(McpClient& client, const std::vector<std::string>& files, Page& page,
                        std::ostream& faults) {
-  const TemporaryFolder home;
-  const RunningBridge bridge(namesFor(files, home.path()));
-  const BridgeFile file(supportFolderIn(home.path()), bridge.port(), bridge.token());
-  McpClient client(server, home.path());
   const auto call = [&client](const std::string& tool, const Json& arguments = Json::object()) {
     return client.callTool(tool, arguments);
   };
@@ -71,8 +62,9 @@ std::size_t printFiles(const fs::path& server, const std::vector<std::string>& f
       page.flush();
     } else {
       ++failures;
-      faults << "practice-session: " << printable(files[i]) << ": " << reasonFor(files[i]) << " ("
-             << heard["structuredContent"]["error"]["message"].get<std::string>() << ")"
+      const std::string words = heard["structuredContent"]["error"]["message"];
+      faults << page.legible("practice-session: " + printable(files[i]) + ": " +
+                             reasonFor(files[i]) + " (" + words + ")")
              << std::endl;
     }
   }

@@ -25,7 +25,7 @@ struct MasterCapture {
 struct LiveSet {
   AudioPool audio;
   Json song;  ///< everything that undo restores; members as nightFerry() gives them
-  std::int64_t revision = 17;
+  std::int64_t revision = 17;                           ///< counts the changes of the set
   std::vector<std::pair<std::string, Json>> history{};  ///< what was done, and the song before it
   std::optional<MasterCapture> capture{};
   std::optional<std::chrono::steady_clock::time_point> playingSince{};

@@ -8,6 +8,12 @@ std::filesystem::path supportFolderIn(const std::filesystem::path& home) {
   return home / "Library" / "Application Support";
 }
 
+std::filesystem::path serverBeside(const std::filesystem::path& program) {
+  return program.has_parent_path()
+             ? std::filesystem::absolute(program.parent_path() / "brindlevane").lexically_normal()
+             : "brindlevane";
+}
+
 McpClient::McpClient(const std::filesystem::path& server, const std::filesystem::path& home)
     : server_({server.string()},
               {"HOME=" + home.string(), "XDG_DATA_HOME=" + supportFolderIn(home).string()}) {

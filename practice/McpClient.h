@@ -11,6 +11,10 @@ namespace brindlevane::practice {
 /// The application-support folder of somebody whose home this is.
 [[nodiscard]] std::filesystem::path supportFolderIn(const std::filesystem::path& home);
 
+/// The server that lies beside a program started as `program`; by its name alone, like that, where
+/// $PATH has told where they lie.
+[[nodiscard]] std::filesystem::path serverBeside(const std::filesystem::path& program);
+
 /// An assistant's client: it starts the server as a child and talks to it over pipes.
 class McpClient {
  public:

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <iomanip>
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <vector>
 
@@ -21,44 +22,32 @@ constexpr std::size_t kScale = 7;  // columns to the right of a spectrogram
 
 using Shades = std::array<std::string_view, 9>;
 constexpr Shades kEighthsUp = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
-constexpr Shades kEighthsRight = {"", "▏", "▎", "▍", "▌", "▋", "▊", "▉", "█"};
 constexpr Shades kGreys = {" ", " ", "░", "░", "▒", "▒", "▓", "▓", "█"};
 constexpr Shades kAsciiUp = {" ", "_", "_", ".", ".", ":", ":", "|", "#"};
-constexpr Shades kAsciiRight = {"", "", "", "", "", "=", "=", "=", "="};
 constexpr Shades kAsciiGreys = {" ", ".", ":", "-", "=", "+", "*", "%", "#"};
 
-bool startsCharacter(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U;
-}
-
-std::size_t widthOf(std::string_view text) {
-  return static_cast<std::size_t>(std::ranges::count_if(text, startsCharacter));
+std::vector<std::string_view> charactersOf(std::string_view text) {
+  std::vector<std::string_view> characters;
+  for (std::size_t start = 0; start < text.size();) {
+    std::size_t end = start + 1;
+    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xc0U) == 0x80U) {
+      ++end;
+    }
+    characters.push_back(text.substr(start, end - start));
+    start = end;
+  }
+  return characters;
 }
 
 // The nearest that ASCII has; "?" for what it has nothing near.
 std::string inAscii(std::string_view text) {
-  constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kNearest = {
-      {{"♯", "#"},
-       {"→", "->"},
-       {"’", "'"},
-       {"é", "e"},
-       {"è", "e"},
-       {"à", "a"},
-       {"ç", "c"},
-       {"…", "..."}}};
+  static const std::map<std::string_view, std::string_view> kNearest = {
+      {"♯", "#"}, {"→", "->"}, {"’", "'"}, {"é", "e"},
+      {"è", "e"}, {"à", "a"},  {"ç", "c"}, {"…", "..."}};
   std::string ascii;
-  for (std::size_t at = 0; at < text.size();) {
-    std::size_t end = at + 1;
-    while (end < text.size() && !startsCharacter(text[end])) {
-      ++end;
-    }
-    const std::string_view character = text.substr(at, end - at);
-    const auto* const near =
-        std::ranges::find(kNearest, character, [](const auto& pair) { return pair.first; });
-    ascii += end == at + 1            ? character
-             : near == kNearest.end() ? std::string_view("?")
-                                      : near->second;
-    at = end;
+  for (const std::string_view character : charactersOf(text)) {
+    const auto near = kNearest.find(character);
+    ascii += character.size() == 1 ? character : near == kNearest.end() ? "?" : near->second;
   }
   return ascii;
 }
@@ -95,7 +84,13 @@ std::string fixed(double value, int decimals) {
 
 std::string printable(std::string_view bytes) {
   const std::string quoted = Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace);
-  return Json::parse(quoted).get<std::string>();
+  const std::string utf8 = Json::parse(quoted);
+  std::string text;
+  for (const std::string_view character : charactersOf(utf8)) {
+    const bool isControl = (character[0] >= 0 && character[0] < ' ') || character[0] == 0x7f;
+    text += isControl ? "\uFFFD" : character;
+  }
+  return text;
 }
 
 Page Page::ofStandardOutput() {
@@ -106,24 +101,32 @@ Page Page::ofStandardOutput() {
   return {std::cout, width, std::string_view(nl_langinfo(CODESET)) != "UTF-8"};
 }
 
+std::string Page::legible(std::string_view text) const {
+  return isAscii_ ? inAscii(text) : std::string(text);
+}
+
 void Page::line(std::string_view text) {
-  std::string shown = fitted(isAscii_ ? inAscii(text) : std::string(text), width_);
-  shown.erase(shown.find_last_not_of(' ') + 1);
-  out_ << shown << '\n';
+  std::string line = fitted(legible(text), width_);
+  line.erase(line.find_last_not_of(' ') + 1);
+  out_ << line << '\n';
 }
 
 void Page::words(std::string_view text, std::size_t indent, std::size_t hanging) {
-  std::istringstream words{isAscii_ ? inAscii(text) : std::string(text)};
+  std::istringstream words(legible(text));
   std::string line(indent, ' ');
-  bool lineStarts = true;
-  for (std::string word; words >> word; lineStarts = false) {
-    if (!lineStarts && widthOf(line) + 1 + widthOf(word) > width_) {
+  std::size_t start = indent;  // of the words in the line
+  for (std::string word; words >> word;) {
+    if (line.size() > start && charactersOf(line + word).size() >= width_) {
       this->line(line);
-      line.assign(hanging, ' ');
-    } else if (!lineStarts) {
-      line += ' ';
+      start = hanging;
+      line.assign(start, ' ');
     }
-    line += word;
+    line += (line.size() > start ? " " : "") + word;
+    for (auto all = charactersOf(line); all.size() > width_; all = charactersOf(line)) {
+      this->line(line);
+      start = hanging;
+      line.replace(0, static_cast<std::size_t>(all[width_].data() - line.data()), start, ' ');
+    }
   }
   this->line(line);
 }
@@ -136,26 +139,22 @@ void Page::measurement(const Json& measurement) {
 }
 
 std::string Page::bar(double share, std::size_t columns) const {
-  const double length = std::clamp(share, 0.0, 1.0) * static_cast<double>(columns);
-  const Shades& shades = isAscii_ ? kAsciiRight : kEighthsRight;
+  const long length = std::lround(std::clamp(share, 0.0, 1.0) * static_cast<double>(columns));
   std::string result;
-  for (double at = 0; at < length; ++at) {
-    result += shadeOf(shades, (length - at) * 8);
+  for (long i = 0; i < length; ++i) {
+    result += isAscii_ ? "=" : "█";
   }
   return result;
 }
 
 std::string Page::fitted(std::string_view text, std::size_t columns) {
+  std::vector<std::string_view> characters = charactersOf(text);
+  characters.resize(columns, " ");
   std::string result;
-  std::size_t used = 0;
-  for (const char byte : text) {
-    used += startsCharacter(byte) ? 1 : 0;
-    if (used > columns) {
-      return result;
-    }
-    result.push_back((byte >= 0 && byte < ' ') || byte == 0x7f ? '?' : byte);
+  for (const std::string_view character : characters) {
+    result += character;
   }
-  return result.append(columns - used, ' ');
+  return result;
 }
 
 std::size_t Page::pictureWidth() const {

@@ -12,7 +12,7 @@ namespace brindlevane::practice {
 /// The number with so many digits behind the point.
 [[nodiscard]] std::string fixed(double value, int decimals);
 
-/// The text as UTF-8, U+FFFD in place of bytes that are none.
+/// The text as UTF-8, U+FFFD in place of bytes that are none and of control characters.
 [[nodiscard]] std::string printable(std::string_view bytes);
 
 /// Text and pictures for a terminal. Lines fit its width and end without blanks.
@@ -27,10 +27,14 @@ class Page {
   /// characters of the locale.
   [[nodiscard]] static Page ofStandardOutput();
 
+  /// The text in characters that can be shown.
+  [[nodiscard]] std::string legible(std::string_view text) const;
+
   /// Prints a line, cut at the page's edge.
   void line(std::string_view text);
 
-  /// Prints words one after the other, breaking lines before the page's edge.
+  /// Prints words one after the other, breaking lines before the page's edge, and words that are
+  /// longer than a line.
   /// @param indent   spaces before the first line
   /// @param hanging  spaces before each further line
   void words(std::string_view text, std::size_t indent, std::size_t hanging);
@@ -42,7 +46,7 @@ class Page {
   /// @param share  0 to 1 of `columns`
   [[nodiscard]] std::string bar(double share, std::size_t columns) const;
 
-  /// The text cut or padded to so many characters; control characters become "?".
+  /// The text cut or padded to so many characters.
   [[nodiscard]] static std::string fitted(std::string_view text, std::size_t columns);
 
   /// Columns that a picture may have.

@@ -2,7 +2,6 @@
 
 #include "practice/Handlers.h"
 #include "practice/Refusal.h"
-#include "practice/Song.h"
 
 #include <algorithm>
 #include <array>
@@ -11,57 +10,46 @@
 namespace brindlevane::practice {
 namespace {
 
-constexpr std::size_t kHistoryLength = 32;
-
-// What a request must bring, and what it does.
-struct Rules {
-  bool confirms;        // the body must carry "confirm": true
-  bool checksRevision;  // the body must carry the revision of now
-  bool changes;         // the revision goes up
-};
-
-constexpr Rules kOpen{false, false, false};
-constexpr Rules kChange{false, false, true};
-constexpr Rules kConfirmedChange{true, false, true};
-constexpr Rules kWrite{false, true, true};
-constexpr Rules kConfirmedWrite{true, true, true};
+// What the body of a request must carry: "confirm": true, or the revision of now as
+// "expectedRevision".
+enum class Carries { nothing, confirmation, revision, both };
 
 struct Route {
   std::string_view method;
   std::string_view path;
-  Rules rules;
+  Carries carries;
   Json (*handle)(LiveSet& set, const Json& body);
 };
 
 constexpr std::array kRoutes = {
-    Route{"GET", "/v1/health", kOpen, health},
-    Route{"GET", "/v1/session", kOpen, session},
-    Route{"GET", "/v1/context", kOpen, context},
-    Route{"GET", "/v1/analysis/project", kOpen, projectAnalysis},
-    Route{"GET", "/v1/analysis/mix-prep", kOpen, mixPreparation},
-    Route{"GET", "/v1/key-source", kOpen, keySource},
-    Route{"POST", "/v1/devices/parameters/read", kOpen, deviceParameters},
-    Route{"POST", "/v1/devices/parameters", kConfirmedWrite, setDeviceParameter},
-    Route{"POST", "/v1/transport/play", kOpen, play},
-    Route{"POST", "/v1/transport/stop", kOpen, stop},
-    Route{"POST", "/v1/tempo", kWrite, setTempo},
-    Route{"POST", "/v1/tracks/create", kConfirmedWrite, createTrack},
-    Route{"POST", "/v1/tracks/rename", kConfirmedWrite, renameTrack},
-    Route{"POST", "/v1/tracks/select", kConfirmedWrite, selectTrack},
-    Route{"POST", "/v1/tracks/state", kConfirmedWrite, setTrackState},
-    Route{"POST", "/v1/tracks/volume", kConfirmedWrite, setTrackVolume},
-    Route{"POST", "/v1/tracks/send", kConfirmedWrite, setSendLevel},
-    Route{"POST", "/v1/clips/midi", kConfirmedWrite, createMidiClip},
-    Route{"POST", "/v1/clips/midi/replace", kConfirmedWrite, replaceMidiClip},
-    Route{"POST", "/v1/workflows/organize", kConfirmedWrite, organizeTracks},
-    Route{"POST", "/v1/arrangement/build", kConfirmedWrite, buildArrangement},
-    Route{"POST", "/v1/samples/search", kOpen, searchSamples},
-    Route{"POST", "/v1/samples/import", kConfirmedWrite, importSample},
-    Route{"POST", "/v1/master-capture/start", kConfirmedWrite, startCapture},
-    Route{"POST", "/v1/master-capture/status", kOpen, captureStatus},
-    Route{"POST", "/v1/master-capture/cancel", kConfirmedChange, endCapture},
-    Route{"POST", "/v1/master-capture/cleanup", kConfirmedChange, endCapture},
-    Route{"POST", "/v1/undo", kChange, undo},
+    Route{"GET", "/v1/health", Carries::nothing, health},
+    Route{"GET", "/v1/session", Carries::nothing, session},
+    Route{"GET", "/v1/context", Carries::nothing, context},
+    Route{"GET", "/v1/analysis/project", Carries::nothing, projectAnalysis},
+    Route{"GET", "/v1/analysis/mix-prep", Carries::nothing, mixPreparation},
+    Route{"GET", "/v1/key-source", Carries::nothing, keySource},
+    Route{"POST", "/v1/devices/parameters/read", Carries::nothing, deviceParameters},
+    Route{"POST", "/v1/devices/parameters", Carries::both, setDeviceParameter},
+    Route{"POST", "/v1/transport/play", Carries::nothing, play},
+    Route{"POST", "/v1/transport/stop", Carries::nothing, stop},
+    Route{"POST", "/v1/tempo", Carries::revision, setTempo},
+    Route{"POST", "/v1/tracks/create", Carries::both, createTrack},
+    Route{"POST", "/v1/tracks/rename", Carries::both, renameTrack},
+    Route{"POST", "/v1/tracks/select", Carries::both, selectTrack},
+    Route{"POST", "/v1/tracks/state", Carries::both, setTrackState},
+    Route{"POST", "/v1/tracks/volume", Carries::both, setTrackVolume},
+    Route{"POST", "/v1/tracks/send", Carries::both, setSendLevel},
+    Route{"POST", "/v1/clips/midi", Carries::both, createMidiClip},
+    Route{"POST", "/v1/clips/midi/replace", Carries::both, replaceMidiClip},
+    Route{"POST", "/v1/workflows/organize", Carries::both, organizeTracks},
+    Route{"POST", "/v1/arrangement/build", Carries::both, buildArrangement},
+    Route{"POST", "/v1/samples/search", Carries::nothing, searchSamples},
+    Route{"POST", "/v1/samples/import", Carries::both, importSample},
+    Route{"POST", "/v1/master-capture/start", Carries::both, startCapture},
+    Route{"POST", "/v1/master-capture/status", Carries::nothing, captureStatus},
+    Route{"POST", "/v1/master-capture/cancel", Carries::confirmation, endCapture},
+    Route{"POST", "/v1/master-capture/cleanup", Carries::confirmation, endCapture},
+    Route{"POST", "/v1/undo", Carries::nothing, undo},
 };
 
 const Route& routeOf(const LoopbackServer::Request& request) {
@@ -75,11 +63,13 @@ const Route& routeOf(const LoopbackServer::Request& request) {
   return *route;
 }
 
-void checkRules(const Route& route, const Json& body, std::int64_t revision) {
-  if (route.rules.confirms && body.value("confirm", Json()) != true) {
+void checkBody(const Route& route, const Json& body, std::int64_t revision) {
+  const bool both = route.carries == Carries::both;
+  if ((both || route.carries == Carries::confirmation) && body.value("confirm", Json()) != true) {
     throw Refusal(400, "CONFIRMATION_REQUIRED", "Ask the user first, then send confirm = true.");
   }
-  if (route.rules.checksRevision && body.value("expectedRevision", Json()) != revision) {
+  if ((both || route.carries == Carries::revision) &&
+      body.value("expectedRevision", Json()) != revision) {
     throw Refusal(409, "REVISION_CONFLICT",
                   "The set has changed: it is at revision " + std::to_string(revision) +
                       ", the request expected " + body.value("expectedRevision", Json()).dump() +
@@ -88,22 +78,15 @@ void checkRules(const Route& route, const Json& body, std::int64_t revision) {
   }
 }
 
-// What changes nothing leaves no step to undo.
+// What changes nothing is no new revision and leaves no step to undo.
 Json carryOut(const Route& route, LiveSet& set, const Json& body) {
-  if (!route.rules.changes) {
-    return route.handle(set, body);
-  }
   Json before = set.song;
   try {
     Json result = route.handle(set, body);
-    if (result.contains("action") && set.song == before) {
-      return result;
-    }
-    ++set.revision;
-    if (result.contains("action")) {
-      set.history.emplace_back(result["action"], std::move(before));
-      if (set.history.size() > kHistoryLength) {
-        set.history.erase(set.history.begin());
+    if (set.song != before) {
+      ++set.revision;
+      if (result.contains("action")) {
+        set.history.emplace_back(result["action"], std::move(before));
       }
     }
     return result;
@@ -118,12 +101,6 @@ PracticeBridge::Answer refusal(int status, const std::string& code, const std::s
   return {status, envelope.dump(-1, ' ', false, Json::error_handler_t::replace)};
 }
 
-LiveSet openSet(const TemporaryFolder& audioFolder, const std::vector<std::string>& files) {
-  AudioPool audio(audioFolder.path());
-  Json song = files.empty() ? nightFerry(audio) : setOfFiles(files);
-  return {.audio = std::move(audio), .song = std::move(song)};
-}
-
 }  // namespace
 
 PracticeBridge::Answer PracticeBridge::answer(const LoopbackServer::Request& request) {
@@ -133,7 +110,7 @@ PracticeBridge::Answer PracticeBridge::answer(const LoopbackServer::Request& req
     }
     const Route& route = routeOf(request);
     const Json body = request.method == "GET" ? Json::object() : Json::parse(request.body);
-    checkRules(route, body, set_.revision);
+    checkBody(route, body, set_.revision);
     Json result = carryOut(route, set_, body);
     result["revision"] = set_.revision;
     return {200, Json{{"ok", true}, {"result", std::move(result)}}.dump()};
@@ -152,15 +129,5 @@ std::string randomHex(std::size_t digits) {
   }
   return hex;
 }
-
-RunningBridge::RunningBridge(const std::vector<std::string>& files)
-    : token_(randomHex(48)),
-      bridge_(openSet(audioFolder_, files), token_),
-      server_([this](LoopbackServer::Connection& connection) {
-        if (const auto request = connection.receiveRequest()) {
-          const auto [status, body] = bridge_.answer(*request);
-          connection.respond(status, body);
-        }
-      }) {}
 
 }  // namespace brindlevane::practice

@@ -2,19 +2,17 @@
 
 #include "practice/LiveSet.h"
 #include "support/LoopbackServer.h"
-#include "support/TemporaryFolder.h"
 
-#include <cstdint>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace brindlevane::practice {
 
 /// The bridge as the server sees it, on a Live set in memory.
 ///
 /// Every route answers {"ok": true, "result": ...}, its result with the set's "revision", or
-/// {"ok": false, "error": {"code", "message"}} with a status of 400 or more. Not thread-safe.
+/// {"ok": false, "error": {"code", "message"}} with a status of 400 or more. A change of the set
+/// is a new revision. Not thread-safe.
 class PracticeBridge {
  public:
   struct Answer {
@@ -34,22 +32,6 @@ class PracticeBridge {
  private:
   LiveSet set_;
   std::string token_;
-};
-
-/// A practice bridge that serves, with sound in a private folder and a token of its own.
-class RunningBridge {
- public:
-  /// Plays the set "Night Ferry" or, where there are any, the user's own audio files.
-  explicit RunningBridge(const std::vector<std::string>& files = {});
-
-  [[nodiscard]] std::uint16_t port() const { return server_.port(); }
-  [[nodiscard]] const std::string& token() const { return token_; }
-
- private:
-  TemporaryFolder audioFolder_;
-  std::string token_;
-  PracticeBridge bridge_;
-  LoopbackServer server_;
 };
 
 }  // namespace brindlevane::practice

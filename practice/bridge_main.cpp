@@ -1,13 +1,14 @@
 #include "platform/Json.h"
-#include "practice/BridgeFile.h"
+#include "practice/McpClient.h"
 #include "practice/Page.h"
-#include "practice/PracticeBridge.h"
+#include "practice/RunningBridge.h"
 
 #include <csignal>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -29,12 +30,11 @@ void run(const fs::path& supportFolder, const fs::path& server) {
     sigaddset(&endings, ending);
   }
   pthread_sigmask(SIG_BLOCK, &endings, nullptr);
-  const RunningBridge bridge;
-  const BridgeFile file(supportFolder, bridge.port(), bridge.token());
+  const RunningBridge bridge(supportFolder);
   const Json entry = {{"command", server.string()},
                       {"env", {{"XDG_DATA_HOME", fs::absolute(supportFolder).string()}}}};
   std::cout << "Night Ferry, 12 tracks, plays at http://127.0.0.1:" << bridge.port() << "\n"
-            << "Wrote " << file.path().string() << "; it goes when this program ends.\n"
+            << "Wrote " << bridge.file().string() << "; it goes when this program ends.\n"
             << "Let your assistant's client start the server on this set:\n\n"
             << Json{{"mcpServers", {{"brindlevane", entry}}}}.dump(2)
             << "\n\nCtrl-C ends the bridge." << std::endl;
@@ -45,20 +45,24 @@ void run(const fs::path& supportFolder, const fs::path& server) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string argument = argc == 2 ? argv[1] : "";
-  if (argument == "--help") {
-    std::cout << kUsage;
-    return 0;
-  }
-  if (argument.empty() || argument.starts_with('-')) {
-    if (!argument.empty()) {
-      std::cerr << "practice-bridge: there is no option " << printable(argument) << ".\n\n";
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  for (const std::string& argument : arguments) {
+    if (argument == "--help") {
+      std::cout << kUsage;
+      return 0;
     }
+    if (argument.starts_with('-')) {
+      std::cerr << "practice-bridge: there is no option " << printable(argument) << ".\n\n"
+                << kUsage;
+      return 2;
+    }
+  }
+  if (arguments.size() != 1) {
     std::cerr << kUsage;
     return 2;
   }
   try {
-    run(argument, fs::absolute(argv[0]).parent_path() / "brindlevane");
+    run(arguments[0], serverBeside(argv[0]));
   } catch (const std::exception& fault) {
     std::cerr << "practice-bridge: " << fault.what() << "\n";
     return 1;

@@ -1,6 +1,5 @@
-#include "practice/BridgeFile.h"
 #include "practice/FilePages.h"
-#include "practice/PracticeBridge.h"
+#include "practice/RunningBridge.h"
 #include "practice/Session.h"
 #include "support/TemporaryFolder.h"
 
@@ -17,10 +16,10 @@ using namespace brindlevane;
 using namespace brindlevane::practice;
 
 constexpr const char* kUsage =
-    "Usage: practice-session [--server PROGRAM] [FILE...]\n\n"
-    "Starts the Brindlevane server with a practice bridge and plays a producer's session to it,\n"
-    "without Live. With audio files it shows what the assistant hears in each of them instead.\n"
-    "PROGRAM is the server; without the option it is taken from beside this program.\n";
+    "Usage: practice-session [FILE...]\n\n"
+    "Starts the Brindlevane server beside it with a practice bridge and plays a producer's "
+    "session\n"
+    "to it, without Live. With audio files it shows what the assistant hears in each of them.\n";
 
 // A signal interrupts the wait for the server, and the session ends as after any other failure.
 void cleanUpOnSignals() {
@@ -33,13 +32,12 @@ void cleanUpOnSignals() {
 
 bool run(const std::filesystem::path& server, const std::vector<std::string>& files) {
   Page page = Page::ofStandardOutput();
-  if (!files.empty()) {
-    return printFiles(server, files, page, std::cerr) == 0;
-  }
   const TemporaryFolder home;
-  const RunningBridge bridge;
-  const BridgeFile file(supportFolderIn(home.path()), bridge.port(), bridge.token());
+  const RunningBridge bridge(supportFolderIn(home.path()), pathsOfText(files, home.path()));
   McpClient client(server, home.path());
+  if (!files.empty()) {
+    return printFiles(client, files, page, std::cerr) == 0;
+  }
   playSession(client, page);
   return true;
 }
@@ -47,26 +45,21 @@ bool run(const std::filesystem::path& server, const std::vector<std::string>& fi
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<std::string> arguments(argv + 1, argv + argc);
-  const std::filesystem::path self(argv[0]);
-  std::filesystem::path server =
-      self.has_parent_path() ? self.parent_path() / "brindlevane" : "brindlevane";
-  if (arguments.size() >= 2 && arguments[0] == "--server") {
-    server = arguments[1];
-    arguments.erase(arguments.begin(), arguments.begin() + 2);
-  }
-  if (!arguments.empty() && arguments[0] == "--help") {
-    std::cout << kUsage;
-    return 0;
-  }
-  if (!arguments.empty() && arguments[0].starts_with("--")) {
-    std::cerr << "practice-session: there is no option " << printable(arguments[0]) << ".\n\n"
-              << kUsage;
-    return 2;
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  for (const std::string& argument : arguments) {
+    if (argument == "--help") {
+      std::cout << kUsage;
+      return 0;
+    }
+    if (argument.starts_with('-')) {
+      std::cerr << "practice-session: there is no option " << printable(argument) << ".\n\n"
+                << kUsage;
+      return 2;
+    }
   }
   cleanUpOnSignals();
   try {
-    return run(server, arguments) ? 0 : 1;
+    return run(serverBeside(argv[0]), arguments) ? 0 : 1;
   } catch (const std::exception& fault) {
     std::cerr << "practice-session: " << fault.what() << "\n";
     return 1;

@@ -72,7 +72,8 @@ TEST(Page, SaysWhatWasNotHeard) {
 }
 
 TEST(Printable, ReplacesBytesThatAreNoText) {
-  EXPECT_EQ(printable("caf\xc3\xa9 \"1\"\n"), "caf\xc3\xa9 \"1\"\n");
+  EXPECT_EQ(printable("caf\xc3\xa9 \"1\""), "caf\xc3\xa9 \"1\"");
+  EXPECT_EQ(printable("\x1b[1m\x7f\n"), "\xef\xbf\xbd[1m\xef\xbf\xbd\xef\xbf\xbd");
   EXPECT_EQ(printable("caf\xe9.wav"), "caf\xef\xbf\xbd.wav");
 }
 
