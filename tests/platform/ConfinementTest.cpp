@@ -4,9 +4,13 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <thread>
 
@@ -35,12 +39,22 @@ rlim_t most(decltype(RLIMIT_CORE) resource) {
 #if defined(__linux__) && !defined(BRINDLEVANE_SANITIZED)
   require(std::malloc(std::size_t{250} << 20U) == nullptr, 4);
   require(std::malloc(std::size_t{210} << 20U) != nullptr, 5);
-  require(open("/dev/null", O_WRONLY) < 0 && errno == EPERM, 6);
-  require(open("/dev/null", O_RDWR) < 0 && open("/tmp/x", O_CREAT, 0600) < 0, 7);
-  require(open("/dev/null", O_RDONLY | O_TRUNC) < 0, 8);
-  require(socket(AF_INET, SOCK_STREAM, 0) < 0 && errno == EPERM, 9);
-  require(fork() < 0 && errno == EPERM, 10);
-  require(execl("/bin/true", "true", nullptr) < 0 && errno == EPERM, 11);
+  const auto isRefused = [](auto result) { return result < 0 && errno == EPERM; };
+  for (const int flags : {O_WRONLY, O_RDWR, O_CREAT, O_TRUNC}) {
+    require(isRefused(open("/dev/null", O_RDONLY | flags, 0600)), 6);
+  }
+  require(isRefused(truncate("/nowhere/x", 0)) && isRefused(unlink("/nowhere/x")) &&
+              isRefused(rename("/nowhere/x", "/nowhere/y")) && isRefused(rmdir("/nowhere/x")) &&
+              isRefused(symlink("x", "/nowhere/x")) && isRefused(link("/nowhere/x", "/nowhere/y")),
+          7);
+  require(isRefused(mkdir("/nowhere/x", 0)) && isRefused(chmod("/nowhere/x", 0)), 8);
+  require(isRefused(socket(AF_INET, SOCK_STREAM, 0)), 9);
+  require(isRefused(fork()) && isRefused(execl("/bin/true", "true", nullptr)), 10);
+  char byte = 0;
+  const iovec one{&byte, 1};
+  require(
+      isRefused(kill(getpid(), 0)) && isRefused(process_vm_readv(getpid(), &one, 1, &one, 1, 0)),
+      11);
 #endif
   std::_Exit(0);
 }

@@ -40,9 +40,18 @@ void filterSystemCalls() {
   if (filter == nullptr) {
     return;
   }
-  for (const int call : {SCMP_SYS(socket), SCMP_SYS(socketpair), SCMP_SYS(fork), SCMP_SYS(vfork),
-                         SCMP_SYS(execve), SCMP_SYS(execveat), SCMP_SYS(creat), SCMP_SYS(ptrace),
-                         SCMP_SYS(process_vm_writev), SCMP_SYS(open_by_handle_at)}) {
+  for (const int call :
+       {SCMP_SYS(socket), SCMP_SYS(socketpair),
+        // Other processes: new ones, and what is done to those that are there.
+        SCMP_SYS(fork), SCMP_SYS(vfork), SCMP_SYS(execve), SCMP_SYS(execveat), SCMP_SYS(kill),
+        SCMP_SYS(tkill), SCMP_SYS(tgkill), SCMP_SYS(pidfd_open), SCMP_SYS(pidfd_send_signal),
+        SCMP_SYS(ptrace), SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev),
+        // Files that are made, changed or gone without being opened for writing.
+        SCMP_SYS(creat), SCMP_SYS(open_by_handle_at), SCMP_SYS(truncate), SCMP_SYS(unlink),
+        SCMP_SYS(unlinkat), SCMP_SYS(rmdir), SCMP_SYS(rename), SCMP_SYS(renameat),
+        SCMP_SYS(renameat2), SCMP_SYS(link), SCMP_SYS(linkat), SCMP_SYS(symlink),
+        SCMP_SYS(symlinkat), SCMP_SYS(mkdir), SCMP_SYS(mkdirat), SCMP_SYS(mknod), SCMP_SYS(mknodat),
+        SCMP_SYS(chmod), SCMP_SYS(fchmod), SCMP_SYS(fchmodat)}) {
     seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), call, 0);
   }
   // Calls whose arguments a filter cannot see; the C library does without them.
