@@ -53,6 +53,14 @@ TEST_F(ListenerProcess, FilesThatPromiseTooMuchEndSoon) {
   testing::writeBytes(folder_.file("riff.wav"), std::string("RIFF\0\0\0\0WAVE", 12));
   EXPECT_EQ(failureIn("riff.wav", std::uintmax_t{20} << 30U),
             answerLine(AnalysisError::Case::unreadableAudio) + "\n");
+  const std::string tone = folder_.file("tone.wav");
+  testing::writeWav(tone, {testing::tones({440}, 0.2, 40000)});
+  for (const std::string name : {"cut.flac", "cut.mka"}) {
+    testing::run("ffmpeg -v error -i '" + tone + "' '" + folder_.file(name) + "'");
+    const std::string whole = testing::bytesOf(folder_.file(name));
+    testing::writeBytes(folder_.file(name), whole.substr(0, whole.size() / 2));
+    EXPECT_NE(failureIn(name, std::uintmax_t{20} << 30U), std::nullopt) << name;
+  }
   testing::writeWav(folder_.file("fast.wav"), {testing::noise(1, 0.2, 10000)}, 600000);
   std::string fast = testing::bytesOf(folder_.file("fast.wav"));
   fast.replace(fast.find("data") + 4, 4, 4, '\x7f');

@@ -148,6 +148,10 @@ TEST(ByteSource, ShowsAHeadAndWhatFollowsElsewhere) {
   EXPECT_TRUE(source.hasReachedEnd());
   EXPECT_EQ(read(1), "");
   EXPECT_FALSE(file->hasFailed());
+  source.beginStep(1);
+  EXPECT_EQ(source.seek(0, SEEK_SET), 0);
+  EXPECT_EQ(read(1), "0");
+  EXPECT_EQ(read(1), "");
 }
 
 // Loud and then quiet, so that the bytes are spread unevenly over the file.

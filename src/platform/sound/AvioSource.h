@@ -22,8 +22,8 @@ class AvioSource {
   /// Null when memory was short.
   [[nodiscard]] AVIOContext* context() const { return context_; }
 
-  /// Tells that FFmpeg has found sound; see ByteSource.
-  void beginSound() { bytes_.beginSound(); }
+  /// Tells that FFmpeg is about to find the next packet; see ByteSource.
+  void beginStep() { bytes_.beginStep(); }
 
   /// Whether the file has these bytes at a place; nothing that is being read is moved.
   [[nodiscard]] bool holds(std::int64_t offset, std::string_view bytes);

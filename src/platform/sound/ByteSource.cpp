@@ -5,23 +5,11 @@
 #include <limits>
 
 namespace brindlevane {
-namespace {
-
-// Far more than the header of any file.
-constexpr std::int64_t kMostHeaderBytes = std::int64_t{512} << 20U;
-constexpr std::int64_t kMostPasses = 16;
-
-}  // namespace
 
 ByteSource::ByteSource(const RegularFile& file, const ByteSection& section)
-    : file_(&file), section_(section), budget_(kMostHeaderBytes) {
+    : file_(&file), section_(section) {
   section_.end = std::min(section_.end, file.size());
   size_ = section_.head + std::max<std::int64_t>(section_.end - section_.begin, 0);
-}
-
-void ByteSource::beginSound() {
-  constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
-  budget_ += std::min(size_, kLargest / kMostPasses - kMostHeaderBytes) * kMostPasses;
 }
 
 std::int64_t ByteSource::fileOffset() const {
@@ -31,7 +19,7 @@ std::int64_t ByteSource::fileOffset() const {
 std::int64_t ByteSource::read(void* bytes, std::int64_t count) {
   const std::int64_t border = position_ < section_.head ? section_.head : size_;
   const std::int64_t wanted = std::min(count, border - position_);
-  if (budget_ <= 0 || wanted <= 0) {
+  if (left_ <= 0 || wanted <= 0) {
     return 0;
   }
   const std::int64_t got = file_->read(bytes, wanted, fileOffset());
@@ -40,7 +28,7 @@ std::int64_t ByteSource::read(void* bytes, std::int64_t count) {
   }
   position_ += got;
   hasReachedEnd_ = hasReachedEnd_ || position_ == size_;
-  budget_ -= got;
+  left_ -= got;
   if (position_ != section_.head || got != wanted || got == count) {
     return got;
   }

@@ -18,8 +18,8 @@ struct ByteSection {
 /// The bytes of an open regular file, as decoder libraries ask for them through callbacks.
 ///
 /// Damaged files can send a library back and forth without end, or through gigabytes of nothing in
-/// search of sound: nothing more comes after 512 MiB, and once there is sound after several times
-/// the size of the file.
+/// search of sound: one step, be it to open the file or to find the next sound, gets no more bytes
+/// than it can take.
 class ByteSource {
  public:
   explicit ByteSource(const RegularFile& file, const ByteSection& section = {});
@@ -27,8 +27,13 @@ class ByteSource {
   [[nodiscard]] std::int64_t size() const { return size_; }
   [[nodiscard]] std::int64_t position() const { return position_; }
 
-  /// Tells that the library has found sound.
-  void beginSound();
+  /// More than the header of any file takes, and the sound between two calls of a library.
+  static constexpr std::int64_t kMostInStep = std::int64_t{128} << 20U;
+
+  /// Begins the next step; a source begins with one.
+  ///
+  /// @param mostBytes  what it can take
+  void beginStep(std::int64_t mostBytes = kMostInStep) { left_ = mostBytes; }
 
   /// Where in the file position() is.
   [[nodiscard]] std::int64_t fileOffset() const;
@@ -48,7 +53,7 @@ class ByteSource {
   ByteSection section_;
   std::int64_t size_ = 0;
   std::int64_t position_ = 0;
-  std::int64_t budget_ = 0;
+  std::int64_t left_ = kMostInStep;
   bool hasReachedEnd_ = false;
 };
 

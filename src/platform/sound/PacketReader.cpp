@@ -49,7 +49,6 @@ bool PacketReader::openDemuxer(bool ownsEditing) {
     }
   }
   checksBytes_ = format() == "aac";
-  source_.beginSound();
   return streamIndex_ >= 0;
 }
 
@@ -68,6 +67,7 @@ bool PacketReader::take() {
     return true;
   }
   av_packet_unref(packet_.get());
+  source_.beginStep();
   while ((readResult_ = av_read_frame(demuxer_.get(), packet_.get())) >= 0) {
     if (packet_->stream_index == streamIndex_) {
       followsOn_ = checkFollowing();
@@ -98,6 +98,7 @@ bool PacketReader::checkFollowing() {
 }
 
 bool PacketReader::seek(std::int64_t time) {
+  source_.beginStep();
   return av_seek_frame(demuxer_.get(), streamIndex_, time, AVSEEK_FLAG_BACKWARD) >= 0;
 }
 

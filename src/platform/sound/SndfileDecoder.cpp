@@ -83,7 +83,7 @@ class SndfileDecoder final : public AudioDecoder {
 
   [[nodiscard]] bool seek(std::int64_t frame) noexcept override {
     try {
-      if (!isOgg() && !hasFailed_ && handle_ && sf_seek(handle_.get(), frame, SEEK_SET) == frame) {
+      if (!isOgg() && !hasFailed_ && handle_ && move(frame) == frame) {
         position_ = frame;
         return true;
       }
@@ -98,6 +98,7 @@ class SndfileDecoder final : public AudioDecoder {
       if (hasFailed_ || !handle_) {
         return hasFailed_ ? -1 : 0;
       }
+      bytes_.beginStep();
       const sf_count_t wanted = std::min(frames, info_.frames - position_);
       const sf_count_t got = holdsShorts() ? readShorts(samples, wanted)
                                            : sf_readf_float(handle_.get(), samples, wanted);
@@ -126,10 +127,16 @@ class SndfileDecoder final : public AudioDecoder {
     handle_.reset();
     bytes_ = ByteSource(file_, section);
     handle_ = openSndfile(bytes_, info);
-    bytes_.beginSound();
     hasFailed_ = !handle_;
     checkFrom(section.begin);
     return info;
+  }
+
+  // Has the library seek, for which it reads all that lies between in an MPEG stream.
+  sf_count_t move(sf_count_t frame) {
+    constexpr std::int64_t kUsual = ByteSource::kMostInStep;
+    bytes_.beginStep(isMpeg_ ? std::max(bytes_.size(), kUsual) : kUsual);
+    return sf_seek(handle_.get(), frame, SEEK_SET);
   }
 
   // Checks for gaps whatever is read from an offset on.
@@ -165,7 +172,7 @@ class SndfileDecoder final : public AudioDecoder {
     }
     openSection(whole_);
     float* const unused = samples_.data();
-    const bool endIsThere = sf_seek(handle_.get(), info_.frames - 1, SEEK_SET) >= 0 &&
+    const bool endIsThere = move(info_.frames - 1) >= 0 &&
                             sf_readf_float(handle_.get(), unused, 1) == 1 &&
                             sf_error(handle_.get()) == SF_ERR_NO_ERROR;
     handle_.reset();
@@ -212,7 +219,7 @@ class SndfileDecoder final : public AudioDecoder {
       restart();
     }
     if (coding() == SF_FORMAT_OPUS) {
-      if (sf_seek(handle_.get(), goal, SEEK_SET) != goal) {
+      if (move(goal) != goal) {
         restart();
         return;
       }
