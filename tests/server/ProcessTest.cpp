@@ -148,7 +148,7 @@ TEST(Process, NoListenerOutlivesTheServer) {
   }
 }
 
-TEST(Process, WhatDecodersPrintAboutDamagedFilesGoesNowhere) {
+TEST(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) {
   const TemporaryFolder folder;
   const LoopbackServer bridge(playing(folder.file("damaged")));
   folder.write(kFile, configuration(bridge.port()));
@@ -167,6 +167,12 @@ TEST(Process, WhatDecodersPrintAboutDamagedFilesGoesNowhere) {
     answers += response->at("result").at("content").size() == 1 ? 1 : 0;
   }
   EXPECT_GT(answers, 20);
+  std::ifstream maps("/proc/" + std::to_string(server.number()) + "/maps");
+  const std::string mapped(std::istreambuf_iterator<char>(maps), {});
+  EXPECT_NE(mapped.find("libc"), std::string::npos);
+  for (const char* decoding : {"sndfile", "libav", "libswresample"}) {
+    EXPECT_EQ(mapped.find(decoding), std::string::npos) << decoding;
+  }
   server.closeInput();
   EXPECT_EQ(server.wait(), 0);
   EXPECT_EQ(server.restOfOutput(), "");
