@@ -14,9 +14,9 @@ class AudioDecoder {
  public:
   /// What the decoder delivers.
   struct Format {
-    double sampleRate = 0;    ///< Hz, the file's own rate
-    int channelCount = 0;     ///< channels in one frame
-    std::int64_t length = 0;  ///< frames, without declared priming and padding
+    double sampleRate;    ///< Hz, the file's own rate
+    int channelCount;     ///< channels in one frame
+    std::int64_t length;  ///< frames, without declared priming and padding
   };
 
   AudioDecoder() = default;

@@ -1,7 +1,7 @@
 #include "platform/sound/AvioSource.h"
 
-#include <array>
 #include <cstdio>
+#include <string>
 
 extern "C" {
 #include <libavutil/error.h>
@@ -32,14 +32,12 @@ AvioSource::~AvioSource() {
 }
 
 bool AvioSource::holds(std::int64_t offset, std::string_view bytes) {
-  std::array<char, 16> found = {};
-  const std::string_view wanted = bytes.substr(0, found.size());
+  std::string found(bytes.size(), '\0');
   const std::int64_t before = bytes_.position();
-  const auto count = static_cast<std::int64_t>(wanted.size());
-  const bool isRead =
-      bytes_.seek(offset, SEEK_SET) == offset && bytes_.read(found.data(), count) == count;
+  static_cast<void>(bytes_.seek(offset, SEEK_SET));
+  const bool isRead = bytes_.read(found.data(), std::ssize(found)) == std::ssize(found);
   static_cast<void>(bytes_.seek(before, SEEK_SET));
-  return isRead && std::string_view(found.data(), wanted.size()) == wanted;
+  return isRead && found == bytes;
 }
 
 int AvioSource::read(void* opaque, std::uint8_t* buffer, int count) {

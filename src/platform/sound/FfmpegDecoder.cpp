@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <string>
 #include <utility>
 
 extern "C" {
@@ -26,8 +27,8 @@ constexpr std::int64_t kRunUpSeconds = 10;
 
 // What of the decoded frames is the signal.
 struct Trim {
-  std::int64_t priming = 0;  // frames to drop at the start
-  std::int64_t length = 0;   // frames that follow
+  std::int64_t priming;  // frames to drop at the start
+  std::int64_t length;   // frames that follow
 };
 
 // The gapless data that iTunes writes: " 00000000 00000840 000001CA 00000000003F31F6 ...",
@@ -35,9 +36,9 @@ struct Trim {
 std::optional<Trim> itunesGapless(const FrameStream& stream) {
   const char* const value = stream.tag("iTunSMPB");
   std::istringstream text(value == nullptr ? "" : value);
-  std::int64_t unused = 0;
-  Trim trim;
-  text >> std::hex >> unused >> trim.priming >> unused >> trim.length;
+  std::string unused;
+  Trim trim = {};
+  text >> unused >> std::hex >> trim.priming >> unused >> trim.length;
   const bool isAac = stream.stream().codecpar->codec_id == AV_CODEC_ID_AAC;
   return isAac && text && trim.priming >= 0 && trim.length > 0 ? std::optional(trim) : std::nullopt;
 }
@@ -128,11 +129,8 @@ class FfmpegDecoder final : public AudioDecoder {
     sampleFormat_ = frame.format;
     format_.sampleRate = frame.sample_rate;
     format_.channelCount = frame.ch_layout.nb_channels;
-    if (interleave_ == nullptr || frame.sample_rate <= 0 || format_.channelCount <= 0) {
-      return false;
-    }
     const std::optional<std::int64_t> end = stream_->findEnd();
-    if (!end) {
+    if (!end || interleave_ == nullptr) {
       return false;
     }
     trim_ = trimOf(*stream_, edit_, static_cast<int>(format_.sampleRate), *end);
@@ -185,8 +183,8 @@ class FfmpegDecoder final : public AudioDecoder {
   FrameStream::Step step_ = FrameStream::Step::decoded;
   Interleave interleave_ = nullptr;
   int sampleFormat_ = AV_SAMPLE_FMT_NONE;
-  Format format_;
-  Trim trim_;
+  Format format_ = {};
+  Trim trim_ = {};
   std::int64_t position_ = 0;  // in the signal; negative within the priming
   std::int64_t used_ = 0;      // of the current decoded frame
 };

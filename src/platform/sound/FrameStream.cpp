@@ -1,8 +1,8 @@
 #include "platform/sound/FrameStream.h"
 
 #include <algorithm>
-#include <array>
 #include <deque>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -19,16 +19,8 @@ constexpr std::size_t kLastPackets = 16;
 
 // Streams without a container may have been cut out of something longer.
 bool mayBeginAnywhere(std::string_view format) {
-  constexpr std::array<std::string_view, 7> kBare = {"aac", "ac3",  "dts",   "eac3",
-                                                     "mp3", "loas", "mpegts"};
-  return std::find(kBare.begin(), kBare.end(), format) != kBare.end();
-}
-
-// Where the place of each frame in the file is a matter of arithmetic.
-bool isPlainPcm(std::string_view format, AVCodecID codec) {
-  constexpr std::array<std::string_view, 4> kPlain = {"aiff", "caf", "w64", "wav"};
-  return av_get_exact_bits_per_sample(codec) >= 8 &&
-         std::find(kPlain.begin(), kPlain.end(), format) != kPlain.end();
+  constexpr std::string_view kBare[] = {"aac", "ac3", "dts", "eac3", "mp3", "loas", "mpegts"};
+  return std::find(std::begin(kBare), std::end(kBare), format) != std::end(kBare);
 }
 
 }  // namespace
@@ -80,7 +72,6 @@ bool FrameStream::decodeFirst() {
     return false;
   }
   rate_ = frame_->sample_rate;
-  firstTime_ = frame_->pts;
   if (const AVFrameSideData* const trim =
           av_frame_get_side_data(frame_.get(), AV_FRAME_DATA_SKIP_SAMPLES);
       trim != nullptr) {
@@ -88,17 +79,9 @@ bool FrameStream::decodeFirst() {
   }
   packetFrames_.emplace(stream(), packets_->packet(), *frame_);
   nextPacketAt_ = packetFrames_->of(packets_->packet()).value_or(frame_->nb_samples);
-  findsByTime_ = !trimsItself_ && hasExactTimes();
+  findsByTime_ = packets_->isMp4() && !trimsItself_ && stream().nb_frames != 0 &&
+                 frame_->pts == 0 && clockCountsFrames(stream().time_base, rate_);
   return true;
-}
-
-// Whether the container leads from a time stamp to its packet, both exact to the frame.
-bool FrameStream::hasExactTimes() const {
-  const AVStream& sound = stream();
-  const bool isComplete =
-      packets_->isMp4() ? sound.nb_frames > 0 : isPlainPcm(packets_->format(), codec_->codec_id);
-  return isComplete && firstTime_ != AV_NOPTS_VALUE && sound.duration > 0 &&
-         clockCountsFrames(sound.time_base, rate_);
 }
 
 bool FrameStream::canJump() const {
@@ -106,20 +89,19 @@ bool FrameStream::canJump() const {
 }
 
 FrameStream::Step FrameStream::next() {
-  const std::int64_t inEach = packetFrames_ ? packetFrames_->inEach() : 0;
-  const bool wasLast = frame_->nb_samples > 0 && inEach > 0 && frame_->nb_samples != inEach;
+  const bool wasLast =
+      frame_->nb_samples != 0 && packetFrames_ && packetFrames_->isLast(*frame_);
   position_ += frame_->nb_samples;
   while (true) {
-    av_frame_unref(frame_.get());
     const int received = avcodec_receive_frame(codec_.get(), frame_.get());
-    if (received == 0 && frame_->nb_samples > 0) {
+    if (received == 0) {
       notePadding();
       return wasLast ? Step::failed : Step::decoded;
     }
     if (received == AVERROR_EOF) {
       return packets_->hasReachedEnd() ? Step::ended : Step::failed;
     }
-    if (received != 0 && (received != AVERROR(EAGAIN) || !feed())) {
+    if (received != AVERROR(EAGAIN) || !feed()) {
       return Step::failed;
     }
   }
@@ -133,7 +115,7 @@ void FrameStream::notePadding() {
   const AVFrameSideData* const trim =
       av_frame_get_side_data(frame_.get(), AV_FRAME_DATA_SKIP_SAMPLES);
   const std::int64_t padding = trim == nullptr ? 0 : AV_RL32(trim->data + 4);
-  padding_ = padding > 0 && padding <= frame_->nb_samples ? padding_ + padding : 0;
+  padding_ = padding == 0 ? 0 : padding_ + padding;
 }
 
 // Hands the decoder one packet, or the news that there is none left; false when it is damaged.
@@ -171,15 +153,14 @@ bool FrameStream::jump(std::int64_t position) {
 bool FrameStream::jumpByTime(std::int64_t position) {
   const AVRational clock = stream().time_base;
   const AVRational frames = {1, rate_};
-  const std::int64_t goal = firstTime_ + av_rescale_q(position, frames, clock);
-  if (!packets_->seek(goal)) {
+  if (!packets_->seek(av_rescale_q(position, frames, clock))) {
     return false;
   }
   restartDecoder(0);
-  if (next() != Step::decoded || frame_->pts == AV_NOPTS_VALUE) {
+  if (next() != Step::decoded) {
     return false;
   }
-  position_ = av_rescale_q(frame_->pts - firstTime_, clock, frames);
+  position_ = av_rescale_q(frame_->pts, clock, frames);
   return position_ <= position;
 }
 
@@ -189,16 +170,17 @@ bool FrameStream::passPackets(std::int64_t position) {
   }
   restartDecoder(nextPacketAt_);
   while (packets_->take()) {
-    const std::optional<std::int64_t> frames = packetFrames_->of(packets_->packet());
-    if (!frames || !packets_->followsOn() || !isSound(packets_->packet())) {
+    if (!packets_->followsOn() || !isSound(packets_->packet())) {
       return false;
     }
-    if (nextPacketAt_ + *frames > position) {
+    const std::int64_t end =
+        nextPacketAt_ + packetFrames_->of(packets_->packet()).value_or(0);
+    if (end > position) {
       packets_->holdBack();
       position_ = nextPacketAt_;
       return next() == Step::decoded;
     }
-    nextPacketAt_ += *frames;
+    nextPacketAt_ = end;
   }
   return false;
 }
@@ -210,15 +192,15 @@ bool FrameStream::rewind() {
 // The header of a fragmented MP4 file tells of the first fragment alone.
 std::optional<std::int64_t> FrameStream::declaredEnd() const {
   const AVRational clock = stream().time_base;
-  const bool isComplete = !packets_->isMp4() || stream().nb_frames > 0;
+  const bool isComplete = !packets_->isMp4() || stream().nb_frames != 0;
   const bool isExact = isComplete && clockCountsFrames(clock, rate_) && stream().duration > 0;
   return isExact ? std::optional(av_rescale_q(stream().duration, clock, {1, rate_})) : std::nullopt;
 }
 
 std::optional<std::int64_t> FrameStream::findEnd() {
   const std::int64_t declared = declaredEnd().value_or(0);
-  // The last second is there, so is what lies before it; else the file was cut short.
-  const bool isWhole = findsByTime_ && jumpByTime(std::max<std::int64_t>(declared - rate_, 0));
+  // The last packet is there, so is what lies before it; else the file was cut short.
+  const bool isWhole = findsByTime_ && jumpByTime(declared);
   if (findsByTime_ && !isWhole && !rewind()) {
     return std::nullopt;
   }
@@ -240,12 +222,7 @@ std::int64_t FrameStream::decodeToEnd() {
 std::int64_t FrameStream::countPackets() {
   restartDecoder(nextPacketAt_);
   std::deque<Packet> last;
-  while (packets_->take()) {
-    last.emplace_back(av_packet_alloc());
-    if (!last.back()) {
-      break;
-    }
-    av_packet_move_ref(last.back().get(), &packets_->packet());
+  while (packets_->take() && last.emplace_back(av_packet_clone(&packets_->packet()))) {
     if (last.size() > kLastPackets) {
       nextPacketAt_ += packetFrames_->of(*last.front()).value_or(0);
       last.pop_front();
@@ -253,23 +230,22 @@ std::int64_t FrameStream::countPackets() {
   }
   position_ = nextPacketAt_;
   for (const Packet& packet : last) {
-    if (isSound(*packet) && avcodec_send_packet(codec_.get(), packet.get()) == 0) {
-      receiveAll();
+    if (isSound(*packet)) {
+      pass(packet.get());
     }
   }
   isDrained_ = true;
-  if (avcodec_send_packet(codec_.get(), nullptr) == 0) {
-    receiveAll();
-  }
+  pass(nullptr);
   return position_;
 }
 
-void FrameStream::receiveAll() {
+// Decodes a packet, or after the last one what is left, and stands behind it.
+void FrameStream::pass(const AVPacket* packet) {
+  static_cast<void>(avcodec_send_packet(codec_.get(), packet));
   while (avcodec_receive_frame(codec_.get(), frame_.get()) == 0) {
     notePadding();
     position_ += frame_->nb_samples;
   }
-  av_frame_unref(frame_.get());
 }
 
 }  // namespace brindlevane

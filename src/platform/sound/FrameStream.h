@@ -80,7 +80,6 @@ class FrameStream {
 
   bool openCodec();
   bool decodeFirst();
-  [[nodiscard]] bool hasExactTimes() const;
   void notePadding();
   bool feed();
   [[nodiscard]] bool isSound(const AVPacket& packet) const;
@@ -89,7 +88,7 @@ class FrameStream {
   bool passPackets(std::int64_t position);
   std::int64_t decodeToEnd();
   std::int64_t countPackets();
-  void receiveAll();
+  void pass(const AVPacket* packet);
 
   std::unique_ptr<PacketReader> packets_;
   Codec codec_;
@@ -98,7 +97,6 @@ class FrameStream {
   bool trimsItself_;  // FFmpeg applies an edit list of several stretches
   bool findsByTime_ = false;
   int rate_ = 0;
-  std::int64_t firstTime_ = 0;  // time stamp of the first frame
   std::int64_t position_ = 0;
   std::int64_t nextPacketAt_ = 0;  // where the packets begin that were not yet sent
   std::int64_t priming_ = 0;

@@ -2,7 +2,6 @@
 
 #include "platform/sound/MpegHeader.h"
 
-#include <array>
 #include <cstddef>
 
 extern "C" {
@@ -30,9 +29,10 @@ bool hasFixedFrames(AVCodecID codec) {
   }
 }
 
+// FFmpeg lets zeros follow the bytes of a packet, so there is always a header to read.
 bool holdsMpegFrame(const AVPacket& packet) {
-  return packet.size >= 4 && packet.data[0] == 0xff && (packet.data[1] & 0xe0) == 0xe0 &&
-         packet.size >= mpegFrameBytes(packet.data);
+  const int bytes = mpegFrameBytes(packet.data);
+  return bytes != 0 && bytes <= packet.size;
 }
 
 // ETSI TS 102 366: a packet of E-AC-3 may join several frames.
@@ -42,7 +42,7 @@ bool holdsAc3Frames(const AVPacket& packet) {
   while (at < end) {
     std::uint8_t kind = 0;
     std::uint16_t bytes = 0;
-    if (av_ac3_parse_header(packet.data + at, end - at, &kind, &bytes) < 0 || bytes == 0) {
+    if (av_ac3_parse_header(packet.data + at, end - at, &kind, &bytes) < 0) {
       return false;
     }
     at += bytes;
@@ -71,7 +71,7 @@ std::optional<std::int64_t> opusFrames(const AVPacket& packet) {
   if (packet.size < 1) {
     return std::nullopt;
   }
-  constexpr std::array<int, 4> kSilk = {480, 960, 1920, 2880};
+  constexpr int kSilk[] = {480, 960, 1920, 2880};
   const unsigned configuration = packet.data[0] >> 3U;
   const int part = configuration < 12   ? kSilk[configuration % 4]
                    : configuration < 16 ? 480 << (configuration % 2)
@@ -99,22 +99,22 @@ bool packetsAreIndependent(AVCodecID codec) {
 }
 
 bool clockCountsFrames(AVRational clock, int rate) {
-  return clock.num > 0 && static_cast<std::int64_t>(clock.num) * rate % clock.den == 0;
+  return static_cast<std::int64_t>(clock.num) * rate % clock.den == 0;
 }
 
 PacketFrames::PacketFrames(const AVStream& stream, const AVPacket& packet, const AVFrame& frame)
     : codec_(stream.codecpar->codec_id) {
-  const int bits = av_get_exact_bits_per_sample(codec_);
+  const int bytes = av_get_exact_bits_per_sample(codec_) / 8;
   if (hasFixedFrames(codec_)) {
     kind_ = Kind::fixed;
     unit_ = frame.nb_samples;
-  } else if (bits >= 8) {
+  } else if (bytes != 0) {
     kind_ = Kind::bytes;
-    unit_ = static_cast<std::int64_t>(bits / 8) * frame.ch_layout.nb_channels;
+    unit_ = static_cast<std::int64_t>(bytes) * frame.ch_layout.nb_channels;
   } else if (codec_ == AV_CODEC_ID_OPUS) {
     kind_ = Kind::opus;
-  } else if (packetsAreIndependent(codec_) && packet.duration > 0 && stream.time_base.num == 1 &&
-             stream.time_base.den == frame.sample_rate) {
+  } else if (packetsAreIndependent(codec_) && packet.duration != 0 &&
+             av_cmp_q(stream.time_base, {1, frame.sample_rate}) == 0) {
     kind_ = Kind::timed;
   }
 }
@@ -126,7 +126,7 @@ std::optional<std::int64_t> PacketFrames::of(const AVPacket& packet) const {
     case Kind::bytes:
       return packet.size / unit_;
     case Kind::timed:
-      return packet.duration > 0 ? std::optional(packet.duration) : std::nullopt;
+      return packet.duration != 0 ? std::optional(packet.duration) : std::nullopt;
     case Kind::opus:
       return opusFrames(packet);
     case Kind::unknown:

@@ -22,8 +22,10 @@ class PacketFrames {
   /// @return nothing for a packet that is damaged
   [[nodiscard]] std::optional<std::int64_t> of(const AVPacket& packet) const;
 
-  /// Frames in every packet but the last, where all hold as many; else 0.
-  [[nodiscard]] std::int64_t inEach() const { return kind_ == Kind::fixed ? unit_ : 0; }
+  /// Whether a frame can only be the last, for all others are longer.
+  [[nodiscard]] bool isLast(const AVFrame& frame) const {
+    return kind_ == Kind::fixed && frame.nb_samples != unit_;
+  }
 
  private:
   enum class Kind { unknown, fixed, bytes, timed, opus };

@@ -1,6 +1,5 @@
 #include "platform/sound/PacketReader.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace brindlevane {
@@ -66,16 +65,16 @@ bool PacketReader::take() {
   if (std::exchange(isHeldBack_, false)) {
     return true;
   }
-  av_packet_unref(packet_.get());
   source_.beginStep();
-  while ((readResult_ = av_read_frame(demuxer_.get(), packet_.get())) >= 0) {
-    if (packet_->stream_index == streamIndex_) {
-      followsOn_ = checkFollowing();
-      return true;
-    }
+  do {
     av_packet_unref(packet_.get());
-  }
-  return false;
+    readResult_ = av_read_frame(demuxer_.get(), packet_.get());
+    if (readResult_ < 0) {
+      return false;
+    }
+  } while (packet_->stream_index != streamIndex_);
+  followsOn_ = checkFollowing();
+  return true;
 }
 
 // FFmpeg passes over damage in an ADTS stream, and nothing tells but the bytes that should have
@@ -84,12 +83,10 @@ bool PacketReader::checkFollowing() {
   if (!checksBytes_) {
     return true;
   }
-  constexpr std::size_t kHeaderBytes = 9;
-  const auto size = static_cast<std::size_t>(packet_->size);
-  const std::string_view header(reinterpret_cast<const char*>(packet_->data),
-                                std::min(size, kHeaderBytes));
+  const std::string_view bytes(reinterpret_cast<const char*>(packet_->data),
+                               static_cast<std::size_t>(packet_->size));
   const bool isFirst = nextByte_ < 0;
-  if (isFirst || source_.holds(nextByte_, header)) {
+  if (isFirst || source_.holds(nextByte_, bytes)) {
     nextByte_ = (isFirst ? packet_->pos : nextByte_) + packet_->size;
     return true;
   }
