@@ -51,7 +51,7 @@ class ByteSource {
  private:
   const RegularFile* file_;
   ByteSection section_;
-  std::int64_t size_ = 0;
+  std::int64_t size_;
   std::int64_t position_ = 0;
   std::int64_t left_ = kMostInStep;
   bool hasReachedEnd_ = false;

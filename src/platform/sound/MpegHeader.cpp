@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <string_view>
 
 namespace brindlevane {
@@ -25,10 +26,10 @@ std::int64_t tagLength(const RegularFile& file, std::int64_t offset) {
 }
 
 // kbit/s by index, from 1 on: layers II and III of version 1, both of version 2.
-constexpr int kBitRates[3][14] = {{32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
+constexpr int kBitRates[][14] = {{32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
                                   {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
                                   {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}};
-constexpr int kSampleRates[3] = {44100, 48000, 32000};
+constexpr int kSampleRates[] = {44100, 48000, 32000};
 
 }  // namespace
 
@@ -50,11 +51,11 @@ bool mpegFramesAreCounted(const RegularFile& file, std::int64_t begin) {
   for (const std::string_view mark : {"Xing", "Info"}) {
     // Flags, of which the lowest says that the number of frames comes next.
     const std::size_t at = text.find(mark);
-    if (at < text.size()) {
+    if (at != std::string_view::npos) {
       return at + 8 <= text.size() && (text[at + 7] & 1) != 0;
     }
   }
-  return text.find("VBRI") < text.size();
+  return text.find("VBRI") != std::string_view::npos;
 }
 
 int mpegFrameBytes(const std::uint8_t* header) {
@@ -62,7 +63,7 @@ int mpegFrameBytes(const std::uint8_t* header) {
   const unsigned layer = 4 - (header[1] >> 1U & 3U);
   const unsigned bitRate = header[2] >> 4U;
   const unsigned sampleRate = header[2] >> 2U & 3U;
-  if (header[0] != 0xff || header[1] < 0xe0 || version == 1 || layer == 1 || layer == 4 ||
+  if (header[0] != 0xff || header[1] >> 5U != 7 || version == 1 || layer == 1 || layer == 4 ||
       bitRate == 0 || bitRate == 15 || sampleRate == 3) {
     return 0;
   }
@@ -73,10 +74,10 @@ int mpegFrameBytes(const std::uint8_t* header) {
   return (layer == 3 && !isFirst ? 72 : 144) * bits / hertz + padding;
 }
 
-std::int64_t mpegFrameLength(const RegularFile& file, std::int64_t offset, std::int64_t end) {
+std::int64_t mpegFrameLength(const RegularFile& file, std::int64_t offset, std::int64_t /*end*/) {
   std::array<std::uint8_t, 4> header = {};
-  const bool isThere = offset + 4 <= end && file.read(header.data(), header.size(), offset) == 4;
-  return isThere ? mpegFrameBytes(header.data()) : 0;
+  const std::int64_t got = file.read(header.data(), header.size(), offset);
+  return got == std::ssize(header) ? mpegFrameBytes(header.data()) : 0;
 }
 
 }  // namespace brindlevane

@@ -92,7 +92,7 @@ std::int64_t nextOggPage(const RegularFile& file, std::int64_t offset, std::int6
   const Bytes bytes = bytesAt(file, offset, end, 2 * kMostPageBytes);
   for (std::size_t at = markFrom(bytes, 0); at < bytes.size(); at = markFrom(bytes, at + 1)) {
     const std::int64_t page = offset + static_cast<std::int64_t>(at);
-    if (oggPageLength(file, page, end) > 0) {
+    if (oggPageLength(file, page, end) != 0) {
       return page;
     }
   }
@@ -101,12 +101,12 @@ std::int64_t nextOggPage(const RegularFile& file, std::int64_t offset, std::int6
 
 std::int64_t lastOggPageEnd(const RegularFile& file, std::int64_t end) {
   const std::int64_t begin = std::max<std::int64_t>(end - kMostTail, 0);
-  std::int64_t last = 0;
+  std::int64_t last = end;
   for (std::int64_t page = nextOggPage(file, begin, end); page < end;
        page = nextOggPage(file, last, end)) {
     last = page + oggPageLength(file, page, end);
   }
-  return last > 0 ? last : end;
+  return last;
 }
 
 std::int64_t oggHeaderEnd(const RegularFile& file, int packets) {
@@ -126,23 +126,17 @@ std::int64_t oggHeaderEnd(const RegularFile& file, int packets) {
 }
 
 OggPlace oggPlaceBefore(
-    const RegularFile& file, OggPlace first, OggPlace last, std::int64_t goal, std::int64_t near,
+    const RegularFile& file, OggPlace first, std::int64_t end, std::int64_t goal, std::int64_t near,
     const std::function<std::optional<std::int64_t>(std::int64_t page)>& firstFrameAt) {
   constexpr int kMostSteps = 20;
   for (int i = 0; i < kMostSteps && goal - first.frame > near; ++i) {
-    // By proportion, and now and then in the middle, should the bytes be spread unevenly.
-    const double share = i % 3 == 2 ? 0.5
-                                    : static_cast<double>(goal - near / 2 - first.frame) /
-                                          static_cast<double>(last.frame - first.frame);
-    const double ahead = share * static_cast<double>(last.offset - first.offset);
-    const std::int64_t guess = first.offset + static_cast<std::int64_t>(ahead);
-    const std::int64_t page = nextOggPage(file, guess, last.offset);
-    const std::optional<std::int64_t> frame =
-        page < last.offset ? firstFrameAt(page) : std::nullopt;
+    const std::int64_t middle = std::midpoint(first.offset, end);
+    const std::int64_t page = nextOggPage(file, middle, end);
+    const std::optional<std::int64_t> frame = page < end ? firstFrameAt(page) : std::nullopt;
     if (frame && *frame <= goal) {
       first = {page, *frame};
     } else {
-      last = {guess, frame.value_or(last.frame)};
+      end = middle;
     }
   }
   return first;

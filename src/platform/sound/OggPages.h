@@ -41,13 +41,13 @@ struct OggPlace {
 /// Searches for a page to start decoding from.
 ///
 /// @param first         the first page with sound
-/// @param last          the end of the file and the length of the sound
+/// @param end           the end of the file
 /// @param goal          the frame to start at or before
 /// @param near          how many frames before the goal will do
 /// @param firstFrameAt  tells which frame comes first from a page on; nothing when it cannot
-/// @return a place at or before the goal, near it where the search succeeds within 20 steps
+/// @return a place at or before the goal, near it where halving the file 20 times is enough
 [[nodiscard]] OggPlace oggPlaceBefore(
-    const RegularFile& file, OggPlace first, OggPlace last, std::int64_t goal, std::int64_t near,
+    const RegularFile& file, OggPlace first, std::int64_t end, std::int64_t goal, std::int64_t near,
     const std::function<std::optional<std::int64_t>(std::int64_t page)>& firstFrameAt);
 
 }  // namespace brindlevane

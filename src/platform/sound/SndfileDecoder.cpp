@@ -21,7 +21,7 @@ namespace brindlevane {
 namespace {
 
 // At least one frame of the 1024 channels that libsndfile allows.
-constexpr sf_count_t kMostSamples = 8192;
+constexpr sf_count_t kMostSamples = 16384;
 // A block of Vorbis or Opus depends on what was decoded before it, so positions are reached by
 // decoding from the beginning, or, that far ahead, from some time before the goal.
 constexpr sf_count_t kFarSeconds = 30;
@@ -33,14 +33,13 @@ class SndfileDecoder final : public AudioDecoder {
   explicit SndfileDecoder(const RegularFile& file) : file_(file), bytes_(file) {
     whole_.begin = endOfTags(file);
     whole_.end = bytes_.size();
-    if (oggPageLength(file, 0, whole_.end) > 0) {
+    if (oggPageLength(file, 0, whole_.end) != 0) {
       whole_.end = lastOggPageEnd(file, whole_.end);
     }
     info_ = openSection(whole_);
     if (isOgg()) {
       headerEnd_ = oggHeaderEnd(file, coding() == SF_FORMAT_OPUS ? 2 : 3);
     }
-    isMpeg_ = kind() == SF_FORMAT_MPEG && mpegFramesAreCounted(file, whole_.begin);
     checkFrom(whole_.begin);
     if (kind() == SF_FORMAT_FLAC && info_.frames == SF_COUNT_MAX) {
       countFrames();
@@ -60,10 +59,11 @@ class SndfileDecoder final : public AudioDecoder {
       case SF_FORMAT_MPEG_LAYER_III:
         // Without a count of the frames the length is guessed, and then libsndfile stops there or
         // makes up silence.
-        return isMpeg_ && mpegFrameLength(file_, whole_.begin, whole_.end) > 0;
+        return mpegFramesAreCounted(file_, whole_.begin) &&
+               mpegFrameLength(file_, whole_.begin, whole_.end) != 0;
       case SF_FORMAT_VORBIS:
       case SF_FORMAT_OPUS:
-        return headerEnd_ > 0;
+        return headerEnd_ != 0;
       case SF_FORMAT_PCM_U8:
       case SF_FORMAT_PCM_32:
         // In W64 libsndfile takes what an extensible header describes for integers, be it A-law or
@@ -100,8 +100,9 @@ class SndfileDecoder final : public AudioDecoder {
       }
       bytes_.beginStep();
       const sf_count_t wanted = std::min(frames, info_.frames - position_);
-      const sf_count_t got = holdsShorts() ? readShorts(samples, wanted)
-                                           : sf_readf_float(handle_.get(), samples, wanted);
+      const sf_count_t got = coding() == SF_FORMAT_PCM_16
+                                 ? readShorts(samples, wanted)
+                                 : sf_readf_float(handle_.get(), samples, wanted);
       if (isOgg()) {
         bringVorbisChannelsInOrder(
             std::span(samples, static_cast<std::size_t>(got * info_.channels)), info_.channels);
@@ -135,16 +136,15 @@ class SndfileDecoder final : public AudioDecoder {
   // Has the library seek, for which it reads all that lies between in an MPEG stream.
   sf_count_t move(sf_count_t frame) {
     constexpr std::int64_t kUsual = ByteSource::kMostInStep;
-    bytes_.beginStep(isMpeg_ ? std::max(bytes_.size(), kUsual) : kUsual);
+    bytes_.beginStep(kind() == SF_FORMAT_MPEG ? std::max(bytes_.size(), kUsual) : kUsual);
     return sf_seek(handle_.get(), frame, SEEK_SET);
   }
 
   // Checks for gaps whatever is read from an offset on.
   void checkFrom(std::int64_t offset) {
-    gaps_.reset();
     if (isOgg()) {
       gaps_.emplace(file_, &oggPageLength, offset, whole_.end);
-    } else if (isMpeg_) {
+    } else if (kind() == SF_FORMAT_MPEG) {
       gaps_.emplace(file_, &mpegFrameLength, offset, whole_.end);
     }
   }
@@ -215,10 +215,10 @@ class SndfileDecoder final : public AudioDecoder {
 
   // Stands at or before a frame of Ogg sound afterwards, within some seconds if it can be.
   void jumpBefore(std::int64_t goal) {
-    if (hasFailed_ || !handle_) {
-      restart();
-    }
     if (coding() == SF_FORMAT_OPUS) {
+      if (hasFailed_ || !handle_) {
+        restart();
+      }
       if (move(goal) != goal) {
         restart();
         return;
@@ -227,15 +227,10 @@ class SndfileDecoder final : public AudioDecoder {
       position_ = goal;
       return;
     }
-    const OggPlace end = {whole_.end, info_.frames};
     const std::int64_t near = kRunUpSeconds * info_.samplerate;
-    const OggPlace place = oggPlaceBefore(file_, {headerEnd_, 0}, end, goal, near,
+    const OggPlace place = oggPlaceBefore(file_, {headerEnd_, 0}, whole_.end, goal, near,
                                           [this](std::int64_t page) { return openAt(page); });
-    if (place.frame > 0) {
-      position_ = openAt(place.offset).value_or(0);
-    } else {
-      restart();
-    }
+    position_ = openAt(place.offset).value_or(0);
   }
 
   // Opens the header and the pages of Vorbis from one on, as if the pages between did not exist;
@@ -249,36 +244,20 @@ class SndfileDecoder final : public AudioDecoder {
                                                   : std::nullopt;
   }
 
-  // 16-bit samples stored as they are: libsndfile hands them out without looking at each, and the
-  // loop below scales them several times faster than the library does.
-  [[nodiscard]] bool holdsShorts() const {
-    return coding() == SF_FORMAT_PCM_16 &&
-           (kind() == SF_FORMAT_WAV || kind() == SF_FORMAT_WAVEX || kind() == SF_FORMAT_AIFF);
-  }
-
+  // 16-bit samples: libsndfile hands them out without looking at each, and to scale them here is
+  // several times faster than to let the library do it.
   sf_count_t readShorts(float* samples, sf_count_t frames) {
-    const sf_count_t room = kMostSamples / info_.channels;
-    sf_count_t done = 0;
-    while (done < frames) {
-      const sf_count_t got =
-          sf_readf_short(handle_.get(), shorts_.data(), std::min(room, frames - done));
-      if (got <= 0) {
-        break;
-      }
-      float* const part = samples + done * info_.channels;
-      for (sf_count_t i = 0; i < got * info_.channels; ++i) {
-        part[i] = static_cast<float>(shorts_[static_cast<std::size_t>(i)]) * kShortScale;
-      }
-      done += got;
-    }
-    return done;
+    const sf_count_t got = sf_readf_short(handle_.get(), shorts_.data(),
+                                          std::min(kMostSamples / info_.channels, frames));
+    std::transform(shorts_.begin(), shorts_.begin() + got * info_.channels, samples,
+                   [](std::int16_t sample) { return static_cast<float>(sample) * kShortScale; });
+    return got;
   }
 
   const RegularFile& file_;
   ByteSection whole_;
   ByteSource bytes_;
   std::int64_t headerEnd_ = 0;  // where that of an Ogg file ends
-  bool isMpeg_ = false;         // with a count of its frames
   std::optional<GapCheck> gaps_;
   std::int64_t position_ = 0;
   bool hasFailed_ = false;
