@@ -72,6 +72,11 @@ class Clone {
     const targets = this.run("ninja", "-C", this.build(), "-t", "targets", "all");
     this.programs = [...targets.matchAll(/^(test_\w+): CXX_EXECUTABLE/gm)].map(([, name]) => name);
     this.run("ninja", "-C", this.build(), ...this.programs);
+    this.inputsOf = new Map();
+    for (const program of this.programs) {
+      const inputs = this.run("ninja", "-C", this.build(), "-t", "inputs", program).split("\n");
+      this.inputsOf.set(program, new Set(inputs));
+    }
     rmSync(this.original, { recursive: true, force: true });
     this.run("cp", "-a", this.tree, this.original);
 
@@ -96,6 +101,11 @@ class Clone {
     return succeeds(this.build(), seconds, `./${program}`, ...options);
   }
 
+  /** A test that looks at a clock may fail on a busy machine, but hardly twice. */
+  async passesOnce(program, seconds) {
+    return (await this.passes(program, seconds)) || this.passes(program, seconds);
+  }
+
   /** The program that notices a fault, or what else becomes of it. */
   async verdict({ file, mutant }, programs, secondsOf) {
     const objects = this.objectsOf.get(file);
@@ -109,9 +119,10 @@ class Clone {
     if (objects.every((it) => code(this.tree, it).equals(code(this.original, it)))) {
       return unchanged;
     }
-    for (const program of programs) {
+    const takesPart = (program) => objects.some((it) => this.inputsOf.get(program).has(it));
+    for (const program of programs.filter(takesPart)) {
       if (!(await make(program))) return notCompiled;
-      if (!(await this.passes(program, secondsOf.get(program)))) return program;
+      if (!(await this.passesOnce(program, secondsOf.get(program)))) return program;
     }
     return survived;
   }
