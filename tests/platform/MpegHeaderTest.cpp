@@ -29,12 +29,19 @@ TEST(MpegHeader, FramesOfEachBitRateFollowOneAnotherToTheEndOfTheFile) {
                                             {"libmp3lame -write_xing 0 -ar 44100", layer3},
                                             {"libmp3lame -write_xing 0 -ar 24000", halved},
                                             {"libmp3lame -write_xing 0 -ar 8000", {8, 24, 64}}}) {
+    const auto madeWith = [&](int kilobits) {
+      return folder.file(std::to_string(kilobits) + "k.mp3");
+    };
+    std::string making = "ffmpeg -v error -y -i " + folder.file("a.wav");
+    for (const int kilobits : each.bitRates) {
+      making += " -c:a " + each.codec + " -b:a " + std::to_string(kilobits) + "k " +
+                madeWith(kilobits);
+    }
+    testing::run(making);
     for (const int kilobits : each.bitRates) {
       SCOPED_TRACE(each.codec + std::to_string(kilobits));
-      testing::run("ffmpeg -v error -y -i " + folder.file("a.wav") + " -c:a " + each.codec +
-                   " -b:a " + std::to_string(kilobits) + "k " + folder.file("a.mp3"));
-      const RegularFile file = RegularFile::open(folder.file("a.mp3")).value();
-      const auto end = static_cast<std::int64_t>(testing::bytesOf(folder.file("a.mp3")).size());
+      const RegularFile file = RegularFile::open(madeWith(kilobits)).value();
+      const std::int64_t end = file.size();
       std::int64_t at = endOfTags(file);
       int frames = 0;
       while (const std::int64_t length = mpegFrameLength(file, at, end)) {
