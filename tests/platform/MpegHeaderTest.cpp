@@ -34,8 +34,8 @@ TEST(MpegHeader, FramesOfEachBitRateFollowOneAnotherToTheEndOfTheFile) {
     };
     std::string making = "ffmpeg -v error -y -i " + folder.file("a.wav");
     for (const int kilobits : each.bitRates) {
-      making += " -c:a " + each.codec + " -b:a " + std::to_string(kilobits) + "k " +
-                madeWith(kilobits);
+      making +=
+          " -c:a " + each.codec + " -b:a " + std::to_string(kilobits) + "k " + madeWith(kilobits);
     }
     testing::run(making);
     for (const int kilobits : each.bitRates) {
@@ -69,9 +69,37 @@ TEST(EndOfTags, IsBehindWholeHeadersOnly) {
   const TemporaryFolder folder;
   const std::string tag("ID3\4\0\0\0\0\1\2", 10);
   for (const auto& [bytes, end] : std::vector<std::pair<std::string, std::int64_t>>{
-           {tag.substr(0, 9), 0}, {tag, 140}, {tag + std::string(130, 'x') + tag, 280}}) {
+           {tag.substr(0, 9), 0},
+           {tag, 140},
+           {"ID3" + std::string(7, '\xef'), 10 + 234616815},
+           {tag + std::string(130, 'x') + tag, 280},
+           {"JD3" + tag.substr(3), 0},
+           {"IE3" + tag.substr(3), 0},
+           {"ID4" + tag.substr(3), 0}}) {
     testing::writeBytes(folder.file("tagged"), bytes);
-    EXPECT_EQ(endOfTags(RegularFile::open(folder.file("tagged")).value()), end);
+    EXPECT_EQ(endOfTags(RegularFile::open(folder.file("tagged")).value()), end) << bytes;
+  }
+}
+
+TEST(MpegFramesAreCounted, ByAMarkWithACountInTheFirstFrame) {
+  const TemporaryFolder folder;
+  const auto behind = [](std::size_t bytes, const std::string& mark) {
+    return std::string(bytes, 'x') + mark + std::string(50, '\0');
+  };
+  const std::string counts("\0\0\0\xf", 4);
+  for (const auto& [bytes, isCounted] : std::vector<std::pair<std::string, bool>>{
+           {behind(13, "Xing" + counts), true},
+           {behind(36, "Info" + counts), true},
+           {behind(37, "Info" + counts), false},
+           {behind(21, "Info" + std::string("\0\0\0\xe", 4)), false},
+           {behind(36, "VBRI"), true},
+           {behind(41, "VBRI"), false},
+           {behind(36, "Xinf" + counts), false},
+           {"Xing", false},
+           {"", false}}) {
+    testing::writeBytes(folder.file("frame"), "xyz" + bytes);
+    EXPECT_EQ(mpegFramesAreCounted(RegularFile::open(folder.file("frame")).value(), 3), isCounted)
+        << bytes;
   }
 }
 

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <filesystem>
 
 namespace brindlevane {
 namespace {
@@ -69,7 +70,7 @@ TEST_F(Noise, FilesThatWereCutAreReadAsFarAsTheyGo) {
     const std::string bytes = bytesOf(made(name));
     // 768 bytes: a frame of the MPEG file.
     for (const std::size_t kept : {bytes.size() / 2, bytes.size() * 3 / 4 + 1, bytes.size() - 1,
-                                   bytes.size() - 10 * 768 + 2}) {
+                                   bytes.size() - 10 * 768 + 3}) {
       SCOPED_TRACE(name + std::to_string(kept));
       std::optional<AudioFile> file = AudioFile::open(written(bytes.substr(0, kept)));
       ASSERT_TRUE(file);
@@ -152,6 +153,24 @@ TEST(ByteSource, ShowsAHeadAndWhatFollowsElsewhere) {
   EXPECT_EQ(source.seek(0, SEEK_SET), 0);
   EXPECT_EQ(read(1), "0");
   EXPECT_EQ(read(1), "");
+}
+
+TEST(ByteSource, GivesNoMoreInAStepThanAnyHeaderTakes) {
+  const TemporaryFolder directory;
+  constexpr std::int64_t kMiB = 1 << 20;
+  writeBytes(directory.file("a"), "");
+  std::filesystem::resize_file(directory.file("a"), 200 * kMiB);
+  const std::optional<RegularFile> file = RegularFile::open(directory.file("a"));
+  ByteSource source(*file);
+  std::string bytes(kMiB, ' ');
+  for (const int left : {128, 72}) {
+    int taken = 0;
+    while (source.read(bytes.data(), kMiB) == kMiB) {
+      ++taken;
+    }
+    EXPECT_EQ(taken, left);
+    source.beginStep();
+  }
 }
 
 // Loud and then quiet, so that the bytes are spread unevenly over the file.

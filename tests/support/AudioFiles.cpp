@@ -77,7 +77,12 @@ std::string MadeFiles::path(const std::string& name) const {
       {"bareaac", "aac -aac_pns 0 -use_editlist 0"},
       // A track of pictures comes before the sound.
       {"pictures", "pcm_s16le -filter_complex 'color=s=16x16:d=1[v]' -map '[v]' -map 0:a"},
+      // Behind the sound comes a track of noise.
+      {"twotracks", "alac -filter_complex 'anoisesrc=d=1[n]' -map 0:a -map '[n]'"},
+      {"stereo", "aac -ac 2"},
+      {"fast", "aac -ar 16000"},
       {"ac3", "ac3 -ar 32000 -b:a 256k"},
+      {"eac3", "eac3 -ar 32000"},
       {"rf64", "pcm_s16le -rf64 always"},
       {"flac24", "flac -sample_fmt s32"},
       {"flac500", "flac -frame_size 500"},

@@ -61,8 +61,7 @@ Trim trimOf(const FrameStream& stream, const std::optional<Mp4Edit>& edit, int r
             std::int64_t end) {
   const bool isEdited = edit && (edit->mediaStart != 0 || edit->duration != 0);
   if (const std::optional<Trim> gapless = itunesGapless(stream); gapless && !isEdited) {
-    const std::int64_t left = std::max<std::int64_t>(end - gapless->priming, 0);
-    return {gapless->priming, std::min(gapless->length, left)};
+    return {gapless->priming, std::min(gapless->length, end - gapless->priming)};
   }
   if (edit) {
     const std::int64_t declared = stream.declaredEnd().value_or(end);

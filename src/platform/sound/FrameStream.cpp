@@ -89,8 +89,7 @@ bool FrameStream::canJump() const {
 }
 
 FrameStream::Step FrameStream::next() {
-  const bool wasLast =
-      frame_->nb_samples != 0 && packetFrames_ && packetFrames_->isLast(*frame_);
+  const bool wasLast = frame_->nb_samples != 0 && packetFrames_ && packetFrames_->isLast(*frame_);
   position_ += frame_->nb_samples;
   while (true) {
     const int received = avcodec_receive_frame(codec_.get(), frame_.get());
@@ -173,8 +172,7 @@ bool FrameStream::passPackets(std::int64_t position) {
     if (!packets_->followsOn() || !isSound(packets_->packet())) {
       return false;
     }
-    const std::int64_t end =
-        nextPacketAt_ + packetFrames_->of(packets_->packet()).value_or(0);
+    const std::int64_t end = nextPacketAt_ + packetFrames_->of(packets_->packet()).value_or(0);
     if (end > position) {
       packets_->holdBack();
       position_ = nextPacketAt_;

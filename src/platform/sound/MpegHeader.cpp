@@ -27,8 +27,8 @@ std::int64_t tagLength(const RegularFile& file, std::int64_t offset) {
 
 // kbit/s by index, from 1 on: layers II and III of version 1, both of version 2.
 constexpr int kBitRates[][14] = {{32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
-                                  {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
-                                  {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}};
+                                 {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
+                                 {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}};
 constexpr int kSampleRates[] = {44100, 48000, 32000};
 
 }  // namespace
