@@ -35,8 +35,7 @@ Segment::Segment(const ListeningTask& task, double longestSeconds) : file_(opene
   const double lastStart = static_cast<double>(file_.length()) / rate - 1 / rate;
   start_ = task.startSeconds > 0 ? framesIn(std::min(task.startSeconds, lastStart), rate) : 0;
   const double seconds = std::min(task.duration.value_or(longestSeconds), longestSeconds);
-  const std::int64_t left = std::max<std::int64_t>(file_.length() - start_, 0);
-  frames_ = std::min(left, framesIn(seconds, rate));
+  frames_ = std::min(file_.length() - start_, framesIn(seconds, rate));
 }
 
 std::span<const float> Segment::decodedMix(const Follower& follow) {

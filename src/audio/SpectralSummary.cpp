@@ -26,18 +26,18 @@ struct Band {
   double upperFrequency;  // Hz, itself outside
 };
 
-constexpr std::array<Band, 6> kBands = {{{"sub_20_60", 60},
-                                         {"bass_60_120", 120},
-                                         {"lowMid_120_400", 400},
-                                         {"mid_400_2000", 2000},
-                                         {"presence_2000_6000", 6000},
-                                         {"air_6000_20000", 20000}}};
+constexpr std::array kBands = std::to_array<Band>({{"sub_20_60", 60},
+                                                   {"bass_60_120", 120},
+                                                   {"lowMid_120_400", 400},
+                                                   {"mid_400_2000", 2000},
+                                                   {"presence_2000_6000", 6000},
+                                                   {"air_6000_20000", 20000}});
 
 struct Bin {
-  std::size_t index = 0;
-  double frequency = 0;
-  std::size_t band = 0;  // kBands.size(): none
-  std::size_t column = 0;
+  std::size_t index;
+  double frequency;
+  std::size_t band;  // kBands.size(): none
+  std::size_t column;
 };
 
 std::size_t bandOf(double frequency) {
@@ -73,7 +73,7 @@ class SpectralSums {
       const double real = spectrum[bin.index].real();
       const double imaginary = spectrum[bin.index].imag();
       const double power = real * real + imaginary * imaginary;
-      if (!std::isfinite(power) || !(power > 0)) {
+      if (!std::isfinite(power)) {
         continue;
       }
       bandPower_[bin.band] += power;

@@ -14,10 +14,10 @@ constexpr double kWidestPercent = 400;
 }  // namespace
 
 BRINDLEVANE_VECTOR_CLONES void StereoMeter::add(std::span<const float> interleaved) {
-  const std::size_t frames = interleaved.size() / channelCount_;
-  if (channelCount_ < 2 || frames == 0) {
+  if (channelCount_ < 2) {
     return;
   }
+  const std::size_t frames = interleaved.size() / channelCount_;
   // Deviations from a frame of the block's own: a channel's direct current cancels nothing, and one
   // that is constant leaves exactly 0.
   const double leftBase = interleaved[0];

@@ -21,7 +21,7 @@ class StereoMeter {
   /// @param channelCount  1 or more
   explicit StereoMeter(std::size_t channelCount) : channelCount_(channelCount) {}
 
-  /// Takes in the next frames.
+  /// Takes in the next frames, one or more.
   void add(std::span<const float> interleaved);
 
   [[nodiscard]] StereoSummary result() const;

@@ -13,8 +13,8 @@ namespace {
 
 constexpr double kFlatnessFloor = 1e-6;
 
-constexpr std::array<std::string_view, 12> kNoteNames = {
-    "C", "C\u266f", "D", "D\u266f", "E", "F", "F\u266f", "G", "G\u266f", "A", "A\u266f", "B"};
+constexpr std::string_view kNoteNames[] = {"C", "C\u266f", "D", "D\u266f", "E", "F", "F\u266f",
+                                           "G", "G\u266f", "A", "A\u266f", "B"};
 
 // Probe-tone ratings by interval above the tonic.
 constexpr Chroma kMajorProfile = {6.35, 2.23, 3.48, 2.33, 4.38, 4.09,
@@ -23,9 +23,9 @@ constexpr Chroma kMinorProfile = {6.33, 2.68, 3.52, 5.38, 2.60, 3.53,
                                   2.54, 4.75, 3.98, 2.69, 3.34, 3.17};
 
 struct Candidate {
-  std::size_t root = 0;
+  std::size_t root;
   std::string_view mode;
-  double score = 0;
+  double score;
 };
 
 double mean(const Chroma& values) {

@@ -24,17 +24,7 @@ std::size_t MeasurementCache::size() const {
 }
 
 std::size_t MeasurementCache::Hash::operator()(const AudioCacheKey& key) const {
-  std::size_t hash = 0;
-  const auto combine = [&hash](std::size_t value) {
-    hash ^= value + 0x9e3779b9U + (hash << 6U) + (hash >> 2U);
-  };
-  combine(std::hash<std::string>()(key.path));
-  combine(std::hash<std::uint64_t>()(key.size));
-  combine(std::hash<double>()(key.modified));
-  combine(std::hash<std::int64_t>()(key.transpose));
-  combine(std::hash<std::int64_t>()(key.startMilliseconds));
-  combine(std::hash<std::int64_t>()(key.durationMilliseconds));
-  return hash;
+  return std::hash<std::string>()(key.path);
 }
 
 }  // namespace brindlevane

@@ -13,12 +13,12 @@ namespace brindlevane {
 
 /// What a measurement depends on. A file that changes on disk changes its key.
 struct AudioCacheKey {
-  std::string path;                       ///< standardised and absolute
-  std::uint64_t size = 0;                 ///< bytes; 0 when unknown
-  double modified = 0;                    ///< seconds since 1970; 0 when unknown
-  std::int64_t transpose = 0;             ///< hundredths of a semitone
-  std::int64_t startMilliseconds = 0;     ///< 0 or more
-  std::int64_t durationMilliseconds = 0;  ///< 0 when none was asked for
+  std::string path;                   ///< standardised and absolute
+  std::uint64_t size;                 ///< bytes; 0 when unknown
+  double modified;                    ///< seconds since 1970; 0 when unknown
+  std::int64_t transpose;             ///< hundredths of a semitone
+  std::int64_t startMilliseconds;     ///< 0 or more
+  std::int64_t durationMilliseconds;  ///< 0 when none was asked for
 
   friend bool operator==(const AudioCacheKey&, const AudioCacheKey&) = default;
 };

@@ -137,8 +137,11 @@ class Reader {
     utf8proc_int32_t codePoint = 0;
     const utf8proc_ssize_t length =
         utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(at_), end_ - at_, &codePoint);
-    at_ += length > 0 ? length : 0;
-    return length > 0;
+    if (length < 0) {
+      return false;
+    }
+    at_ += length;
+    return true;
   }
 
   bool readEscape(std::string& out) {

@@ -5,7 +5,6 @@
 #include "tools/SchemaPieces.h"
 
 #include <algorithm>
-#include <array>
 #include <span>
 #include <string_view>
 
@@ -17,9 +16,9 @@ namespace {
 
 constexpr std::size_t kLongestQuery = 200;
 constexpr std::int64_t kLongestClip = 4096;  // beats
-constexpr std::array<std::string_view, 3> kStateFields = {"mute", "solo", "arm"};
-constexpr std::array<std::string_view, 11> kRoles = {
-    "kick", "clap", "hat", "percussion", "bass", "chords", "lead", "vocal", "fx", "loop", "other"};
+constexpr std::string_view kStateFields[] = {"mute", "solo", "arm"};
+constexpr std::string_view kRoles[] = {"kick", "clap",  "hat", "percussion", "bass", "chords",
+                                       "lead", "vocal", "fx",  "loop",       "other"};
 
 void require(bool kept, const std::string& sentence) {
   if (!kept) {
