@@ -131,9 +131,7 @@ bool FrameStream::feed() {
 }
 
 bool FrameStream::isSound(const AVPacket& packet) const {
-  const bool isCut = (packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
-  return !(isCut && av_get_exact_bits_per_sample(codec_->codec_id) == 0) &&
-         (!packetFrames_ || !packetFrames_->areKnown() || packetFrames_->of(packet));
+  return !packetFrames_ || !packetFrames_->areKnown() || packetFrames_->of(packet);
 }
 
 // Forgets what was decoded; the next packet is as good as the first.
