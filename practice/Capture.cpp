@@ -1,6 +1,8 @@
 #include "practice/Handlers.h"
-#include "practice/Refusal.h"
+#include "practice/Sound.h"
+#include "support/Wav.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace brindlevane::practice {
@@ -59,14 +61,14 @@ Json captureStatus(LiveSet& set, const Json& body) {
         .tempo = capture.tempo,
         .startBeat = capture.startBeat,
         .frames = static_cast<std::size_t>(std::llround(secondsOf(capture) * kSampleRate))};
-    capture.filePath =
-        set.audio.add(capture.jobId, renderMaster(set.song["tracks"], set.audio, window));
+    capture.filePath = (set.audioFolder / (capture.jobId + ".wav")).string();
+    writeWav(capture.filePath, renderMaster(set.song["tracks"], window), 2, kSampleRate);
   }
   return describe(capture, progress);
 }
 
 Json endCapture(LiveSet& set, const Json& body) {
-  set.audio.remove(captureIn(set, body).filePath);
+  std::filesystem::remove(captureIn(set, body).filePath);
   set.capture.reset();
   ++set.revision;  // the temporary track has gone
   return {{"jobId", body["jobId"]}, {"temporaryTrackRemoved", true}};

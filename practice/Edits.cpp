@@ -1,8 +1,6 @@
 #include "practice/Handlers.h"
-#include "practice/Refusal.h"
 #include "practice/Song.h"
 
-#include <algorithm>
 #include <cmath>
 #include <string>
 #include <utility>

@@ -1,11 +1,10 @@
 #include "practice/LiveSet.h"
 
-#include "practice/Refusal.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <random>
 
 namespace brindlevane::practice {
 
@@ -50,6 +49,15 @@ const Json* selectedClip(const LiveSet& set) {
   }
   return &set.song["tracks"][set.song["selectedTrack"].get<std::size_t>()]["clips"]
                   [clip.get<std::size_t>()];
+}
+
+std::string randomHex(std::size_t digits) {
+  std::random_device random;
+  std::string hex;
+  while (hex.size() < digits) {
+    hex.push_back("0123456789abcdef"[random() % 16]);
+  }
+  return hex;
 }
 
 std::string shown(const Json& value) {

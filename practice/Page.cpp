@@ -12,12 +12,13 @@
 #include <iostream>
 #include <map>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 namespace brindlevane::practice {
 namespace {
 
-constexpr std::string_view kMargin = "      ";
+constexpr std::size_t kMargin = 6;
 constexpr std::size_t kScale = 7;  // columns to the right of a spectrogram
 
 using Shades = std::array<std::string_view, 9>;
@@ -25,6 +26,12 @@ constexpr Shades kEighthsUp = {" ", "▁", "▂", "▃", "▄", "▅", "▆", "�
 constexpr Shades kGreys = {" ", " ", "░", "░", "▒", "▒", "▓", "▓", "█"};
 constexpr Shades kAsciiUp = {" ", "_", "_", ".", ".", ":", ":", "|", "#"};
 constexpr Shades kAsciiGreys = {" ", ".", ":", "-", "=", "+", "*", "%", "#"};
+
+// As the measurement has them and as people read them.
+constexpr std::array kBands = {
+    std::pair("sub_20_60", "20-60 Hz"),         std::pair("bass_60_120", "60-120 Hz"),
+    std::pair("lowMid_120_400", "120-400 Hz"),  std::pair("mid_400_2000", "400-2000 Hz"),
+    std::pair("presence_2000_6000", "2-6 kHz"), std::pair("air_6000_20000", "6-20 kHz")};
 
 std::vector<std::string_view> charactersOf(std::string_view text) {
   std::vector<std::string_view> characters;
@@ -133,18 +140,7 @@ void Page::words(std::string_view text, std::size_t indent, std::size_t hanging)
 
 void Page::measurement(const Json& measurement) {
   figures(measurement);
-  waveform(measurement);
-  spectrogram(measurement);
-  bands(measurement);
-}
-
-std::string Page::bar(double share, std::size_t columns) const {
-  const long length = std::lround(std::clamp(share, 0.0, 1.0) * static_cast<double>(columns));
-  std::string result;
-  for (long i = 0; i < length; ++i) {
-    result += isAscii_ ? "=" : "█";
-  }
-  return result;
+  pictures(measurement);
 }
 
 std::string Page::fitted(std::string_view text, std::size_t columns) {
@@ -155,10 +151,6 @@ std::string Page::fitted(std::string_view text, std::size_t columns) {
     result += character;
   }
   return result;
-}
-
-std::size_t Page::pictureWidth() const {
-  return width_ - kMargin.size() - kScale;
 }
 
 void Page::flush() {
@@ -179,11 +171,11 @@ void Page::figures(const Json& m) {
     text +=
         ", " + m["key"].get<std::string>() + " (confidence " + fixed(m["keyConfidence"], 2) + ")";
   }
-  words(text, kMargin.size(), kMargin.size());
+  words(text, kMargin, kMargin);
   words("peak " + fixed(m["samplePeakDbFS"], 1) + " dBFS, RMS " + fixed(m["rmsDbFS"], 1) +
             " dBFS, crest " + fixed(m["crestFactorDb"], 1) + " dB, dynamics " +
             fixed(m["dynamicRangeDb"], 1) + " dB",
-        kMargin.size(), kMargin.size());
+        kMargin, kMargin);
   text = "centroid " + fixed(m["spectralCentroidHz"], 0) + " Hz, clipped " +
          fixed(m["clippedSamplePercent"], 2) + " %";
   if (m.contains("stereoCorrelation")) {
@@ -193,54 +185,41 @@ void Page::figures(const Json& m) {
   if (channels > 2) {
     text += " (of the first two channels)";
   }
-  words(text, kMargin.size(), kMargin.size());
-}
-
-void Page::waveform(const Json& m) {
-  constexpr int kRows = 3;
-  const Json& points = m["waveform"];
-  const double peak = points.empty() ? 0 : std::max(loudest(points, 0, 1), 1e-9);
-  for (int row = kRows - 1; row >= 0 && peak > 0; --row) {
-    std::string text(kMargin);
-    for (std::size_t column = 0; column < pictureWidth(); ++column) {
-      const double height = loudest(points, column, pictureWidth()) / peak * kRows * 8;
-      text += shadeOf(isAscii_ ? kAsciiUp : kEighthsUp, height - row * 8);
+  words(text, kMargin, kMargin);
+  text = "energy in %:";
+  for (const auto& [key, name] : kBands) {
+    if (m["bandEnergyPercent"].contains(key)) {
+      text += text.ends_with(':') ? " " : ", ";
+      text.append(name).append(" ").append(fixed(m["bandEnergyPercent"][key], 1));
     }
-    line(text);
   }
+  words(text, kMargin, kMargin);
 }
 
-void Page::spectrogram(const Json& m) {
+void Page::pictures(const Json& m) {
   constexpr std::size_t kRows = 8;
+  const std::size_t columns = width_ - kMargin - kScale;
+  const Json& points = m["waveform"];
   const Json& frames = m["spectrogram"];
-  for (std::size_t row = kRows; row-- > 0 && !frames.empty();) {
-    std::string text(kMargin);
-    for (std::size_t column = 0; column < pictureWidth(); ++column) {
-      const Json& frame = frames[column * frames.size() / pictureWidth()];
+  if (points.empty() || frames.empty()) {
+    return;
+  }
+  const double peak = std::max(loudest(points, 0, 1), 1e-9);
+  std::string text(kMargin, ' ');
+  for (std::size_t column = 0; column < columns; ++column) {
+    text += shadeOf(isAscii_ ? kAsciiUp : kEighthsUp, loudest(points, column, columns) / peak * 8);
+  }
+  line(text);
+  for (std::size_t row = kRows; row-- > 0;) {
+    text.assign(kMargin, ' ');
+    for (std::size_t column = 0; column < columns; ++column) {
+      const Json& frame = frames[column * frames.size() / columns];
       text += shadeOf(isAscii_ ? kAsciiGreys : kGreys, loudest(frame, row, kRows) * 8);
     }
     if (row == kRows - 1) {
-      text.append(" ").append(fixed(std::min(m["sampleRate"].get<double>() / 2000, 20.0), 0));
-      text += " kHz";
+      text += " " + fixed(std::min(m["sampleRate"].get<double>() / 2000, 20.0), 0) + " kHz";
     }
     line(row == 0 ? text + " 20 Hz" : text);
-  }
-}
-
-void Page::bands(const Json& m) {
-  constexpr std::array kBands = {"sub_20_60",    "bass_60_120",        "lowMid_120_400",
-                                 "mid_400_2000", "presence_2000_6000", "air_6000_20000"};
-  for (const std::string name : kBands) {
-    if (m["bandEnergyPercent"].contains(name)) {
-      const double percent = m["bandEnergyPercent"][name];
-      const std::size_t range = name.find('_');
-      std::string hertz = name.substr(range + 1);
-      std::ranges::replace(hertz, '_', '-');
-      const std::string share = fixed(percent, 1);
-      line(std::string(kMargin) + fitted(name.substr(0, range), 9) + fitted(hertz, 11) +
-           std::string(6 - share.size(), ' ') + share + " % " +
-           bar(percent / 100, pictureWidth() - 24));
-    }
   }
 }
 

@@ -39,26 +39,17 @@ class Page {
   /// @param hanging  spaces before each further line
   void words(std::string_view text, std::size_t indent, std::size_t hanging);
 
-  /// Prints a measurement as its reader would want it: figures, waveform, spectrogram, bands.
+  /// Prints a measurement as its reader would want it: figures, waveform, spectrogram.
   void measurement(const Json& measurement);
-
-  /// A horizontal bar.
-  /// @param share  0 to 1 of `columns`
-  [[nodiscard]] std::string bar(double share, std::size_t columns) const;
 
   /// The text cut or padded to so many characters.
   [[nodiscard]] static std::string fitted(std::string_view text, std::size_t columns);
-
-  /// Columns that a picture may have.
-  [[nodiscard]] std::size_t pictureWidth() const;
 
   void flush();
 
  private:
   void figures(const Json& measurement);
-  void waveform(const Json& measurement);
-  void spectrogram(const Json& measurement);
-  void bands(const Json& measurement);
+  void pictures(const Json& measurement);
 
   std::ostream& out_;
   std::size_t width_;

@@ -1,11 +1,9 @@
 #include "practice/PracticeBridge.h"
 
 #include "practice/Handlers.h"
-#include "practice/Refusal.h"
 
 #include <algorithm>
 #include <array>
-#include <random>
 
 namespace brindlevane::practice {
 namespace {
@@ -18,7 +16,7 @@ struct Route {
   std::string_view method;
   std::string_view path;
   Carries carries;
-  Json (*handle)(LiveSet& set, const Json& body);
+  Handler* handle;
 };
 
 constexpr std::array kRoutes = {
@@ -119,15 +117,6 @@ PracticeBridge::Answer PracticeBridge::answer(const LoopbackServer::Request& req
   } catch (const std::exception& fault) {
     return refusal(500, "INTERNAL_ERROR", fault.what());
   }
-}
-
-std::string randomHex(std::size_t digits) {
-  std::random_device random;
-  std::string hex;
-  while (hex.size() < digits) {
-    hex.push_back("0123456789abcdef"[random() % 16]);
-  }
-  return hex;
 }
 
 }  // namespace brindlevane::practice

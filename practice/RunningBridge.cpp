@@ -2,30 +2,21 @@
 
 #include "platform/Files.h"
 #include "platform/Json.h"
-#include "practice/Handlers.h"
 #include "practice/Song.h"
 
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 
 namespace brindlevane::practice {
-namespace {
 
 namespace fs = std::filesystem;
 
-LiveSet openSet(const fs::path& audioFolder, const std::vector<std::string>& files) {
-  AudioPool audio(audioFolder);
-  Json song = files.empty() ? nightFerry(audio) : setOfFiles(files);
-  return {.audio = std::move(audio), .song = std::move(song)};
-}
-
-}  // namespace
-
 RunningBridge::RunningBridge(const fs::path& supportFolder, const std::vector<std::string>& files)
     : token_(randomHex(48)),
-      bridge_(openSet(audioFolder_.path(), files), token_),
+      bridge_({.audioFolder = audioFolder_.path(),
+               .song = files.empty() ? nightFerry(audioFolder_.path()) : setOfFiles(files)},
+              token_),
       server_([this](LoopbackServer::Connection& connection) {
         if (const auto request = connection.receiveRequest()) {
           const auto [status, body] = bridge_.answer(*request);

@@ -1,10 +1,8 @@
 #include "practice/Handlers.h"
-#include "practice/Refusal.h"
 #include "practice/Song.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <iterator>
 #include <sstream>
 
@@ -12,30 +10,19 @@ namespace brindlevane::practice {
 namespace {
 
 struct Sample {
+  const char* id;  // 24 hexadecimal digits
   const char* name;
   const char* role;
   const char* pack;
 };
 
 constexpr std::array kSamples = {
-    Sample{"Tight Tech Kick 01", "kick", "Harbour Club Drums"},
-    Sample{"Deep Round Kick 07", "kick", "Night Shift"},
-    Sample{"Tight Club Clap 02", "clap", "Harbour Club Drums"},
-    Sample{"Wide Room Clap", "clap", "Concrete Rooms"},
-    Sample{"Rim Snare Dry", "clap", "Night Shift"},
-    Sample{"Closed Hat Crisp 11", "hat", "Harbour Club Drums"},
-    Sample{"Shaker Groove 124", "percussion", "Island Percussion"},
-    Sample{"Rolling Tech Bass Fsm 124", "bass", "Night Shift"},
-    Sample{"Dub Chord Stab Fsm", "chords", "Deep Harbour Keys"},
-    Sample{"Vox Chop Ooh Fs", "vocal", "Voices After Dark"},
+    Sample{"5a0000000000000000000001", "Tight Tech Kick 01", "kick", "Harbour Club Drums"},
+    Sample{"5a0000000000000000000002", "Tight Club Clap 02", "clap", "Harbour Club Drums"},
+    Sample{"5a0000000000000000000003", "Wide Room Clap", "clap", "Concrete Rooms"},
+    Sample{"5a0000000000000000000004", "Rolling Bass Fsm 124", "bass", "Night Shift"},
+    Sample{"5a0000000000000000000005", "Dub Chord Stab Fsm", "chords", "Deep Harbour Keys"},
 };
-
-// The form of an id: 24 hexadecimal digits.
-std::string idOf(const Sample& sample) {
-  std::array<char, 25> id{};
-  std::snprintf(id.data(), id.size(), "5a%022x", static_cast<unsigned>(&sample - kSamples.data()));
-  return id.data();
-}
 
 std::string lowered(std::string text) {
   std::ranges::transform(text, text.begin(), [](char c) {
@@ -63,7 +50,7 @@ Json searchSamples(LiveSet& /*set*/, const Json& body) {
   for (const Sample& sample : kSamples) {
     const std::ptrdiff_t score = scoreOf(sample, query);
     if ((score > 0 || query.empty()) && (role == "any" || sample.role == role)) {
-      found.push_back({{"sampleId", idOf(sample)},
+      found.push_back({{"sampleId", sample.id},
                        {"name", sample.name},
                        {"role", sample.role},
                        {"pack", sample.pack},
@@ -73,23 +60,22 @@ Json searchSamples(LiveSet& /*set*/, const Json& body) {
   std::stable_sort(found.begin(), found.end(), [](const Json& left, const Json& right) {
     return left["score"] > right["score"];
   });
-  const std::size_t matches = found.size();
-  const auto limit = static_cast<std::size_t>(body.value("limit", 12.0));
+  const std::ptrdiff_t matches = std::ssize(found);
+  const auto limit = static_cast<std::ptrdiff_t>(body.value("limit", 12.0));
   found.erase(found.begin() + std::min(limit, matches), found.end());
   return {{"samples", found}, {"matches", matches}, {"catalogueSize", kSamples.size()}};
 }
 
 Json importSample(LiveSet& set, const Json& body) {
-  const auto* const sample = std::ranges::find(kSamples, body.at("sampleId").get<std::string>(),
-                                               [](const Sample& each) { return idOf(each); });
+  const auto* const sample =
+      std::ranges::find(kSamples, body.at("sampleId").get<std::string>(), &Sample::id);
   if (sample == kSamples.end()) {
     throw Refusal(404, "UNKNOWN_SAMPLE",
                   "No sample has this id. Search again and use an id from the answer.");
   }
   Json track = emptyTrack(body.value("trackName", sample->name), "audio", sample->role);
-  track["clips"].push_back(audioClip(sample->name, body.at("startTime"),
-                                     renderPhrase(sample->role, 124, 0), set.song["tempo"],
-                                     set.audio));
+  track["clips"].push_back(
+      audioClip(sample->name, body.at("startTime"), sample->role, 0, set.audioFolder));
   Json& tracks = set.song["tracks"];
   tracks.push_back(track);
   set.song["selectedTrack"] = tracks.size() - 1;

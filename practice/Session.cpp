@@ -1,11 +1,10 @@
-#include "practice/Session.h"
-
+#include "practice/Assistant.h"
 #include "practice/LiveSet.h"
+#include "practice/Page.h"
 
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -18,69 +17,6 @@ void expect(bool holds, const std::string& what) {
     throw std::runtime_error("Expected that " + what + ".");
   }
 }
-
-std::string quantity(std::size_t count, const std::string& thing) {
-  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
-/// One conversation with the server: asks, shows and remembers the revision.
-class Assistant {
- public:
-  Assistant(McpClient& client, Page& shownOn) : page(shownOn), client_(client) {}
-
-  /// Calls a tool, shows the call and gives the data.
-  /// @throws std::runtime_error  an error result; what() is its message
-  Json ask(const std::string& tool, const Json& arguments = Json::object()) {
-    page.words("> " + tool + described(arguments), 4, 6);
-    const Json data = client_.callTool(tool, arguments)["structuredContent"];
-    if (data.contains("error")) {
-      throw std::runtime_error(data["error"]["message"].get<std::string>());
-    }
-    revision = data.value("revision", revision);
-    return data;
-  }
-
-  /// Calls a tool that changes the set, the user's approval taken for granted.
-  Json change(const std::string& tool, Json arguments = Json::object()) {
-    arguments.update({{"confirm", true}, {"expectedRevision", revision}});
-    return ask(tool, arguments);
-  }
-
-  /// Does what is to be refused, and shows the reason, in which this has to stand.
-  void attempt(const std::function<void()>& work, const std::string& reason) {
-    std::string heard;
-    try {
-      work();
-    } catch (const std::runtime_error& refusal) {
-      heard = refusal.what();
-    }
-    see(heard);
-    expect(heard.find(reason) != std::string::npos, "it is refused with " + reason);
-  }
-
-  /// Prints what the assistant sees.
-  void see(const std::string& text) { page.words(text, 6, 6); }
-
-  /// Prints a table row as it is.
-  void row(const std::string& text) { page.line(std::string(6, ' ').append(text)); }
-
-  Page& page;
-  std::int64_t revision = 0;
-
- private:
-  static std::string described(const Json& arguments) {
-    std::string own;
-    std::string shared;  // by all tools that change something
-    for (const auto& [key, value] : arguments.items()) {
-      std::string& text = key == "confirm" || key == "expectedRevision" ? shared : own;
-      text.append(" ").append(key).append("=");
-      text += value.is_array() ? quantity(value.size(), "note") : value.dump();
-    }
-    return own + shared;
-  }
-
-  McpClient& client_;
-};
 
 std::string decibels(const Json& value) {
   const std::string text = fixed(value, 1);
@@ -148,9 +84,7 @@ void play(Assistant& assistant) {
   (void)assistant.ask("play", {{"confirm", true}});
   const Json meters = assistant.ask("get_context")["meters"];
   const auto show = [&assistant](const Json& meter) {
-    const double peak = meter["peakDb"];
-    assistant.row(Page::fitted(plain(meter["name"]), 15) + decibels(peak) + "  " +
-                  assistant.page.bar((peak + 60) / 60, assistant.page.pictureWidth() - 27));
+    assistant.row(Page::fitted(plain(meter["name"]), 15) + decibels(meter["peakDb"]));
   };
   std::ranges::for_each(meters["tracks"], show);
   std::ranges::for_each(meters["returns"], show);
@@ -187,11 +121,8 @@ void importClap(Assistant& assistant) {
 void buildArrangement(Assistant& assistant) {
   const Json built = assistant.change("build_arrangement");
   for (const Json& section : built["sections"]) {
-    assistant.row(
-        Page::fitted(plain(section["name"]), 9) +
-        Page::fitted("beat " + plain(section["startTime"]), 10) +
-        Page::fitted(plain(section["bars"]), 3) +
-        assistant.page.bar(section["bars"].get<double>() / 32, assistant.page.pictureWidth() - 22));
+    assistant.see(plain(section["name"]) + ": " + plain(section["bars"]) + " bars from beat " +
+                  plain(section["startTime"]));
   }
   assistant.see(quantity(built["clipsAdded"], "clip") + " in " + plain(built["bars"]) + " bars");
   expect(built["bars"] == 128, "the arrangement has 128 bars");
@@ -204,7 +135,7 @@ void undo(Assistant& assistant) {
   expect(assistant.ask("analyze_project")["arrangementLength"] == 64, "the sections have gone");
 }
 
-void findKeys(Assistant& assistant) {
+void hearKeys(Assistant& assistant) {
   for (const auto& [track, kind] : {std::pair(6, "midi"), std::pair(7, "audio")}) {
     (void)assistant.change("select_track", {{"trackIndex", track}});
     const Json key = assistant.ask("find_key");
@@ -213,9 +144,6 @@ void findKeys(Assistant& assistant) {
     expect(key["kind"] == kind && key["key"] == "F♯ minor",
            std::string("the ") + kind + " clip is in F♯ minor");
   }
-}
-
-void listenToPad(Assistant& assistant) {
   const Json heard = assistant.ask("listen_selected_clip");
   assistant.page.measurement(heard);
   expect(heard["scope"] == "rawClipSourcePreFx", "the clip's own file was measured");
@@ -228,7 +156,7 @@ Json capture(Assistant& assistant, double startTime, int bars) {
                                  {{"bars", bars}, {"startTime", startTime}})["jobId"]}};
   Json heard = assistant.ask("get_master_listen", job);
   while (!heard.contains("scope")) {
-    assistant.row("recording " + assistant.page.bar(heard["progress"], 20));
+    assistant.see("recording: " + fixed(heard["progress"].get<double>() * 100, 0) + " %");
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     heard = assistant.ask("get_master_listen", job);
   }
@@ -271,16 +199,15 @@ constexpr std::array kSteps = {
     Step{"Find a tight clap and import it", importClap},
     Step{"Build a club arrangement behind the loops", buildArrangement},
     Step{"The user would rather not: undo", undo},
-    Step{"Which key are the chords in, by their notes, and the pad, by ear?", findKeys},
-    Step{"Listen to the pad", listenToPad},
+    Step{"Which key are the chords in, by their notes, and the pad, by ear?", hearKeys},
     Step{"Record eight bars of the master and listen", captureMaster},
     Step{"Record a bar behind the end of the set", captureSilence},
 };
 
 }  // namespace
 
-void playSession(McpClient& client, Page& page) {
-  Assistant assistant(client, page);
+void playSession(Assistant& assistant) {
+  Page& page = assistant.page;
   for (std::size_t i = 0; i < kSteps.size(); ++i) {
     page.line("");
     page.words(std::to_string(i + 1) + ". " + kSteps[i].title, i < 9 ? 1 : 0, 4);

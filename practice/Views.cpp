@@ -1,9 +1,9 @@
 #include "bridge/BrindlevaneBridgeCompatibility.h"
 #include "practice/Handlers.h"
-#include "practice/Refusal.h"
+#include "practice/Song.h"
+#include "practice/Sound.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <filesystem>
 
@@ -12,12 +12,16 @@ namespace {
 
 constexpr double kSilenceDb = -70;
 
+bool isMidi(const Json& clip) {
+  return !clip.contains("filePath");
+}
+
 // A clip without its notes, which are only counted, and without the place of its file.
 Json clipView(const Json& clip, std::size_t index) {
   Json view = clip;
   view["index"] = index;
-  if (clip.contains("notes")) {
-    view.erase("notes");
+  view.erase("notes");
+  if (isMidi(clip)) {
     view["noteCount"] = clip["notes"].size();
   } else {
     view["fileName"] =
@@ -64,8 +68,7 @@ Json meters(const LiveSet& set) {
   Json trackMeters = Json::array();
   std::vector<Stereo> sends(set.song["returns"].size(), Stereo(bar.frames * 2));
   for (const Json& track : tracks) {
-    const Stereo sound =
-        isHeard(track, tracks) ? renderTrack(track, set.audio, bar) : Stereo(bar.frames * 2);
+    const Stereo sound = isHeard(track, tracks) ? renderTrack(track, bar) : Stereo(bar.frames * 2);
     trackMeters.push_back(meterOf(track["name"], sound));
     for (std::size_t i = 0; i < sends.size(); ++i) {
       const auto gain = static_cast<float>(std::pow(10, track["sends"][i].get<double>() / 20));
@@ -79,37 +82,30 @@ Json meters(const LiveSet& set) {
   }
   return {{"tracks", trackMeters},
           {"returns", returnMeters},
-          {"master", meterOf(set.song["master"]["name"], renderMaster(tracks, set.audio, bar))}};
+          {"master", meterOf(set.song["master"]["name"], renderMaster(tracks, bar))}};
 }
 
-// Whether a name has one of the words that Live or a hurry puts there.
-bool hasWord(const Json& name, std::initializer_list<std::string_view> words) {
-  const auto& text = name.get_ref<const std::string&>();
-  return std::ranges::any_of(
-      words, [&text](std::string_view word) { return text.find(word) != std::string::npos; });
+// What is to be said of a track before it is mixed: kind, severity and advice of each finding.
+Json findingsOf(const Json& track) {
+  Json findings = Json::array();
+  const std::string label = labelOf(track);
+  if (track["name"].get<std::string>().find(label) == std::string::npos) {
+    findings.push_back({{"kind", "unclear-name"},
+                        {"severity", "warning"},
+                        {"advice", "Does not say what it plays: call it " + label + "."}});
+  }
+  if (track["clips"].empty()) {
+    findings.push_back({{"kind", "empty-track"},
+                        {"severity", "info"},
+                        {"advice", "Holds no clip: delete it or put it to use."}});
+  }
+  if (track["volumeDb"] > 0) {
+    findings.push_back({{"kind", "no-headroom"},
+                        {"severity", "warning"},
+                        {"advice", "Fader above 0 dB: turn the source down instead."}});
+  }
+  return findings;
 }
-
-struct Finding {
-  std::string_view kind, severity, advice;
-  bool (*applies)(const Json& track);
-};
-
-constexpr std::array kFindings = {
-    Finding{"default-name", "warning", "Says nothing about what it plays: rename it.",
-            [](const Json& track) {
-              return hasWord(track["name"], {"-MIDI", "-Audio", "Audio ", "-Wavetable"});
-            }},
-    Finding{"draft-name", "info", "Looks like a working title: rename it.",
-            [](const Json& track) {
-              return hasWord(track["name"], {"?", "final", "copy"});
-            }},
-    Finding{"empty-track", "info", "Holds no clip: delete it or put it to use.",
-            [](const Json& track) { return track["clips"].empty(); }},
-    Finding{"no-headroom", "warning", "Fader above 0 dB: turn the source down instead.",
-            [](const Json& track) { return track["volumeDb"] > 0; }},
-    Finding{"left-soloed", "warning", "Soloed: everything else is silent.",
-            [](const Json& track) { return track["solo"].get<bool>(); }},
-};
 
 Json pitchClasses(const Json& clip) {
   Json profile(std::vector<double>(12, 0.0));
@@ -165,14 +161,9 @@ Json mixPreparation(LiveSet& set, const Json& /*body*/) {
   Json findings = Json::array();
   const Json& tracks = set.song["tracks"];
   for (std::size_t i = 0; i < tracks.size(); ++i) {
-    for (const Finding& finding : kFindings) {
-      if (finding.applies(tracks[i])) {
-        findings.push_back({{"kind", finding.kind},
-                            {"severity", finding.severity},
-                            {"trackIndex", i},
-                            {"track", tracks[i]["name"]},
-                            {"advice", finding.advice}});
-      }
+    for (Json finding : findingsOf(tracks[i])) {
+      finding.update({{"trackIndex", i}, {"track", tracks[i]["name"]}});
+      findings.push_back(finding);
     }
   }
   return {{"findings", findings}, {"trackCount", tracks.size()}};
@@ -190,7 +181,7 @@ Json context(LiveSet& set, const Json& body) {
           {"selection",
            {{"trackIndex", track < trackCount ? Json(track) : Json()},
             {"clipIndex", set.song["selectedClip"]},
-            {"notes", clip == nullptr ? Json::array() : clip->value("notes", Json::array())}}}};
+            {"notes", clip != nullptr && isMidi(*clip) ? (*clip)["notes"] : Json::array()}}}};
 }
 
 Json deviceParameters(LiveSet& set, const Json& body) {
@@ -214,7 +205,7 @@ Json keySource(LiveSet& set, const Json& /*body*/) {
   Json source = {{"track", set.song["tracks"][track]["name"]},
                  {"clip", (*clip)["name"]},
                  {"project", set.song["project"]}};
-  if (clip->contains("notes")) {
+  if (isMidi(*clip)) {
     source["kind"] = "midi";
     source["pitchClasses"] = pitchClasses(*clip);
     return source;

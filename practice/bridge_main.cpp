@@ -1,5 +1,5 @@
 #include "platform/Json.h"
-#include "practice/McpClient.h"
+#include "practice/Assistant.h"
 #include "practice/Page.h"
 #include "practice/RunningBridge.h"
 
