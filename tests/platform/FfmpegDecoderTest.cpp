@@ -189,12 +189,6 @@ TEST_F(FfmpegDecoder, AJumpGivesTheSamplesOfADecodingFromTheStart) {
   }
 }
 
-TEST_F(FfmpegDecoder, ASoundThatWasMeasuredBeginsAsIfItWereNew) {
-  // FFmpeg's decoder of AC-3 keeps the end of the last frame.
-  const std::vector<float> all = Opened(made("ac3.ac3")).read();
-  EXPECT_LE(largestDifference(Opened(made("ac3.mp4")).read(1000), all, 256), 0.02);
-}
-
 TEST_F(FfmpegDecoder, WhatLiesBeforeAClipIsNotDecoded) {
   const auto workFor = [](const auto& action) {
     const std::clock_t begin = std::clock();
