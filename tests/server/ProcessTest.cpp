@@ -167,12 +167,14 @@ TEST(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) {
     answers += response->at("result").at("content").size() == 1 ? 1 : 0;
   }
   EXPECT_GT(answers, 20);
+#ifdef __linux__
   std::ifstream maps("/proc/" + std::to_string(server.number()) + "/maps");
   const std::string mapped(std::istreambuf_iterator<char>(maps), {});
   EXPECT_NE(mapped.find("libc"), std::string::npos);
   for (const char* decoding : {"sndfile", "libav", "libswresample"}) {
     EXPECT_EQ(mapped.find(decoding), std::string::npos) << decoding;
   }
+#endif
   server.closeInput();
   EXPECT_EQ(server.wait(), 0);
   EXPECT_EQ(server.restOfOutput(), "");
