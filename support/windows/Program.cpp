@@ -127,7 +127,9 @@ int childOf(int process) {
   entry.dwSize = sizeof entry;
   int child = 0;
   for (BOOL is = Process32First(all, &entry); is != 0; is = Process32Next(all, &entry)) {
-    if (entry.th32ParentProcessID == static_cast<DWORD>(process)) {
+    // Wine lets a program for windows start a desktop as well.
+    if (entry.th32ParentProcessID == static_cast<DWORD>(process) &&
+        std::wstring_view(entry.szExeFile) != L"explorer.exe") {
       child = static_cast<int>(entry.th32ProcessID);
     }
   }

@@ -12,6 +12,7 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace brindlevane {
@@ -113,23 +114,29 @@ TEST(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
 }
 
 /// A bridge whose selected clip plays this file.
-LoopbackServer::Treatment playing(const std::string& file) {
-  return [file](LoopbackServer::Connection& connection) {
+LoopbackServer::Treatment playing(const std::string& file, int startSeconds = 0) {
+  return [file, startSeconds](LoopbackServer::Connection& connection) {
     const bool isHealth = connection.receive().starts_with("GET /v1/health");
     const Json result =
         isHealth ? Json{{"bridgeVersion", BrindlevaneBridgeCompatibility::minimumVersion},
                         {"capabilities", BrindlevaneBridgeCompatibility::requiredCapabilities()}}
-                 : Json{{"kind", "audio"}, {"filePath", file}};
+                 : Json{{"kind", "audio"},
+                        {"filePath", file},
+                        {"analysisRange", {{"startSeconds", startSeconds}}}};
     connection.send("HTTP/1.0 200 OK\r\n\r\n" + compactJson({{"ok", true}, {"result", result}}));
   };
 }
 
 TEST(Process, NoListenerOutlivesTheServer) {
   const TemporaryFolder folder;
-  // Twenty gigabytes of nothing keep a listener busy.
-  const std::filesystem::path file = folder.write("sparse.wav", "RIFF\xff\xff\xff\xffWAVE");
-  std::filesystem::resize_file(file, std::uintmax_t{20} << 30U);
-  const LoopbackServer bridge(playing(file.string()));
+  // GSM 6.10 of 8 kHz, of which all that lies before the clip has to be decoded: eleven days.
+  constexpr std::string_view kHeader(
+      "RIFF\xff\xff\xff\xffWAVEfmt \x14\0\0\0\x31\0\1\0\x40\x1f\0\0\x59\6\0\0\x41\0\0\0\2\0\x40\1"
+      "data\xf0\xff\xff\x7f",
+      48);
+  const std::filesystem::path file = folder.write("long.wav", std::string(kHeader));
+  std::filesystem::resize_file(file, std::uintmax_t{2} << 30U);
+  const LoopbackServer bridge(playing(file.string(), 1000000));
   folder.write(kFile, configuration(bridge.port()));
   for (const bool isKilled : {true, false}) {
     ChildProcess server({BRINDLEVANE_SERVER}, {folderVariable(folder)});
