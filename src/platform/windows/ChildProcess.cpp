@@ -46,25 +46,26 @@ Handle openJob() {
   return isLimited ? std::move(job) : Handle();
 }
 
-/// What a new process inherits: the three handles and nothing else.
-class Inheritance {
+/// What a new process is born with: the two handles and nothing else, and its job.
+class Heritage {
  public:
-  Inheritance(HANDLE input, HANDLE output) : handles_{input, output} {
+  Heritage(HANDLE input, HANDLE output, HANDLE job) : handles_{input, output}, job_(job) {
+    constexpr DWORD kAttributes = 2;
     SIZE_T bytes = 0;
-    InitializeProcThreadAttributeList(nullptr, 1, 0, &bytes);
+    InitializeProcThreadAttributeList(nullptr, kAttributes, 0, &bytes);
     room_ = std::make_unique<std::byte[]>(bytes);
-    isInitialized_ = InitializeProcThreadAttributeList(list(), 1, 0, &bytes) != 0;
+    isInitialized_ = InitializeProcThreadAttributeList(list(), kAttributes, 0, &bytes) != 0;
     isReady_ = isInitialized_ &&
-               UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
-                                         handles_.data(), sizeof handles_, nullptr, nullptr) != 0;
+               add(PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(), sizeof handles_) &&
+               add(PROC_THREAD_ATTRIBUTE_JOB_LIST, &job_, sizeof job_);
     for (const HANDLE handle : handles_) {
       isReady_ =
           isReady_ && SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) != 0;
     }
   }
-  Inheritance(const Inheritance&) = delete;
-  Inheritance& operator=(const Inheritance&) = delete;
-  ~Inheritance() {
+  Heritage(const Heritage&) = delete;
+  Heritage& operator=(const Heritage&) = delete;
+  ~Heritage() {
     if (isInitialized_) {
       DeleteProcThreadAttributeList(list());
     }
@@ -76,18 +77,23 @@ class Inheritance {
   }
 
  private:
+  bool add(DWORD_PTR attribute, void* value, SIZE_T bytes) {
+    return UpdateProcThreadAttribute(list(), 0, attribute, value, bytes, nullptr, nullptr) != 0;
+  }
+
   std::array<HANDLE, 2> handles_;
+  HANDLE job_;
   std::unique_ptr<std::byte[]> room_;
   bool isInitialized_ = false;
   bool isReady_ = false;
 };
 
-/// Starts a program within a job.
+/// Starts a program that belongs to a job from its first moment on: this process may end at any.
 /// @return nothing when it cannot be started
 Handle started(const std::string& program, HANDLE job, HANDLE input, HANDLE output) {
-  const Inheritance inheritance(input, output);
+  const Heritage heritage(input, output, job);
   const std::optional<std::wstring> path = wideFilePath(program);
-  if (!path || !inheritance.isReady()) {
+  if (!path || !heritage.isReady()) {
     return Handle();
   }
   STARTUPINFOEXW startup = {};
@@ -96,7 +102,7 @@ Handle started(const std::string& program, HANDLE job, HANDLE input, HANDLE outp
   startup.StartupInfo.hStdInput = input;
   startup.StartupInfo.hStdOutput = output;
   startup.StartupInfo.hStdError = nullptr;
-  startup.lpAttributeList = inheritance.list();
+  startup.lpAttributeList = heritage.list();
   // The system's own libraries look for their files by this variable.
   std::wstring environment =
       L"SystemRoot=" + environmentVariable(L"SystemRoot").value_or(std::wstring());
@@ -104,19 +110,12 @@ Handle started(const std::string& program, HANDLE job, HANDLE input, HANDLE outp
   std::wstring commandLine = L"brindlevane";
   PROCESS_INFORMATION process = {};
   if (CreateProcessW(path->c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                     CREATE_SUSPENDED | CREATE_NO_WINDOW | CREATE_UNICODE_ENVIRONMENT |
-                         EXTENDED_STARTUPINFO_PRESENT,
+                     CREATE_NO_WINDOW | CREATE_UNICODE_ENVIRONMENT | EXTENDED_STARTUPINFO_PRESENT,
                      environment.data(), nullptr, &startup.StartupInfo, &process) == 0) {
     return Handle();
   }
-  const Handle thread(process.hThread);
-  Handle child(process.hProcess);
-  if (AssignProcessToJobObject(job, child.get()) == 0) {
-    TerminateProcess(child.get(), 1);
-    return Handle();
-  }
-  ResumeThread(thread.get());
-  return child;
+  CloseHandle(process.hThread);
+  return Handle(process.hProcess);
 }
 
 DWORD millisecondsUntil(Clock::time_point deadline) {
