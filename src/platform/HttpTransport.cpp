@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <exception>
 #include <optional>
-#include <sstream>
+#include <string>
 
 namespace brindlevane {
 namespace {
@@ -36,8 +36,10 @@ class Connection {
         deadline_(Clock::now() + std::chrono::duration_cast<Clock::duration>(timeout + kGrace)) {}
 
   HttpOutcome exchange(const HttpRequest& request) {
-    const asio::ip::tcp::endpoint endpoint(asio::ip::make_address(request.host), request.port);
-    if (step([&](auto handler) { socket_.async_connect(endpoint, std::move(handler)); })) {
+    const asio::ip::address host = asio::ip::make_address(request.host);
+    if (step([&](auto handler) {
+          socket_.async_connect({host, request.port}, std::move(handler));
+        })) {
       return HttpFailure::unreachable;
     }
     http::request<http::string_body> message;
@@ -46,9 +48,8 @@ class Connection {
     for (const auto& [name, value] : request.headers) {
       message.set(name, value);
     }
-    std::ostringstream host;
-    host << endpoint;
-    message.set(http::field::host, host.str());
+    message.set(http::field::host, (host.is_v6() ? "[" + request.host + "]" : request.host) + ":" +
+                                       std::to_string(request.port));
     message.set(http::field::connection, "close");
     message.body() = request.body;
     if (!request.body.empty()) {
