@@ -29,7 +29,7 @@ class LineReader {
   [[nodiscard]] std::string_view rest() const;
 
   int descriptor_;
-  std::array<char, 65536> block_{};
+  std::array<char, 16384> block_{};
   std::size_t taken_ = 0;
   std::size_t filled_ = 0;
 };

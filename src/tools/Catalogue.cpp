@@ -46,15 +46,12 @@ Json tool(const std::string& name, const std::string& description, const Json& p
             {"openWorldHint", false}}}};
 }
 
-const Json& tools() {
-  static const Json kTools = [] {
-    Json descriptors = Json::array();
-    for (const Tool& row : toolTable()) {
-      descriptors.push_back(descriptor(row));
-    }
-    return descriptors;
-  }();
-  return kTools;
+Json tools() {
+  Json descriptors = Json::array();
+  for (const Tool& row : toolTable()) {
+    descriptors.push_back(descriptor(row));
+  }
+  return descriptors;
 }
 
 }  // namespace brindlevane::BrindlevaneMCP

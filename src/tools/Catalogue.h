@@ -16,7 +16,7 @@ namespace brindlevane::BrindlevaneMCP {
                         const Json& properties, const std::vector<std::string>& required,
                         bool readOnly, bool idempotent);
 
-/// The product's 28 tools in the order in which they are offered, built once on first use.
-[[nodiscard]] const Json& tools();
+/// The product's 28 tools in the order in which they are offered.
+[[nodiscard]] Json tools();
 
 }  // namespace brindlevane::BrindlevaneMCP
