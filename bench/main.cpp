@@ -281,8 +281,8 @@ const std::vector<Row>& rows() {
          return residentAfter(call("get_context"));
        },
        {}},
-      {"memory", "after 90 s of wav", "", 6, 1, [] { return residentAfterListen("wav"); }, {}},
-      {"memory", "after 90 s of m4a", "", 6, 1, [] { return residentAfterListen("m4a"); }, {}},
+      {"memory", "after 90 s of wav", "", 4, 1, [] { return residentAfterListen("wav"); }, {}},
+      {"memory", "after 90 s of m4a", "", 4, 1, [] { return residentAfterListen("m4a"); }, {}},
       {"listen", "90 s of wav", "sox stats", 0.8, 15, kHearWav,
        [] {
          return secondsToRun({"sox", music("wav"), "-n", "stats"});
