@@ -6,6 +6,7 @@
 #include <chrono>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace brindlevane {
@@ -16,8 +17,9 @@ using namespace std::chrono_literals;
 constexpr Seconds kPatience{0.5};
 
 HttpOutcome ask(const LoopbackServer& bridge, Seconds timeout = Seconds(10),
-                const std::string& body = R"({"a":1})") {
-  return exchangeOverTcp({.host = "127.0.0.1",
+                const std::string& body = R"({"a":1})",
+                const std::string& address = "127.0.0.1") {
+  return exchangeOverTcp({.host = address,
                           .port = bridge.port(),
                           .method = "POST",
                           .target = "/v1/x",
@@ -151,9 +153,13 @@ TEST(HttpTransport, ARefusalBeforeTheRequestIsReadIsHeard) {
 }
 
 TEST(HttpTransport, ARequestIsSentAsItIs) {
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {R"({"a":1})", "Content-Length: 7\r\n\r\n{\"a\":1}"}, {"", "\r\n"}};
-  for (const auto& [body, end] : cases) {
+  const std::vector<std::tuple<std::string, std::string, std::string, std::string>> cases = {
+#ifndef _WIN32  // where it takes an option of the socket to reach the same listener so
+      {"::ffff:127.0.0.1", "[::ffff:127.0.0.1]", "", "\r\n"},
+#endif
+      {"127.0.0.1", "127.0.0.1", "", "\r\n"},
+      {"127.0.0.1", "127.0.0.1", R"({"a":1})", "Content-Length: 7\r\n\r\n{\"a\":1}"}};
+  for (const auto& [address, authority, body, end] : cases) {
     std::string received;
     std::string port;
     {
@@ -166,10 +172,10 @@ TEST(HttpTransport, ARequestIsSentAsItIs) {
         connection.send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
       });
       port = std::to_string(bridge.port());
-      EXPECT_EQ(described(ask(bridge, Seconds(10), body)), "200 ");
+      EXPECT_EQ(described(ask(bridge, Seconds(10), body, address)), "200 ");
     }
-    EXPECT_EQ(received, "POST /v1/x HTTP/1.1\r\nX-Brindlevane-Token: t\r\nHost: 127.0.0.1:" + port +
-                            "\r\nConnection: close\r\n" + end);
+    EXPECT_EQ(received, "POST /v1/x HTTP/1.1\r\nX-Brindlevane-Token: t\r\nHost: " + authority +
+                            ":" + port + "\r\nConnection: close\r\n" + end);
   }
 }
 
