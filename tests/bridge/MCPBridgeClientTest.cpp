@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <regex>
 #include <set>
 #include <tuple>
@@ -114,22 +115,22 @@ TEST(MCPBridgeClient, RequestsAreSignedAndNumberedAnew) {
     (void)client.request("/v1/x", "PUT", hasPayload ? std::optional(Json{{"a", 1}}) : std::nullopt,
                          Seconds(3));
     const HttpRequest& request = bridge.requests.back();
-    const std::map<std::string, std::string> headers(request.headers.begin(),
-                                                     request.headers.end());
-    EXPECT_EQ(request.host, "::1");
-    EXPECT_EQ(request.port, 9000);
-    EXPECT_EQ(request.method, "PUT");
-    EXPECT_EQ(request.target, "/v1/x");
+    std::map<std::string, std::string> headers(request.headers.begin(), request.headers.end());
+    const std::string id = headers["X-Brindlevane-Request-Id"];
+    std::map<std::string, std::string> expected = {
+        {"X-Brindlevane-Token", "0123456789abcdef0123456789abcdef"},
+        {"X-Brindlevane-Request-Id", id},
+        {"Accept", "application/json"}};
+    if (hasPayload) {
+      expected["Content-Type"] = "application/json";
+    }
+    EXPECT_EQ(headers, expected);
+    EXPECT_EQ(request.host + " " + std::to_string(request.port), "::1 9000");
+    EXPECT_EQ(request.method + " " + request.target, "PUT /v1/x");
     EXPECT_EQ(request.body, hasPayload ? R"({"a":1})" : "");
-    EXPECT_EQ(headers.at("X-Brindlevane-Token"), "0123456789abcdef0123456789abcdef");
-    EXPECT_EQ(headers.at("Accept"), "application/json");
-    EXPECT_EQ(headers.contains("Content-Type"), hasPayload);
-    EXPECT_EQ(hasPayload ? headers.at("Content-Type") : "application/json", "application/json");
-    EXPECT_EQ(headers.size(), hasPayload ? 4U : 3U);
     EXPECT_EQ(bridge.timeouts.back(), Seconds(3));
-    EXPECT_TRUE(std::regex_match(headers.at("X-Brindlevane-Request-Id"),
-                                 std::regex("mcp-[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}")));
-    ids.insert(headers.at("X-Brindlevane-Request-Id"));
+    EXPECT_TRUE(std::regex_match(id, std::regex("mcp-[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}")));
+    ids.insert(id);
   }
   EXPECT_EQ(ids.size(), 2U);
 }

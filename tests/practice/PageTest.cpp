@@ -10,21 +10,13 @@ namespace brindlevane::practice {
 namespace {
 
 Json measurementOf(int channels) {
-  Json m = {{"analyzedSeconds", 90.0},
-            {"sourceDurationSeconds", 1170.0},
-            {"sampleRate", 44100.0},
-            {"channelCount", channels},
-            {"samplePeakDbFS", -1.5},
-            {"rmsDbFS", -12.25},
-            {"crestFactorDb", 10.75},
-            {"dynamicRangeDb", 6.0},
-            {"spectralCentroidHz", 900},
-            {"clippedSamplePercent", 0.0},
-            {"key", "F♯ minor"},
-            {"keyConfidence", 0.9},
-            {"bandEnergyPercent", {{"sub_20_60", 100.0}, {"air_6000_20000", 0.0}}},
+  Json m = Json::parse(R"({"analyzedSeconds":90.0,"sourceDurationSeconds":1170.0,
+      "sampleRate":44100.0,"samplePeakDbFS":-1.5,"rmsDbFS":-12.25,"crestFactorDb":10.75,
+      "dynamicRangeDb":6.0,"spectralCentroidHz":900,"clippedSamplePercent":0.0,"key":"F♯ minor",
+      "keyConfidence":0.9,"bandEnergyPercent":{"sub_20_60":100.0,"air_6000_20000":0.0}})");
+  m.update({{"channelCount", channels},
             {"waveform", std::vector<double>(120, 0.5)},
-            {"spectrogram", std::vector(72, std::vector<double>(48, 0.75))}};
+            {"spectrogram", std::vector(72, std::vector<double>(48, 0.75))}});
   if (channels > 1) {
     m.update({{"stereoCorrelation", 0.5}, {"stereoWidthPercent", 40.0}});
   }

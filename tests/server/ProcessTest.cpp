@@ -43,17 +43,28 @@ const std::string kVariable = "XDG_DATA_HOME=";
 const std::string kFile = "Brindlevane/bridge.json";
 #endif
 
-std::string folderVariable(const TemporaryFolder& folder) {
-  return kVariable + folder.path().string();
-}
+class Process : public testing::Test {
+ protected:
+  /// A server that finds the bridge which listens at this port.
+  [[nodiscard]] ChildProcess serverOf(std::uint16_t port) const {
+    folder.write(kFile, configuration(port));
+    return serverAlone();
+  }
 
-std::string configuration(std::uint16_t port) {
-  return compactJson({{"bridgeUrl", "http://127.0.0.1:" + std::to_string(port)},
-                      {"authToken", std::string(32, 't')}});
-}
+  [[nodiscard]] ChildProcess serverAlone() const {
+    return ChildProcess({BRINDLEVANE_SERVER}, {kVariable + folder.path().string()});
+  }
 
-TEST(Process, OnlyAnswersComeOutAndTheEndOfInputEndsIt) {
-  ChildProcess server({BRINDLEVANE_SERVER});
+  static std::string configuration(std::uint16_t port) {
+    return compactJson({{"bridgeUrl", "http://127.0.0.1:" + std::to_string(port)},
+                        {"authToken", std::string(32, 't')}});
+  }
+
+  TemporaryFolder folder;
+};
+
+TEST_F(Process, OnlyAnswersComeOutAndTheEndOfInputEndsIt) {
+  ChildProcess server = serverAlone();
   server.send("\n" + kPing + "\r\n{\"method\":\"initialized\"}\n" + kPing);
   server.closeInput();
   EXPECT_EQ(server.restOfOutput(),
@@ -64,15 +75,13 @@ TEST(Process, OnlyAnswersComeOutAndTheEndOfInputEndsIt) {
   EXPECT_EQ(server.wait(), 0);
 }
 
-TEST(Process, ARunningCallIsAnsweredAfterTheEndOfInput) {
+TEST_F(Process, ARunningCallIsAnsweredAfterTheEndOfInput) {
   const LoopbackServer bridge([](LoopbackServer::Connection& connection) {
     (void)connection.receive();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     connection.send("HTTP/1.1 503 Busy\r\nContent-Length: 2\r\n\r\n{}");
   });
-  const TemporaryFolder folder;
-  folder.write(kFile, configuration(bridge.port()));
-  ChildProcess server({BRINDLEVANE_SERVER}, {folderVariable(folder)});
+  ChildProcess server = serverOf(bridge.port());
   server.send(kCall + "\n" + kPing + "\n");
   server.closeInput();
   EXPECT_NE(server.line().find("BrindlevaneBridge error HTTP_503: The request was rejected."),
@@ -81,36 +90,25 @@ TEST(Process, ARunningCallIsAnsweredAfterTheEndOfInput) {
   EXPECT_EQ(server.wait(), 0);
 }
 
-TEST(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
-  {
-    ChildProcess server({BRINDLEVANE_SERVER});
+TEST_F(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
+  for (const bool isTold : {true, false}) {
+    ChildProcess server = serverAlone();
     server.send(kPing + "\n");
     EXPECT_EQ(server.line(), kPong);
-    server.end(false);
-    EXPECT_EQ(server.wait(), -15);
+    isTold ? server.end(false) : server.closeOutput();
+    EXPECT_EQ(server.wait(), isTold ? -15 : 0);
   }
-  {
-    ChildProcess server({BRINDLEVANE_SERVER});
-    server.send(kPing + "\n");
-    EXPECT_EQ(server.line(), kPong);
-    server.closeOutput();
-    EXPECT_EQ(server.wait(), 0);
-  }
-  {
-    const LoopbackServer silent([](LoopbackServer::Connection& connection) {
-      while (!connection.receive().empty()) {
-      }
-    });
-    const TemporaryFolder folder;
-    folder.write(kFile, configuration(silent.port()));
-    ChildProcess server({BRINDLEVANE_SERVER}, {folderVariable(folder)});
-    server.send(kCall + "\n");
-    while (silent.connections() == 0) {
-      std::this_thread::yield();
+  const LoopbackServer silent([](LoopbackServer::Connection& connection) {
+    while (!connection.receive().empty()) {
     }
-    server.closeOutput();
-    EXPECT_EQ(server.wait(), 0);
+  });
+  ChildProcess server = serverOf(silent.port());
+  server.send(kCall + "\n");
+  while (silent.connections() == 0) {
+    std::this_thread::yield();
   }
+  server.closeOutput();
+  EXPECT_EQ(server.wait(), 0);
 }
 
 /// A bridge whose selected clip plays this file.
@@ -127,8 +125,7 @@ LoopbackServer::Treatment playing(const std::string& file, int startSeconds = 0)
   };
 }
 
-TEST(Process, NoListenerOutlivesTheServer) {
-  const TemporaryFolder folder;
+TEST_F(Process, NoListenerOutlivesTheServer) {
   // GSM 6.10 of 8 kHz, of which all that lies before the clip has to be decoded: five days.
   constexpr std::string_view kHeader(
       "RIFF\xff\xff\xff\xffWAVEfmt \x14\0\0\0\x31\0\1\0\x40\x1f\0\0\x59\6\0\0\x41\0\0\0\2\0\x40\1"
@@ -137,9 +134,8 @@ TEST(Process, NoListenerOutlivesTheServer) {
   const std::filesystem::path file = folder.write("long.wav", std::string(kHeader));
   std::filesystem::resize_file(file, std::uintmax_t{1} << 30U);
   const LoopbackServer bridge(playing(file.string(), 500000));
-  folder.write(kFile, configuration(bridge.port()));
   for (const bool isKilled : {true, false}) {
-    ChildProcess server({BRINDLEVANE_SERVER}, {folderVariable(folder)});
+    ChildProcess server = serverOf(bridge.port());
     server.send(kListen + "\n");
     int child = 0;
     while (child == 0) {
@@ -155,11 +151,9 @@ TEST(Process, NoListenerOutlivesTheServer) {
   }
 }
 
-TEST(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) {
-  const TemporaryFolder folder;
+TEST_F(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) {
   const LoopbackServer bridge(playing(folder.file("damaged")));
-  folder.write(kFile, configuration(bridge.port()));
-  ChildProcess server({BRINDLEVANE_SERVER}, {folderVariable(folder)});
+  ChildProcess server = serverOf(bridge.port());
   int answers = 0;
   for (const auto& entry : std::filesystem::directory_iterator(AUDIO_FILES)) {
     std::ifstream source(entry.path(), std::ios::binary);
@@ -188,10 +182,9 @@ TEST(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) {
   EXPECT_EQ(server.restOfError(), "");
 }
 
-TEST(Process, TheConfigurationIsReadAnew) {
-  const TemporaryFolder folder;
+TEST_F(Process, TheConfigurationIsReadAnew) {
   const std::string proper = configuration(1024);  // a port on which nobody listens
-  ChildProcess server({BRINDLEVANE_SERVER}, {folderVariable(folder)});
+  ChildProcess server = serverAlone();
   const auto expectRefusal = [&server](const std::string& message) {
     server.send(kCall + "\n");
     EXPECT_NE(server.line().find(message), std::string::npos) << message;

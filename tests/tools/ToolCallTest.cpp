@@ -50,29 +50,25 @@ struct Sample {
   bool isAllowed;
 };
 
-Json beyond(const Json& bound, int direction, const Json& type) {
-  return type == "integer" ? Json(bound.get<int>() + direction)
-                           : Json(bound.get<double>() + 0.01 * direction);
-}
-
 std::vector<Sample> numberSamples(const Json& schema) {
-  const Json& type = schema.at("type");
+  const bool isWhole = schema.at("type") == "integer";
   std::vector<Sample> samples = {{"text", "1", false}, {"boolean", true, false}};
-  if (type == "integer") {
+  if (isWhole) {
     samples.push_back({"fraction", 1.5, false});
     samples.push_back({"whole with fraction", 1.0, true});
   }
-  if (schema.contains("minimum")) {
-    samples.push_back({"minimum", schema["minimum"], true});
-    samples.push_back({"below minimum", beyond(schema["minimum"], -1, type), false});
-  }
-  if (schema.contains("exclusiveMinimum")) {
-    samples.push_back({"exclusive minimum", schema["exclusiveMinimum"], false});
-    samples.push_back({"above minimum", beyond(schema["exclusiveMinimum"], 1, type), true});
-  }
-  if (schema.contains("maximum")) {
-    samples.push_back({"maximum", schema["maximum"], true});
-    samples.push_back({"above maximum", beyond(schema["maximum"], 1, type), false});
+  // The keyword, the direction in which the next number lies on its other side.
+  for (const auto& [limit, direction] :
+       {std::pair("minimum", -1), std::pair("exclusiveMinimum", 1), std::pair("maximum", 1)}) {
+    if (schema.contains(limit)) {
+      const Json& bound = schema[limit];
+      const bool isAllowed = limit != std::string("exclusiveMinimum");
+      samples.push_back({limit, bound, isAllowed});
+      samples.push_back({std::string("beyond ") + limit,
+                         isWhole ? Json(bound.get<int>() + direction)
+                                 : Json(bound.get<double>() + 0.01 * direction),
+                         !isAllowed});
+    }
   }
   return samples;
 }
@@ -87,12 +83,12 @@ std::vector<Sample> stringSamples(const Json& schema, const Json& usual) {
     samples.push_back({"padded", schema["enum"][0].get<std::string>() + " ", false});
   } else if (schema.contains("pattern")) {
     const std::string id(trimmed(usual.get_ref<const std::string&>()));
-    samples.push_back({"id", id, true});
+    const std::string shorter = id.substr(0, id.size() - 1);
     samples.push_back({"padded", id + " ", false});
-    samples.push_back({"shorter", id.substr(0, id.size() - 1), false});
-    samples.push_back({"longer", id + "0", false});
-    samples.push_back({"upper case", id.substr(0, id.size() - 1) + "A", false});
-    samples.push_back({"beyond f", id.substr(0, id.size() - 1) + "g", false});
+    samples.push_back({"id", id, true});
+    for (const std::string& stranger : {shorter, id + "0", shorter + "A", shorter + "g"}) {
+      samples.push_back({stranger, stranger, false});
+    }
   } else {
     const std::size_t longest = schema.at("maxLength");
     samples.push_back({"empty", "", schema.value("minLength", 0) == 0});
@@ -133,28 +129,22 @@ std::vector<Sample> samplesOf(const Json& schema, const Json& usual) {
 }
 
 /// Where schema and rule differ on purpose: "argument what" of a tool, or of every tool ("*").
-const std::map<std::pair<std::string, std::string>, const char*>& differences() {
-  static const char* const kTrimmed = "outer white space does not count";
-  static const char* const kNotes = "the members of a note are left to the bridge";
-  static const char* const kRole = "a role that is no string is left to the bridge";
-  static const std::map<std::pair<std::string, std::string>, const char*> kDifferences = {
-      {{"*", "jobId padded"}, kTrimmed},
-      {{"*", "sampleId padded"}, kTrimmed},
-      {{"*", "name padded"}, kTrimmed},
-      {{"*", "trackName padded"}, kTrimmed},
-      {{"*", "query padded"}, kTrimmed},
-      {{"*", "field padded"}, kTrimmed},
-      {{"*", "query empty"}, "a query needs a character to look for"},
-      {{"*", "notes empty note"}, kNotes},
-      {{"create_midi_clip", "notes too few"}, "a new clip may be empty"},
-      {{"create_midi_clip", "startTime above maximum"}, "Live knows where its time ends"},
-      {{"*", "role number"}, kRole},
-      {{"*", "role null"}, kRole}};
-  return kDifferences;
-}
+const std::map<std::pair<std::string, std::string>, std::string> kDifferences = {
+    {{"*", "jobId padded"}, "outer white space does not count"},
+    {{"*", "sampleId padded"}, "the same"},
+    {{"*", "name padded"}, "the same"},
+    {{"*", "trackName padded"}, "the same"},
+    {{"*", "query padded"}, "the same"},
+    {{"*", "field padded"}, "the same"},
+    {{"*", "query empty"}, "a query needs a character to look for"},
+    {{"*", "notes empty note"}, "the members of a note are left to the bridge"},
+    {{"create_midi_clip", "notes too few"}, "a new clip may be empty"},
+    {{"create_midi_clip", "startTime beyond maximum"}, "Live knows where its time ends"},
+    {{"*", "role number"}, "a role that is no string is left to the bridge"},
+    {{"*", "role null"}, "the same"}};
 
 TEST(ToolCall, RulesRefuseWhatSchemasForbidAndNothingElse) {
-  std::map<std::pair<std::string, std::string>, const char*> unseen = differences();
+  auto unseen = kDifferences;
   for (const Json& offered : BrindlevaneMCP::tools()) {
     const std::string tool = offered["name"].get<std::string>().substr(12);
     const Json& schema = offered["inputSchema"];
@@ -172,7 +162,7 @@ TEST(ToolCall, RulesRefuseWhatSchemasForbidAndNothingElse) {
       for (const Sample& sample : samplesOf(property, usual.at(key))) {
         const std::string what = key + " " + sample.what;
         const bool differs =
-            differences().contains({tool, what}) || differences().contains({"*", what});
+            kDifferences.contains({tool, what}) || kDifferences.contains({"*", what});
         unseen.erase({tool, what});
         unseen.erase({"*", what});
         EXPECT_EQ(refusalWith(tool, key, sample.value).empty(), sample.isAllowed != differs)
@@ -188,19 +178,15 @@ TEST(ToolCall, RulesRefuseWhatSchemasForbidAndNothingElse) {
 
 /// How an argument that is null, or a stranger to its list, is refused.
 std::string refusalOfNull(const std::string& tool, const std::string& key) {
-  static const std::map<std::string, std::string> kSentences = {
+  const std::map<std::string, std::string> sentences = {
       {"confirm", kUnconfirmed},
       {"enabled", kState},
       {"role", "role is not supported."},
-      {"notes", "notes must be an array."}};
-  if (tool == "replace_selected_midi_clip" && key == "notes") {
-    return kSomeNotes;
-  }
-  if (const auto found = kSentences.find(key); found != kSentences.end()) {
-    return found->second;
-  }
-  return key + (toolCalls().at(tool).at("arguments").at(key).is_string() ? " must be a string."
-                                                                         : " must be a number.");
+      {"notes", tool == "create_midi_clip" ? "notes must be an array." : kSomeNotes}};
+  const bool isText = toolCalls().at(tool).at("arguments").at(key).is_string();
+  const auto found = sentences.find(key);
+  return found != sentences.end() ? found->second
+                                  : key + (isText ? " must be a string." : " must be a number.");
 }
 
 TEST(ToolCall, ChecksComeInOrder) {
