@@ -190,9 +190,11 @@ TEST_F(Process, TheConfigurationIsReadAnew) {
     EXPECT_NE(server.line().find(message), std::string::npos) << message;
   };
   expectRefusal(kNotInstalled);
-  folder.write(kFile, proper);
+  constexpr std::size_t kLongest = 1U << 20U;
+  const std::string longest = proper + std::string(kLongest - proper.size(), ' ');
+  folder.write(kFile, longest);
   expectRefusal(kNotConnected);
-  folder.write(kFile, proper + std::string(2U << 20U, ' ') + "x");
+  folder.write(kFile, longest + ' ');
   expectRefusal(kInvalid);
 }
 
