@@ -14,26 +14,19 @@ std::string nested(std::size_t depth) {
 }
 
 TEST(Json, NumbersAreWrittenInTheFewestDigitsThatReadBackEqual) {
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {"0", "0"},
-      {"-9223372036854775808", "-9223372036854775808"},
-      {"18446744073709551615", "18446744073709551615"},
-      {"9007199254740993", "9007199254740993"},
-      {"12.0", "12.0"},
-      {"-0.0", "-0.0"},
-      {"0.1", "0.1"},
-      {"5e-324", "5e-324"},
-      {"1e22", "1e22"},
+  std::vector<std::pair<std::string, std::string>> cases = {
       {"100000.0", "1e5"},
       {"0.0000001", "1e-7"},
       {"2.5E+10", "2.5e10"},
-      {"1.7976931348623157e308", "1.7976931348623157e308"},
       {"18446744073709551616", "1.8446744073709552e19"},
       {"-9223372036854775809", "-9.223372036854776e18"},
-      {"100.0", "100.0"},
-      {"99999999999999984.0", "99999999999999984.0"},
-      {"100000000000000016.0", "1.0000000000000002e17"},
-      {"9.5367431640625e-7", "9.5367431640625e-7"}};
+      {"100000000000000016.0", "1.0000000000000002e17"}};
+  for (const char* const same :
+       {"0", "-9223372036854775808", "18446744073709551615", "9007199254740993", "12.0", "-0.0",
+        "0.1", "5e-324", "1e22", "1.7976931348623157e308", "100.0", "99999999999999984.0",
+        "9.5367431640625e-7"}) {
+    cases.emplace_back(same, same);
+  }
   for (const auto& [read, written] : cases) {
     SCOPED_TRACE(read);
     const auto value = parseJson(read);
@@ -45,38 +38,20 @@ TEST(Json, NumbersAreWrittenInTheFewestDigitsThatReadBackEqual) {
 }
 
 TEST(Json, TextsThatAreNotOneValidValueAreRefused) {
-  const std::vector<std::string> refused = {"",
-                                            "[1,]",
-                                            "{\"a\":1,}",
-                                            "01",
-                                            "-",
-                                            "[1.]",
-                                            "[1e+]",
-                                            "1e400",
-                                            "[-1e999]",
-                                            "NaN",
-                                            "// note\n{}",
-                                            "\"\t\"",
-                                            "\"\\ud800\\u004\"",
-                                            "\"\\ud800\\u-041\"",
-                                            "\"\\ud800\\x\"",
-                                            "\"\\ud800",
-                                            "\"\\",
-                                            "\"\\ud80g\"",
-                                            "\"\\u-001\"",
-                                            "\"\\u12\"",
-                                            "\"\xC3\"",
-                                            "\"\xC0\xAF\"",
-                                            "\"\xED\xA0\x80\"",
-                                            "\"\xF4\x90\x80\x80\"",
-                                            std::string("{}\0", 3),
-                                            std::string("\"\0\"", 3),
-                                            nested(kDeepestNesting + 1),
-                                            std::string(1000000, '['),
-                                            std::string(1000000, '{')};
-  for (const std::string& text : refused) {
-    EXPECT_FALSE(parseJson(text)) << text.substr(0, 40);
+  for (const char* const text : {"", "[1,]", "{\"a\":1,}", "01", "-", "[1.]", "[1e+]", "1e400",
+                                 "[-1e999]", "NaN", "// note\n{}", "\"\\ud800", "\"\\"}) {
+    EXPECT_FALSE(parseJson(text)) << text;
   }
+  for (const char* const text :
+       {"\t", R"(\ud800\u004)", R"(\ud800\u-041)", R"(\ud800\x)", R"(\ud80g)", R"(\u-001)",
+        R"(\u12)", "\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+    EXPECT_FALSE(parseJson('"' + std::string(text) + '"')) << text;
+  }
+  EXPECT_FALSE(parseJson({"{}\0", 3}));
+  EXPECT_FALSE(parseJson({"\"\0\"", 3}));
+  EXPECT_FALSE(parseJson(std::string(1000000, '[')));
+  EXPECT_FALSE(parseJson(std::string(1000000, '{')));
+  EXPECT_FALSE(parseJson(nested(kDeepestNesting + 1)));
   EXPECT_TRUE(parseJson(nested(kDeepestNesting)));
   std::string objects = "1";
   for (std::size_t i = 0; i < kDeepestNesting; ++i) {
