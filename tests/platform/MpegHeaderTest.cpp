@@ -15,42 +15,26 @@ namespace {
 TEST(MpegHeader, FramesOfEachBitRateFollowOneAnotherToTheEndOfTheFile) {
   const TemporaryFolder folder;
   testing::writeWav(folder.file("a.wav"), {testing::noise(1, 0.1, 20000)}, 48000);
-  const std::vector<int> layer2 = {32, 48, 56, 64, 80, 96, 112, 128, 160, 192};
-  const std::vector<int> high2 = {224, 256, 320, 384};
-  const std::vector<int> layer3 = {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320};
-  const std::vector<int> halved = {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160};
-  struct Case {
-    std::string codec;
-    std::vector<int> bitRates;
-  };
-  for (const Case& each : std::vector<Case>{{"mp2 -f mp2 -ar 48000", layer2},
-                                            {"mp2 -f mp2 -ar 44100 -ac 2", high2},
-                                            {"mp2 -f mp2 -ar 22050", halved},
-                                            {"libmp3lame -write_xing 0 -ar 44100", layer3},
-                                            {"libmp3lame -write_xing 0 -ar 24000", halved},
-                                            {"libmp3lame -write_xing 0 -ar 8000", {8, 24, 64}}}) {
-    const auto madeWith = [&](int kilobits) {
-      return folder.file(std::to_string(kilobits) + "k.mp3");
-    };
-    std::string making = "ffmpeg -v error -y -i " + folder.file("a.wav");
-    for (const int kilobits : each.bitRates) {
-      making +=
-          " -c:a " + each.codec + " -b:a " + std::to_string(kilobits) + "k " + madeWith(kilobits);
+  const std::string halved = "8 16 24 32 40 48 56 64 80 96 112 128 144 160";
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"mp2 -ar 48000", "32 48 56 64 80 96 112 128 160 192"},
+      {"mp2 -ar 44100 -ac 2", "224 256 320 384"},
+      {"mp2 -ar 22050", halved},
+      {"libmp3lame -ar 44100", "32 40 48 56 64 80 96 112 128 160 192 224 256 320"},
+      {"libmp3lame -ar 24000", halved},
+      {"libmp3lame -ar 8000", "8 24 64"}};
+  for (const auto& [codec, bitRates] : cases) {
+    SCOPED_TRACE(codec);
+    // All bit rates one after another in one file.
+    testing::run("cd " + folder.path().string() + " && ffmpeg -v error -y -i a.wav $(for k in " +
+                 bitRates + "; do echo -c:a " + codec + " -b:a ${k}k -f mp2 $k; done) && cat " +
+                 bitRates + " > all");
+    const RegularFile file = RegularFile::open(folder.file("all")).value();
+    std::int64_t at = 0;
+    while (const std::int64_t length = mpegFrameLength(file, at, file.size())) {
+      at += length;
     }
-    testing::run(making);
-    for (const int kilobits : each.bitRates) {
-      SCOPED_TRACE(each.codec + std::to_string(kilobits));
-      const RegularFile file = RegularFile::open(madeWith(kilobits)).value();
-      const std::int64_t end = file.size();
-      std::int64_t at = endOfTags(file);
-      int frames = 0;
-      while (const std::int64_t length = mpegFrameLength(file, at, end)) {
-        at += length;
-        ++frames;
-      }
-      EXPECT_EQ(at, end);
-      EXPECT_GT(frames, 5);
-    }
+    EXPECT_EQ(at, file.size());
   }
 }
 
@@ -65,19 +49,23 @@ TEST(MpegHeader, OtherBytesAreNoFrame) {
   }
 }
 
+RegularFile fileOf(const TemporaryFolder& folder, const std::string& bytes) {
+  return RegularFile::open(folder.write("file", bytes).string()).value();
+}
+
 TEST(EndOfTags, IsBehindWholeHeadersOnly) {
   const TemporaryFolder folder;
   const std::string tag("ID3\4\0\0\0\0\1\2", 10);
-  for (const auto& [bytes, end] : std::vector<std::pair<std::string, std::int64_t>>{
-           {tag.substr(0, 9), 0},
-           {tag, 140},
-           {"ID3" + std::string(7, '\xef'), 10 + 234616815},
-           {tag + std::string(130, 'x') + tag, 280},
-           {"JD3" + tag.substr(3), 0},
-           {"IE3" + tag.substr(3), 0},
-           {"ID4" + tag.substr(3), 0}}) {
-    testing::writeBytes(folder.file("tagged"), bytes);
-    EXPECT_EQ(endOfTags(RegularFile::open(folder.file("tagged")).value()), end) << bytes;
+  const std::vector<std::pair<std::string, std::int64_t>> cases = {
+      {tag.substr(0, 9), 0},
+      {tag, 140},
+      {"ID3" + std::string(7, '\xef'), 10 + 234616815},
+      {tag + std::string(130, 'x') + tag, 280},
+      {"JD3" + tag.substr(3), 0},
+      {"IE3" + tag.substr(3), 0},
+      {"ID4" + tag.substr(3), 0}};
+  for (const auto& [bytes, end] : cases) {
+    EXPECT_EQ(endOfTags(fileOf(folder, bytes)), end) << bytes;
   }
 }
 
@@ -87,19 +75,18 @@ TEST(MpegFramesAreCounted, ByAMarkWithACountInTheFirstFrame) {
     return std::string(bytes, 'x') + mark + std::string(50, '\0');
   };
   const std::string counts("\0\0\0\xf", 4);
-  for (const auto& [bytes, isCounted] : std::vector<std::pair<std::string, bool>>{
-           {behind(13, "Xing" + counts), true},
-           {behind(36, "Info" + counts), true},
-           {behind(37, "Info" + counts), false},
-           {behind(21, "Info" + std::string("\0\0\0\xe", 4)), false},
-           {behind(36, "VBRI"), true},
-           {behind(41, "VBRI"), false},
-           {behind(36, "Xinf" + counts), false},
-           {"Xing", false},
-           {"", false}}) {
-    testing::writeBytes(folder.file("frame"), "xyz" + bytes);
-    EXPECT_EQ(mpegFramesAreCounted(RegularFile::open(folder.file("frame")).value(), 3), isCounted)
-        << bytes;
+  const std::vector<std::pair<std::string, bool>> cases = {
+      {behind(13, "Xing" + counts), true},
+      {behind(36, "Info" + counts), true},
+      {behind(37, "Info" + counts), false},
+      {behind(21, "Info" + std::string("\0\0\0\xe", 4)), false},
+      {behind(36, "VBRI"), true},
+      {behind(41, "VBRI"), false},
+      {behind(36, "Xinf" + counts), false},
+      {"Xing", false},
+      {"", false}};
+  for (const auto& [bytes, isCounted] : cases) {
+    EXPECT_EQ(mpegFramesAreCounted(fileOf(folder, "xyz" + bytes), 3), isCounted) << bytes;
   }
 }
 

@@ -3,12 +3,18 @@
 #include "platform/sound/ByteSource.h"
 #include "tests/support/AudioFiles.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace brindlevane {
 namespace {
@@ -22,7 +28,6 @@ using testing::readSignal;
 using testing::run;
 using testing::Signal;
 using testing::withHole;
-using testing::writeBytes;
 
 // Four seconds of stereo noise in the formats of which libsndfile tells no fault of its own accord.
 class Noise : public ::testing::Test {
@@ -47,13 +52,11 @@ TEST_F(Noise, DamageInTheMiddleIsAFaultForWhoeverReadsIt) {
       const std::string bytes = bytesOf(made(name));
       // Small damage meets the header of one MPEG frame at most, and is passed over in silence.
       const std::size_t size = isSmall ? 800 : 2000;
-      std::optional<AudioFile> file =
-          AudioFile::open(written(withHole(bytes, bytes.size() / 2, size)));
-      ASSERT_TRUE(file);
-      EXPECT_EQ(file->length(), kFrames);
-      EXPECT_FALSE(readSignal(*file, 0, kAll));
-      EXPECT_FALSE(readSignal(*file, kFrames / 4, kFrames / 2));
-      EXPECT_TRUE(readSignal(*file, 1000, kFrames / 4) == part(whole, 1000, kFrames / 4));
+      AudioFile file = AudioFile::open(written(withHole(bytes, bytes.size() / 2, size))).value();
+      EXPECT_EQ(file.length(), kFrames);
+      EXPECT_FALSE(readSignal(file, 0, kAll));
+      EXPECT_FALSE(readSignal(file, kFrames / 4, kFrames / 2));
+      EXPECT_TRUE(readSignal(file, 1000, kFrames / 4) == part(whole, 1000, kFrames / 4));
     }
   }
 }
@@ -72,15 +75,14 @@ TEST_F(Noise, FilesThatWereCutAreReadAsFarAsTheyGo) {
     for (const std::size_t kept : {bytes.size() / 2, bytes.size() * 3 / 4 + 1, bytes.size() - 1,
                                    bytes.size() - 10 * 768 + 3}) {
       SCOPED_TRACE(name + std::to_string(kept));
-      std::optional<AudioFile> file = AudioFile::open(written(bytes.substr(0, kept)));
-      ASSERT_TRUE(file);
-      const Signal cut = readSignal(*file, 0, kAll).value_or(Signal(2));
-      const auto frames = static_cast<std::int64_t>(cut[0].size());
+      AudioFile file = AudioFile::open(written(bytes.substr(0, kept))).value();
+      const Signal cut = readSignal(file, 0, kAll).value();
+      const std::int64_t frames = std::ssize(cut[0]);
       EXPECT_NEAR(static_cast<double>(frames),
                   kFrames * static_cast<double>(kept) / static_cast<double>(bytes.size()), 15000);
       EXPECT_TRUE(cut == part(whole, 0, frames));
       // An Ogg file that was cut does not declare its length; what is left of it does.
-      EXPECT_EQ(file->length(),
+      EXPECT_EQ(file.length(),
                 std::string(name).find(".o") != std::string::npos ? frames : kFrames);
     }
   }
@@ -91,25 +93,20 @@ TEST_F(Noise, LengthsThatAFileDoesNotTellAreFound) {
   run("ffmpeg -v error -i " + files().source() + " -f flac - | cat > " + pipe);
   const std::string tag = "TAG" + std::string(125, 'x');
   const std::string flac = bytesOf(pipe);
-  struct Case {
-    std::string name;
-    std::string bytes;
-    std::int64_t frames;
-  };
-  const std::vector<Case> cases = {
+  const std::string vorbis = bytesOf(made("vorbispages.ogg"));
+  const std::vector<std::tuple<std::string, std::string, std::int64_t>> cases = {
       {"flac", flac, kFrames},
       {"flac and a tag", flac + tag, kFrames},
       {"mp3 in wav", bytesOf(made("lame256.wav")), 168 * 1152},
-      {"vorbis and a byte", bytesOf(made("vorbispages.ogg")) + "x", kFrames},
-      {"vorbis and a tag", bytesOf(made("vorbispages.ogg")) + tag, kFrames},
+      {"vorbis and a byte", vorbis + "x", kFrames},
+      {"vorbis and a tag", vorbis + tag, kFrames},
       {"opus and a tag", bytesOf(made("opuspages.opus")) + tag, kFrames}};
-  for (const Case& each : cases) {
-    SCOPED_TRACE(each.name);
-    std::optional<AudioFile> file = AudioFile::open(written(each.bytes));
-    ASSERT_TRUE(file);
-    EXPECT_EQ(file->length(), each.frames);
-    EXPECT_EQ(file->readBlocks(0, kAll, [](auto) {}), each.frames);
-    EXPECT_EQ(file->readBlocks(each.frames - 1000, 2000, [](auto) {}), 1000);
+  for (const auto& [name, bytes, frames] : cases) {
+    SCOPED_TRACE(name);
+    AudioFile file = AudioFile::open(written(bytes)).value();
+    EXPECT_EQ(file.length(), frames);
+    EXPECT_EQ(file.readBlocks(0, kAll, [](auto) {}), frames);
+    EXPECT_EQ(file.readBlocks(frames - 1000, 2000, [](auto) {}), 1000);
   }
   EXPECT_FALSE(readAll(written(withHole(flac, flac.size() / 2, 2000))));
 }
@@ -117,21 +114,33 @@ TEST_F(Noise, LengthsThatAFileDoesNotTellAreFound) {
 TEST_F(Noise, AMarkedMpegFrameWithoutACountIsNoCount) {
   std::string bytes = bytesOf(made("lame256.mp3"));
   const std::size_t mark = bytes.find("Info");
-  ASSERT_NE(mark, std::string::npos);
   bytes.replace(mark + 4, 140, 140, '\1');
   bytes[mark + 7] = 0x0e;  // flags: all but that of the number of frames
   // Cut, so that a length guessed from a bit rate or a count that went before would show.
-  std::optional<AudioFile> file = AudioFile::open(written(bytes.substr(0, bytes.size() / 2)));
-  ASSERT_TRUE(file);
-  EXPECT_EQ(file->readBlocks(0, kAll, [](auto) {}), file->length());
-  EXPECT_NEAR(static_cast<double>(file->length()), kFrames / 2, 3000);
+  AudioFile file = AudioFile::open(written(bytes.substr(0, bytes.size() / 2))).value();
+  EXPECT_EQ(file.readBlocks(0, kAll, [](auto) {}), file.length());
+  EXPECT_NEAR(static_cast<double>(file.length()), kFrames / 2, 3000);
+}
+
+TEST_F(Noise, AFileThatCannotBeReadAnyMoreIsAFault) {
+  for (const char* const name : {"alac.m4a", "aac.aac", "wavpack.wv", "pcm_s16le.wav", "flac.flac",
+                                 "lame256.mp3", "vorbis.ogg"}) {
+    SCOPED_TRACE(name);
+    const std::string path = made(name);
+    const int descriptor = ::dup(STDIN_FILENO);  // the one that the file gets
+    ::close(descriptor);
+    AudioFile file = AudioFile::open(path).value();
+    EXPECT_TRUE(readSignal(file, 0, 1000));
+    ::close(descriptor);
+    ASSERT_EQ(::open("/dev/null", O_WRONLY), descriptor);
+    EXPECT_FALSE(readSignal(file, 1000, kAll));
+  }
 }
 
 TEST(ByteSource, ShowsAHeadAndWhatFollowsElsewhere) {
   const TemporaryFolder directory;
-  writeBytes(directory.file("a"), "0123456789");
-  const std::optional<RegularFile> file = RegularFile::open(directory.file("a"));
-  ByteSource source(*file, {2, 5, 9});
+  const RegularFile file = RegularFile::open(directory.write("a", "0123456789").string()).value();
+  ByteSource source(file, {2, 5, 9});
   const auto read = [&source](std::int64_t count) {
     std::string bytes(10, ' ');
     bytes.resize(static_cast<std::size_t>(source.read(bytes.data(), count)));
@@ -148,7 +157,7 @@ TEST(ByteSource, ShowsAHeadAndWhatFollowsElsewhere) {
   EXPECT_EQ(read(9), "678");
   EXPECT_TRUE(source.hasReachedEnd());
   EXPECT_EQ(read(1), "");
-  EXPECT_FALSE(file->hasFailed());
+  EXPECT_FALSE(file.hasFailed());
   source.beginStep(1);
   EXPECT_EQ(source.seek(0, SEEK_SET), 0);
   EXPECT_EQ(read(1), "0");
@@ -158,10 +167,10 @@ TEST(ByteSource, ShowsAHeadAndWhatFollowsElsewhere) {
 TEST(ByteSource, GivesNoMoreInAStepThanAnyHeaderTakes) {
   const TemporaryFolder directory;
   constexpr std::int64_t kMiB = 1 << 20;
-  writeBytes(directory.file("a"), "");
-  std::filesystem::resize_file(directory.file("a"), 200 * kMiB);
-  const std::optional<RegularFile> file = RegularFile::open(directory.file("a"));
-  ByteSource source(*file);
+  const std::string path = directory.write("a", "").string();
+  std::filesystem::resize_file(path, 200 * kMiB);
+  const RegularFile file = RegularFile::open(path).value();
+  ByteSource source(file);
   std::string bytes(kMiB, ' ');
   for (const int left : {128, 72}) {
     int taken = 0;
@@ -175,33 +184,33 @@ TEST(ByteSource, GivesNoMoreInAStepThanAnyHeaderTakes) {
 
 // Loud and then quiet, so that the bytes are spread unevenly over the file.
 TEST(SndfileDecoder, FarPositionsInOggAreExactToTheSample) {
-  const TemporaryFolder directory;
   constexpr std::int64_t kRate = 24000;
   constexpr std::int64_t kFrames = 75 * kRate;
   std::vector<float> sound = noise(1, 0.4, kFrames);
   std::for_each(sound.begin() + 35 * kRate, sound.end(), [](float& sample) { sample *= 0.01F; });
-  // With a header of many pages.
   const testing::MadeFiles files({sound}, kRate);
-  for (const char* const name : {"titledvorbis.ogg", "titledopus.opus"}) {
+  // Each with about what its header takes, of many pages where it holds a long title.
+  const std::vector<std::pair<std::string, std::size_t>> kinds = {
+      {"titledvorbis.ogg", 110000}, {"titledopus.opus", 110000}, {"opus24.opus", 1000}};
+  for (const auto& [name, header] : kinds) {
     const Signal whole = readAll(files.path(name)).value();
-    const auto length = static_cast<std::int64_t>(whole[0].size());
-    std::optional<AudioFile> file = AudioFile::open(files.path(name));
+    const std::int64_t length = std::ssize(whole[0]);
+    AudioFile file = AudioFile::open(files.path(name)).value();
     for (const std::int64_t start :
          {35 * kRate, length - 1001, 31 * kRate + 7, 29 * kRate, 70 * kRate + 11, 36 * kRate}) {
       SCOPED_TRACE(name + std::to_string(start));
-      EXPECT_TRUE(readSignal(*file, start, 1000) == part(whole, start, 1000));
+      EXPECT_TRUE(readSignal(file, start, 1000) == part(whole, start, 1000));
     }
     // Damage in the first seconds is met by whoever decodes them: on the way to what is near.
     const std::string bytes = bytesOf(files.path(name));
-    constexpr std::size_t kHeader = 110000;
     file = AudioFile::open(
-        files.changed(name, withHole(bytes, kHeader + (bytes.size() - kHeader) / 10, 100)));
-    ASSERT_TRUE(file);
+               files.changed(name, withHole(bytes, header + (bytes.size() - header) / 10, 100)))
+               .value();
     for (const std::int64_t start : {70 * kRate, 31 * kRate}) {
       SCOPED_TRACE(name + std::to_string(start) + " of a damaged file");
-      EXPECT_TRUE(readSignal(*file, start, 1000) == part(whole, start, 1000));
+      EXPECT_TRUE(readSignal(file, start, 1000) == part(whole, start, 1000));
     }
-    EXPECT_FALSE(readSignal(*file, 30 * kRate, 1000));
+    EXPECT_FALSE(readSignal(file, 30 * kRate, 1000));
   }
 }
 

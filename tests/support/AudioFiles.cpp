@@ -93,6 +93,7 @@ std::string MadeFiles::path(const std::string& name) const {
       {"lame256", "libmp3lame -b:a 256k"},
       {"xing", "libmp3lame -b:a 64k -write_xing 0"},
       {"opus", "libopus -b:a 96k"},
+      {"opus24", "libopus -b:a 24k"},
       {"opus5", "libopus -b:a 96k -frame_duration 5"},
       {"opus40", "libopus -b:a 96k -frame_duration 40"},
       {"opusvoice", "libopus -application voip -ar 48000 -b:a 28k -frame_duration 10"},
