@@ -2,18 +2,15 @@
 #include "tests/support/AudioFiles.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <ctime>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -39,18 +36,20 @@ OpenAudioDecoder module(const std::string& name) {
 class Opened {
  public:
   explicit Opened(const std::string& path, const std::string& name = kFfmpeg)
-      : file_(RegularFile::open(path).value()), decoder_(module(name)(file_)) {}
+      : path_(path), file_(RegularFile::open(path).value()), decoder_(module(name)(file_)) {}
 
-  [[nodiscard]] AudioDecoder* decoder() const { return decoder_.get(); }
-  [[nodiscard]] const RegularFile& file() const { return file_; }
+  [[nodiscard]] bool isAccepted() const { return decoder_ != nullptr; }
+  AudioDecoder* operator->() const {
+    return isAccepted() ? decoder_.get() : throw std::runtime_error(path_ + " is refused");
+  }
 
   // What is left of one channel, at most so many frames.
   std::vector<float> read(std::int64_t most = 1 << 30) {
     std::vector<float> samples;
     std::vector<float> block(1000);
     do {
-      last_ =
-          decoder_->read(block.data(), std::min<std::int64_t>(1000, most - std::ssize(samples)));
+      const std::int64_t wanted = std::min<std::int64_t>(1000, most - std::ssize(samples));
+      last_ = (*this)->read(block.data(), wanted);
       samples.insert(samples.end(), block.begin(),
                      block.begin() + std::max<std::int64_t>(last_, 0));
     } while (last_ > 0 && std::ssize(samples) < most);
@@ -61,6 +60,7 @@ class Opened {
   [[nodiscard]] std::int64_t last() const { return last_; }
 
  private:
+  std::string path_;
   RegularFile file_;
   std::unique_ptr<AudioDecoder> decoder_;
   std::int64_t last_ = 0;
@@ -106,9 +106,8 @@ TEST_F(FfmpegDecoder, SamplesOfEachFormAreScaledByTheirWidth) {
   for (const auto& [name, step] : forms) {
     SCOPED_TRACE(name);
     Opened file(made(name));
-    ASSERT_TRUE(file.decoder());
-    EXPECT_EQ(file.decoder()->format().length, kFrames);
-    EXPECT_EQ(file.decoder()->format().sampleRate, kRate);
+    EXPECT_EQ(file->format().length, kFrames);
+    EXPECT_EQ(file->format().sampleRate, kRate);
     const std::vector<float> samples = file.read();
     ASSERT_EQ(samples.size(), source.size());
     EXPECT_LE(largestDifference(samples, source), 1.01 * step);
@@ -138,11 +137,9 @@ TEST_F(FfmpegDecoder, TagsBeforeAndBehindAreNoSound) {
       {id3Tag(300, false), ape},
       {id3Tag(2000, true) + id3Tag(300, false), ""},
       {"", ape + id3v1}};
-  for (const auto& [name, module] :
-       std::vector<std::pair<std::string, std::string>>{{"lame.mp3", kFfmpeg},
-                                                        {"xing.mp3", kFfmpeg},
-                                                        {"aac.aac", kFfmpeg},
-                                                        {"lame.mp3", kSndfile}}) {
+  const std::vector<std::pair<std::string, std::string>> files = {
+      {"lame.mp3", kFfmpeg}, {"xing.mp3", kFfmpeg}, {"aac.aac", kFfmpeg}, {"lame.mp3", kSndfile}};
+  for (const auto& [name, module] : files) {
     const std::vector<float> plain = Opened(made(name), module).read();
     std::string sound = bytesOf(made(name));
     if (sound.starts_with("ID3")) {
@@ -151,8 +148,7 @@ TEST_F(FfmpegDecoder, TagsBeforeAndBehindAreNoSound) {
     for (std::size_t i = 0; i < cases.size(); ++i) {
       SCOPED_TRACE(name + module + std::to_string(i));
       Opened tagged(changed(name, cases[i].first + sound + cases[i].second), module);
-      ASSERT_TRUE(tagged.decoder());
-      EXPECT_EQ(tagged.decoder()->format().length, std::ssize(plain));
+      EXPECT_EQ(tagged->format().length, std::ssize(plain));
       EXPECT_TRUE(tagged.read() == plain);
       EXPECT_EQ(tagged.last(), 0);
     }
@@ -173,7 +169,7 @@ TEST_F(FfmpegDecoder, AJumpGivesTheSamplesOfADecodingFromTheStart) {
       {"opusspeech.webm", 1e-3}};
   for (const auto& [name, deviation] : kinds) {
     const std::vector<float> all = Opened(made(name)).read();
-    const auto rate = static_cast<std::int64_t>(Opened(made(name)).decoder()->format().sampleRate);
+    const auto rate = static_cast<std::int64_t>(Opened(made(name))->format().sampleRate);
     if (name.starts_with("opus")) {
       EXPECT_EQ(std::ssize(all), kFrames * 6);
     }
@@ -181,36 +177,13 @@ TEST_F(FfmpegDecoder, AJumpGivesTheSamplesOfADecodingFromTheStart) {
          {std::int64_t{1}, 30 * rate, 30 * rate + 1, 32 * rate + 5000, std::ssize(all) - 1}) {
       SCOPED_TRACE(name + " " + std::to_string(start));
       Opened file(made(name));
-      ASSERT_TRUE(file.decoder()->seek(start));
+      ASSERT_TRUE(file->seek(start));
       const std::vector<float> part = file.read(8000);
       EXPECT_EQ(std::ssize(part), std::min<std::int64_t>(8000, std::ssize(all) - start));
       EXPECT_LE(largestDifference(part, all, start), deviation);
     }
   }
 }
-
-TEST_F(FfmpegDecoder, WhatLiesBeforeAClipIsNotDecoded) {
-  const auto workFor = [](const auto& action) {
-    const std::clock_t begin = std::clock();
-    action();
-    return std::clock() - begin;
-  };
-  for (const char* const name : {"alac.m4a", "alac.caf", "flac.mp4"}) {
-    SCOPED_TRACE(name);
-    Opened file(made(name));
-    Opened jumping(made(name));
-    const std::clock_t decoding = workFor([&] { file.read(); });
-    const std::clock_t jump = workFor([&] { EXPECT_TRUE(jumping.decoder()->seek(29 * kRate)); });
-    EXPECT_LT(jump, decoding / 2);
-  }
-}
-
-// How the movie header is written anew that ends an MP4 file.
-struct BoxStyle {
-  bool hasLongDates = false;  // version 1 of the headers
-  bool hasLongSizes = false;  // 64-bit sizes
-  std::string editList;       // the list's content
-};
 
 std::string bigEndian(std::uint64_t value, int bytes) {
   std::string text;
@@ -228,7 +201,24 @@ std::uint64_t numberAt(const std::string& bytes, std::size_t at) {
   return value;
 }
 
-std::string restyled(const std::string& boxes, const BoxStyle& style) {
+// How the movie header is written anew that ends an MP4 file.
+struct Style {
+  bool hasLongDates;  // version 1 of the headers and of the edit list
+  bool hasLongSizes;  // 64-bit sizes
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> edits;  // milliseconds, first media frame
+};
+
+std::string editList(const Style& style) {
+  const int bytes = style.hasLongDates ? 8 : 4;
+  std::string list =
+      bigEndian(style.hasLongDates ? 0x1000000 : 0, 4) + bigEndian(style.edits.size(), 4);
+  for (const auto& [milliseconds, start] : style.edits) {
+    list += bigEndian(milliseconds, bytes) + bigEndian(start, bytes) + bigEndian(0x10000, 4);
+  }
+  return list;
+}
+
+std::string restyled(const std::string& boxes, const Style& style) {
   std::string out;
   for (std::size_t at = 0; at + 8 <= boxes.size();) {
     const std::size_t size = numberAt(boxes, at);
@@ -237,7 +227,7 @@ std::string restyled(const std::string& boxes, const BoxStyle& style) {
     if (type == "moov" || type == "trak" || type == "mdia" || type == "edts") {
       content = restyled(content, style);
     } else if (type == "elst") {
-      content = style.editList;
+      content = editList(style);
     } else if ((type == "mvhd" || type == "mdhd") && style.hasLongDates) {
       const std::string zeros(4, '\0');
       content = bigEndian(0x1000000, 4) + zeros + content.substr(4, 4) + zeros +
@@ -252,59 +242,39 @@ std::string restyled(const std::string& boxes, const BoxStyle& style) {
   return out;
 }
 
-// Each edit: its length in milliseconds and its start in media frames.
-std::string editList(const std::vector<std::pair<std::uint64_t, std::uint64_t>>& edits,
-                     bool isWide) {
-  std::string list = bigEndian(isWide ? 0x1000000 : 0, 4) + bigEndian(edits.size(), 4);
-  for (const auto& [milliseconds, start] : edits) {
-    const int bytes = isWide ? 8 : 4;
-    list += bigEndian(milliseconds, bytes) + bigEndian(start, bytes) + bigEndian(0x10000, 4);
-  }
-  return list;
-}
-
 TEST_F(FfmpegDecoder, EditListsAreReadInEveryStyleOfBoxes) {
   constexpr std::uint64_t kNothing = 0xffffffff;
+  constexpr std::uint64_t kLongNothing = ~std::uint64_t{0};
   const std::vector<float> alac = Opened(made("alac.m4a")).read();
-  struct Case {
-    const char* name;
-    bool hasLongDates, hasLongSizes;
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> edits;
-    std::vector<std::pair<std::int64_t, std::int64_t>> parts;  // frames of the media: from, to
-  };
-  const std::vector<Case> cases = {
-      {"plain", false, false, {{1000, 4000}}, {{4000, 12000}}},
-      {"version1", true, false, {{0, 0}}, {{0, kFrames}}},
-      {"version1edit", true, false, {{1000, 4001}}, {{4001, 12001}}},
-      {"longsizes", true, true, {{500, 4095}}, {{4095, 8095}}},
-      {"emptyfirst", false, false, {{700, kNothing}, {2000, 800}}, {{800, 16800}}},
-      {"toTheEnd", false, false, {{0, 1000}}, {{1000, kFrames}}},
+  using Parts =
+      std::vector<std::pair<std::int64_t, std::int64_t>>;  // frames of the media: from, to
+  const std::vector<std::tuple<std::string, Style, Parts>> cases = {
+      {"plain", {false, false, {{1000, 4000}}}, {{4000, 12000}}},
+      {"version1", {true, false, {{0, 0}}}, {{0, kFrames}}},
+      {"version1edit", {true, false, {{1000, 4001}}}, {{4001, 12001}}},
+      {"longsizes", {true, true, {{500, 4095}}}, {{4095, 8095}}},
+      {"emptyfirst", {false, false, {{700, kNothing}, {2000, 800}}}, {{800, 16800}}},
+      {"toTheEnd", {false, false, {{0, 1000}}}, {{1000, kFrames}}},
       // A millisecond before the end of the media is its end, where the list is read here.
-      {"end", false, false, {{34096, 0}}, {{0, kFrames}}},
-      {"endOfVersion1", true, false, {{34096, 0}}, {{0, kFrames}}},
-      {"endOfLongSizes", false, true, {{34096, 0}}, {{0, kFrames}}},
-      {"endBehindNothing", false, false, {{7, kNothing}, {34096, 0}}, {{0, kFrames}}},
-      {"endBehindLongNothing", true, false, {{7, ~std::uint64_t{0}}, {34096, 0}}, {{0, kFrames}}},
-      {"shorter", false, false, {{34095, 0}}, {{0, 34095 * kRate / 1000}}},
-      {"two", false, false, {{512, 0}, {1024, 40960}}, {{0, 4096}, {40960, 49152}}}};
-  for (const Case& row : cases) {
-    SCOPED_TRACE(row.name);
-    const BoxStyle style = {row.hasLongDates, row.hasLongSizes,
-                            editList(row.edits, row.hasLongDates)};
-    const std::string path =
-        changed(row.name + std::string(".m4a"), restyled(bytesOf(made("alac.m4a")), style));
-    Opened file(path);
-    ASSERT_TRUE(file.decoder());
+      {"end", {false, false, {{34096, 0}}}, {{0, kFrames}}},
+      {"endOfVersion1", {true, false, {{34096, 0}}}, {{0, kFrames}}},
+      {"endOfLongSizes", {false, true, {{34096, 0}}}, {{0, kFrames}}},
+      {"endBehindNothing", {false, false, {{7, kNothing}, {34096, 0}}}, {{0, kFrames}}},
+      {"endBehindLongNothing", {true, false, {{7, kLongNothing}, {34096, 0}}}, {{0, kFrames}}},
+      {"shorter", {false, false, {{34095, 0}}}, {{0, 34095 * kRate / 1000}}},
+      {"two", {false, false, {{512, 0}, {1024, 40960}}}, {{0, 4096}, {40960, 49152}}}};
+  for (const auto& [name, style, parts] : cases) {
+    SCOPED_TRACE(name);
+    Opened file(changed(name + ".m4a", restyled(bytesOf(made("alac.m4a")), style)));
     std::vector<float> expected;
-    for (const auto& [from, to] : row.parts) {
+    for (const auto& [from, to] : parts) {
       expected.insert(expected.end(), alac.begin() + from, alac.begin() + to);
     }
-    EXPECT_EQ(file.decoder()->format().length, std::ssize(expected));
+    EXPECT_EQ(file->format().length, std::ssize(expected));
     EXPECT_TRUE(file.read() == expected);
-    Opened again(path);
     const std::int64_t late = std::ssize(expected) - 100;
-    ASSERT_TRUE(again.decoder()->seek(late));
-    EXPECT_LE(largestDifference(again.read(), expected, late), 0);
+    ASSERT_TRUE(file->seek(late));
+    EXPECT_LE(largestDifference(file.read(), expected, late), 0);
   }
 }
 
@@ -337,28 +307,24 @@ std::string withGaplessData(std::string bytes, const std::string& data) {
 }
 
 TEST_F(FfmpegDecoder, GaplessDataOfItunesReplacesAnEditList) {
-  struct Case {
-    const char* name;
-    const char* data;
-    std::int64_t from, length;
-  };
-  for (const Case& each : std::vector<Case>{
-           {"aac.m4a", " 00000000 00000400 00000278 0000000000042988 00000000", 1024, kFrames},
-           {"aac.m4a", " 00000000 00000000 00000278 00000001", 0, 1},
-           {"aac.m4a", " 00000000 00000401 00000278 0000000000050000", 1025, 268 * 1024 - 1025},
-           // Without it the media are as long as their header says.
-           {"aac.m4a", " 00000000 -0000400 00000278 0000000000042988", 0, kFrames + 1024},
-           {"aac.m4a", " 00000000 00000400 00000278 0000000000000000", 0, kFrames + 1024},
-           {"aac.m4a", " 00000000 00000400", 0, kFrames + 1024},
-           {"alac.m4a", " 00000000 00000400 00000278 0000000000042988", 0, kFrames}}) {
-    SCOPED_TRACE(each.data);
-    const std::string bytes = bytesOf(made(each.name));
+  const std::vector<std::tuple<std::string, std::string, std::int64_t, std::int64_t>> cases = {
+      {"aac.m4a", " 00000000 00000400 00000278 0000000000042988 00000000", 1024, kFrames},
+      {"aac.m4a", " 00000000 00000000 00000278 00000001", 0, 1},
+      {"aac.m4a", " 00000000 00000401 00000278 0000000000050000", 1025, 268 * 1024 - 1025},
+      // Without it the media are as long as their header says.
+      {"aac.m4a", " 00000000 -0000400 00000278 0000000000042988", 0, kFrames + 1024},
+      {"aac.m4a", " 00000000 00000400 00000278 0000000000000000", 0, kFrames + 1024},
+      {"aac.m4a", " 00000000 00000400", 0, kFrames + 1024},
+      {"alac.m4a", " 00000000 00000400 00000278 0000000000042988", 0, kFrames}};
+  for (const auto& [name, data, from, length] : cases) {
+    SCOPED_TRACE(data);
+    const std::string bytes = bytesOf(made(name));
     const std::vector<float> all =
         Opened(changed("all.m4a", withGaplessData(bytes, " 0 0 0 7fffffff"))).read();
     const std::vector<float> read =
-        Opened(changed("itunes.m4a", withGaplessData(bytes, each.data))).read();
-    EXPECT_EQ(std::ssize(read), each.length);
-    EXPECT_LE(largestDifference(read, all, each.from), 0);
+        Opened(changed("itunes.m4a", withGaplessData(bytes, data))).read();
+    EXPECT_EQ(std::ssize(read), length);
+    EXPECT_LE(largestDifference(read, all, from), 0);
   }
 }
 
@@ -374,51 +340,53 @@ TEST_F(FfmpegDecoder, AFileEndsWhereItChangesItsFormat) {
 
 // A jump begins to decode 10 s before its goal, from 30 s on; what is nearer is decoded up to.
 TEST_F(FfmpegDecoder, DamageIsMetWhereItIsDecoded) {
-  const std::string bytes = bytesOf(made("aac.m4a"));
-  const std::size_t media = bytes.find("mdat") + 4;
-  const std::size_t sound = bytes.find("moov") - 4 - media;
-  for (const auto& [damaged, goal, isReached] : std::vector<std::tuple<double, double, bool>>{
-           {1, 30, false}, {1, 30.01, true}, {22.5, 33, true}, {23.5, 33, false}}) {
-    SCOPED_TRACE(damaged);
-    std::string changedBytes = bytes;
-    const auto at = static_cast<std::size_t>(damaged / 34.1 * static_cast<double>(sound));
-    std::fill_n(changedBytes.begin() + static_cast<std::ptrdiff_t>(media + at), 700, '\x55');
-    Opened file(changed("damaged.m4a", changedBytes));
-    ASSERT_TRUE(file.decoder());
-    EXPECT_EQ(file.decoder()->seek(static_cast<std::int64_t>(goal * kRate)), isReached);
+  const std::vector<std::tuple<std::string, double, double, bool>> cases = {
+      {"aac.m4a", 1, 30, false},
+      {"aac.m4a", 1, 30.01, true},
+      {"aac.m4a", 22.5, 33, true},
+      {"aac.m4a", 23.5, 33, false},
+      // Where frames do not depend on each other nothing before the goal is decoded.
+      {"alac.m4a", 1, 3, true},
+      {"flac.mp4", 1, 3, true},
+      {"alac.caf", 1, 3, true}};
+  for (const auto& [name, damaged, goal, isReached] : cases) {
+    SCOPED_TRACE(name + std::to_string(damaged));
+    std::string bytes = bytesOf(made(name));
+    const auto at = static_cast<std::size_t>(damaged / 34.1 * static_cast<double>(bytes.size()));
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), 700, '\x55');
+    Opened file(changed(name, bytes));
+    EXPECT_EQ(file->seek(static_cast<std::int64_t>(goal * kRate)), isReached);
   }
 }
 
 TEST_F(FfmpegDecoder, OtherContainersAreNotOpened) {
-  EXPECT_FALSE(Opened(made("pcm_s16le.nut")).decoder());
+  EXPECT_FALSE(Opened(made("pcm_s16le.nut")).isAccepted());
 }
 
 TEST_F(FfmpegDecoder, DamageInTheMiddleIsAFault) {
-  for (const char* const name :
-       {"alac.m4a", "aac.m4a", "lame.mp4", "aac.aac", "xing.mp3", "lame.mp3", "ac3.ac3",
-        "flac.flac", "flac.mp4", "wavpack.wv", "tta.tta"}) {
-    SCOPED_TRACE(name);
+  // Each with the mark where the damage begins, and whether what lies behind can be reached.
+  const std::vector<std::tuple<std::string, std::string, bool>> cases = {
+      {"alac.m4a", "", true},   {"aac.m4a", "", true},         {"lame.mp4", "", true},
+      {"aac.aac", "", false},   {"xing.mp3", "", false},       {"lame.mp3", "", false},
+      {"ac3.ac3", "", false},   {"flac.flac", "", false},      {"flac.mp4", "", true},
+      {"wavpack.wv", "", true}, {"wavpack.wv", "wvpk", false}, {"tta.tta", "", true}};
+  for (const auto& [name, mark, isReached] : cases) {
+    SCOPED_TRACE(name + mark);
     const std::vector<float> intact = Opened(made(name)).read();
     std::string bytes = bytesOf(made(name));
+    const std::size_t from = bytes.find(mark, bytes.size() * 2 / 5);
     for (std::size_t i = 0; i < 6000; ++i) {
-      bytes[bytes.size() / 2 + i] = static_cast<char>(i * i * 31 + i * 7 + (i >> 5U));
+      bytes[from + i] = static_cast<char>(i * i * 31 + i * 7 + (i >> 5U));
     }
-    const std::string path = changed(name, bytes);
-    Opened damaged(path);
-    ASSERT_TRUE(damaged.decoder());
+    Opened damaged(changed(name, bytes));
     EXPECT_LT(std::ssize(damaged.read()), std::ssize(intact) * 3 / 5);
     EXPECT_LT(damaged.last(), 0);
-    EXPECT_TRUE(damaged.decoder()->seek(0));
+    EXPECT_TRUE(damaged->seek(0));
     EXPECT_LE(largestDifference(damaged.read(3000), intact), 0);
-    // What lies behind is reached where it can be found, and refused where not.
     const std::int64_t behind = std::ssize(intact) * 9 / 10;
-    Opened again(path);
-    const bool reached = again.decoder()->seek(behind);
-    EXPECT_EQ(reached, name == std::string("alac.m4a") || name == std::string("flac.mp4") ||
-                           name == std::string("aac.m4a") || name == std::string("lame.mp4") ||
-                           name == std::string("wavpack.wv") || name == std::string("tta.tta"));
-    if (reached) {
-      EXPECT_LE(largestDifference(again.read(3000), intact, behind), 0);
+    EXPECT_EQ(damaged->seek(behind), isReached);
+    if (isReached) {
+      EXPECT_LE(largestDifference(damaged.read(3000), intact, behind), 0);
     }
   }
 }
@@ -440,14 +408,17 @@ TEST_F(FfmpegDecoder, AnAdtsStreamMayHoldTagsButLosesNoPacketUnnoticed) {
 }
 
 TEST_F(FfmpegDecoder, DamageInTheFirstPacketIsAFaultWhereASoundBeginsWithTheFile) {
-  for (const auto& [name, opens] : std::vector<std::pair<std::string, bool>>{
-           {"firstalac.m4a", false}, {"first.m4a", false}, {"xing.mp3", true}, {"aac.aac", true}}) {
-    SCOPED_TRACE(name);
+  const std::vector<std::tuple<std::string, std::size_t, bool>> cases = {
+      {"firstalac.m4a", 0, false},
+      {"first.m4a", 0, false},
+      {"xing.mp3", 60, true},
+      {"aac.aac", 60, true},
+      {"aac.ts", 3 * 188 + 60, true}};
+  for (const auto& [name, offset, opens] : cases) {
     std::string bytes = bytesOf(made(name));
-    const std::size_t media = bytes.find("mdat");
-    const std::size_t from = media == std::string::npos ? 60 : media + 4;
-    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(from), 150, '\x55');
-    EXPECT_EQ(Opened(changed(name, bytes)).decoder() != nullptr, opens);
+    const std::size_t from = offset == 0 ? bytes.find("mdat") + 4 : offset;
+    bytes.replace(from, 150, 150, '\x55');
+    EXPECT_EQ(Opened(changed(name, bytes)).isAccepted(), opens) << name;
   }
 }
 
@@ -460,16 +431,14 @@ TEST_F(FfmpegDecoder, AFileCutShortIsAsLongAsCanBeDecoded) {
     const std::string bytes = bytesOf(made(name));
     const std::size_t kept = bytes.size() * 4 / 5 + 33;
     Opened cut(changed(name, bytes.substr(0, kept)));
-    ASSERT_TRUE(cut.decoder());
     const std::vector<float> samples = cut.read();
     EXPECT_EQ(cut.last(), 0);
-    EXPECT_EQ(cut.decoder()->format().length, std::ssize(samples));
-    const auto length = static_cast<double>(intact.size());
-    EXPECT_GT(static_cast<double>(samples.size()), length * 0.68);
+    EXPECT_EQ(cut->format().length, std::ssize(samples));
+    EXPECT_NEAR(static_cast<double>(samples.size()) / static_cast<double>(intact.size()), 0.745,
+                0.065);
     if (name == std::string("pcm_s16le.wav")) {
       EXPECT_EQ(samples.size(), kFrames - (bytes.size() - kept + 1) / 2);
     }
-    EXPECT_LT(static_cast<double>(samples.size()), length * 0.81);
     EXPECT_LE(largestDifference(samples, intact), 0);
   }
 }
@@ -479,33 +448,8 @@ TEST_F(FfmpegDecoder, AStreamMayBeginInTheMiddleOfAFrame) {
        {"xing.mp3", "aac.aac", "ac3.ac3", "eac3.eac3", "aac.loas", "aac.ts"}) {
     SCOPED_TRACE(name);
     Opened file(changed(name, bytesOf(made(name)).substr(10111)));
-    ASSERT_TRUE(file.decoder());
-    EXPECT_EQ(std::ssize(file.read()), file.decoder()->format().length);
+    EXPECT_EQ(std::ssize(file.read()), file->format().length);
     EXPECT_EQ(file.last(), 0);
-  }
-}
-
-TEST_F(FfmpegDecoder, AFileThatCannotBeReadAnyMoreIsAFault) {
-  for (const auto& [name, module] :
-       std::vector<std::pair<std::string, std::string>>{{"alac.m4a", kFfmpeg},
-                                                        {"aac.aac", kFfmpeg},
-                                                        {"wavpack.wv", kFfmpeg},
-                                                        {"pcm_s16le.wav", kSndfile},
-                                                        {"flac.flac", kSndfile},
-                                                        {"lame.mp3", kSndfile},
-                                                        {"vorbis.ogg", kSndfile}}) {
-    SCOPED_TRACE(name);
-    const std::string path = made(name);
-    const int descriptor = ::dup(STDIN_FILENO);  // the one that the file gets
-    ::close(descriptor);
-    Opened file(path, module);
-    ASSERT_TRUE(file.decoder());
-    EXPECT_EQ(file.read(1000).size(), 1000U);
-    const int nowhere = ::open("/dev/null", O_WRONLY);
-    ASSERT_EQ(::dup2(nowhere, descriptor), descriptor);
-    ::close(nowhere);
-    file.read();
-    EXPECT_TRUE(file.file().hasFailed());
   }
 }
 
