@@ -10,23 +10,19 @@
 namespace brindlevane {
 namespace {
 
-using testing::kAll;
-using testing::noise;
-using testing::readAll;
-using testing::readSignal;
-using testing::Signal;
+using namespace testing;
 
 // One second and a quarter of noise and two sines, in steps of 16 bits.
 class EveryKind : public ::testing::Test {
  protected:
   static std::string made(const std::string& name) {
-    static const testing::MadeFiles kFiles(source());
+    static const MadeFiles kFiles(source());
     return kFiles.path(name);
   }
 
   static const Signal& source() {
     static const Signal kSource = [] {
-      Signal sound = {noise(1, 0.4, kFrames), testing::tones({440, 1000}, 0.3, kFrames)};
+      Signal sound = {noise(1, 0.4, kFrames), tones({440, 1000}, 0.3, kFrames)};
       for (std::vector<float>& channel : sound) {
         for (float& sample : channel) {
           sample = std::round(sample * 32768) / 32768;
@@ -91,7 +87,7 @@ TEST_F(EveryKind, APartIsCutFromTheWholeToTheFrame) {
          {std::int64_t{1}, std::int64_t{1151}, length - 2500, length / 2, std::int64_t{30000},
           std::int64_t{0}, length - 1, length, length + 1}) {
       SCOPED_TRACE(start);
-      EXPECT_TRUE(readSignal(reused, start, 2500) == testing::part(all, start, 2500));
+      EXPECT_TRUE(readSignal(reused, start, 2500) == part(all, start, 2500));
     }
     EXPECT_FALSE(readSignal(reused, -1, 2500));
   }
@@ -100,7 +96,7 @@ TEST_F(EveryKind, APartIsCutFromTheWholeToTheFrame) {
 TEST(AudioFile, FloatSamplesComeAsTheyAre) {
   const float infinity = std::numeric_limits<float>::infinity();
   const Signal odd = {{0, 1, -1, 3.5F, -1e30F, 1e-40F, infinity, -infinity}};
-  EXPECT_EQ(readAll(testing::MadeFiles(odd).source()), odd);
+  EXPECT_EQ(readAll(MadeFiles(odd).source()), odd);
 }
 
 }  // namespace

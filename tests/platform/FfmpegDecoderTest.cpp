@@ -19,7 +19,7 @@
 namespace brindlevane {
 namespace {
 
-using testing::bytesOf;
+using namespace testing;
 
 const char* const kFfmpeg = "brindlevane_ffmpeg.so";
 const char* const kSndfile = "brindlevane_sndfile.so";
@@ -79,12 +79,12 @@ double largestDifference(const std::vector<float>& part, const std::vector<float
 // Files of 34 s of a tone in noise.
 class FfmpegDecoder : public ::testing::Test {
  protected:
-  static const testing::MadeFiles& files() {
-    static const testing::MadeFiles kFiles = [] {
-      std::vector<float> sound = testing::tones({440}, 0.3, kFrames, kRate);
-      const std::vector<float> noise = testing::noise(5, 0.05, kFrames);
-      std::transform(sound.begin(), sound.end(), noise.begin(), sound.begin(), std::plus<>());
-      return testing::MadeFiles({sound}, kRate);
+  static const MadeFiles& files() {
+    static const MadeFiles kFiles = [] {
+      std::vector<float> sound = tones({440}, 0.3, kFrames, kRate);
+      const std::vector<float> hiss = noise(5, 0.05, kFrames);
+      std::transform(sound.begin(), sound.end(), hiss.begin(), sound.begin(), std::plus<>());
+      return MadeFiles({sound}, kRate);
     }();
     return kFiles;
   }
@@ -115,14 +115,10 @@ TEST_F(FfmpegDecoder, SamplesOfEachFormAreScaledByTheirWidth) {
 }
 
 std::string id3Tag(std::size_t bytes, bool hasFooter) {
-  std::string size;
-  for (const unsigned shift : {21U, 14U, 7U, 0U}) {
-    size += static_cast<char>(bytes >> shift & 0x7fU);
-  }
-  const std::string flags = hasFooter ? "\x10" : std::string(1, '\0');
-  const std::string version("\4\0", 2);
-  const std::string footer = hasFooter ? "3DI" + version + flags + size : "";
-  return "ID3" + version + flags + size + std::string(bytes, '\0') + footer;
+  const std::string flags = std::string("\4\0", 2) + (hasFooter ? '\x10' : '\0');
+  const std::string size = {0, 0, static_cast<char>(bytes >> 7U), static_cast<char>(bytes & 0x7fU)};
+  const std::string footer = hasFooter ? "3DI" + flags + size : "";
+  return "ID3" + flags + size + std::string(bytes, '\0') + footer;
 }
 
 TEST_F(FfmpegDecoder, TagsBeforeAndBehindAreNoSound) {
@@ -246,8 +242,8 @@ TEST_F(FfmpegDecoder, EditListsAreReadInEveryStyleOfBoxes) {
   constexpr std::uint64_t kNothing = 0xffffffff;
   constexpr std::uint64_t kLongNothing = ~std::uint64_t{0};
   const std::vector<float> alac = Opened(made("alac.m4a")).read();
-  using Parts =
-      std::vector<std::pair<std::int64_t, std::int64_t>>;  // frames of the media: from, to
+  // Frames of the media: from, to.
+  using Parts = std::vector<std::pair<std::int64_t, std::int64_t>>;
   const std::vector<std::tuple<std::string, Style, Parts>> cases = {
       {"plain", {false, false, {{1000, 4000}}}, {{4000, 12000}}},
       {"version1", {true, false, {{0, 0}}}, {{0, kFrames}}},
@@ -402,7 +398,7 @@ TEST_F(FfmpegDecoder, AnAdtsStreamMayHoldTagsButLosesNoPacketUnnoticed) {
   Opened withTag(changed("tag.aac", tagged.insert(at, id3Tag(50, false))));
   EXPECT_TRUE(withTag.read() == Opened(made("aac.aac")).read());
   EXPECT_EQ(withTag.last(), 0);
-  Opened damaged(changed("hole.aac", testing::withHole(stream, at, sizeAt(at))));
+  Opened damaged(changed("hole.aac", withHole(stream, at, sizeAt(at))));
   EXPECT_LT(std::ssize(damaged.read()), kFrames * 3 / 5);
   EXPECT_LT(damaged.last(), 0);
 }

@@ -18,10 +18,7 @@ std::vector<std::string> linesOf(const std::string& bytes) {
   std::array<int, 2> ends{};
   EXPECT_EQ(pipe(ends.data()), 0);
   std::thread writer([&] {
-    for (std::size_t at = 0; at < bytes.size();) {
-      const ssize_t count = write(ends[1], bytes.data() + at, bytes.size() - at);
-      at += static_cast<std::size_t>(count > 0 ? count : 0);
-    }
+    EXPECT_EQ(write(ends[1], bytes.data(), bytes.size()), std::ssize(bytes));
     close(ends[1]);
   });
   LineReader reader(ends[0]);

@@ -19,21 +19,13 @@
 namespace brindlevane {
 namespace {
 
-using testing::bytesOf;
-using testing::kAll;
-using testing::noise;
-using testing::part;
-using testing::readAll;
-using testing::readSignal;
-using testing::run;
-using testing::Signal;
-using testing::withHole;
+using namespace testing;
 
 // Four seconds of stereo noise in the formats of which libsndfile tells no fault of its own accord.
 class Noise : public ::testing::Test {
  protected:
-  static const testing::MadeFiles& files() {
-    static const testing::MadeFiles kFiles({noise(1, 0.4, kFrames), noise(2, 0.4, kFrames)}, 48000);
+  static const MadeFiles& files() {
+    static const MadeFiles kFiles({noise(1, 0.4, kFrames), noise(2, 0.4, kFrames)}, 48000);
     return kFiles;
   }
   static std::string made(const std::string& name) { return files().path(name); }
@@ -62,7 +54,7 @@ TEST_F(Noise, DamageInTheMiddleIsAFaultForWhoeverReadsIt) {
 }
 
 TEST_F(Noise, DamageNearTheEndOfASmallFlacIsNotTakenForACut) {
-  const testing::MadeFiles small({noise(1, 0.4, 2000)});
+  const MadeFiles small({noise(1, 0.4, 2000)});
   const std::string bytes = bytesOf(small.path("flac500.flac"));
   EXPECT_FALSE(readAll(written(withHole(bytes, bytes.size() - 3600, 500))));
 }
@@ -188,7 +180,7 @@ TEST(SndfileDecoder, FarPositionsInOggAreExactToTheSample) {
   constexpr std::int64_t kFrames = 75 * kRate;
   std::vector<float> sound = noise(1, 0.4, kFrames);
   std::for_each(sound.begin() + 35 * kRate, sound.end(), [](float& sample) { sample *= 0.01F; });
-  const testing::MadeFiles files({sound}, kRate);
+  const MadeFiles files({sound}, kRate);
   // Each with about what its header takes, of many pages where it holds a long title.
   const std::vector<std::pair<std::string, std::size_t>> kinds = {
       {"titledvorbis.ogg", 110000}, {"titledopus.opus", 110000}, {"opus24.opus", 1000}};
@@ -218,10 +210,10 @@ TEST(SndfileDecoder, FilesThatTheOtherDecoderReadsRightGoToIt) {
   const TemporaryFolder directory;
   Signal six;
   for (int channel = 1; channel <= 6; ++channel) {
-    six.push_back(testing::tones({20.0 * channel}, 0.1 * channel, 30000, 48000));
+    six.push_back(tones({20.0 * channel}, 0.1 * channel, 30000, 48000));
   }
-  const testing::MadeFiles sixChannels(six, 48000);
-  const testing::MadeFiles oneChannel({six[5]}, 48000);
+  const MadeFiles sixChannels(six, 48000);
+  const MadeFiles oneChannel({six[5]}, 48000);
   for (const std::string& path :
        {sixChannels.path("vorbis.ogg"), sixChannels.path("pcm_mulaw.w64"),
         oneChannel.path("pcm_f32le.w64"), oneChannel.path("adpcm_ima_qt.aiff")}) {
