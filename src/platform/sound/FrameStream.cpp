@@ -77,15 +77,21 @@ bool FrameStream::decodeFirst() {
       trim != nullptr) {
     priming_ = AV_RL32(trim->data);
   }
-  packetFrames_.emplace(stream(), packets_->packet(), *frame_);
-  nextPacketAt_ = packetFrames_->of(packets_->packet()).value_or(frame_->nb_samples);
+  if (!trimsItself_) {
+    packetFrames_.emplace(stream(), packets_->packet(), *frame_);
+    nextPacketAt_ = packetFrames_->of(packets_->packet()).value_or(frame_->nb_samples);
+  }
   findsByTime_ = packets_->isMp4() && !trimsItself_ && stream().nb_frames != 0 &&
                  frame_->pts == 0 && clockCountsFrames(stream().time_base, rate_);
   return true;
 }
 
 bool FrameStream::canJump() const {
-  return findsByTime_ || (packetFrames_->areKnown() && !trimsItself_);
+  return findsByTime_ || packetsTellFrames();
+}
+
+bool FrameStream::packetsTellFrames() const {
+  return packetFrames_ && packetFrames_->areKnown();
 }
 
 FrameStream::Step FrameStream::next() {
@@ -131,7 +137,7 @@ bool FrameStream::feed() {
 }
 
 bool FrameStream::isSound(const AVPacket& packet) const {
-  return !packetFrames_ || !packetFrames_->areKnown() || packetFrames_->of(packet);
+  return !packetsTellFrames() || packetFrames_->of(packet);
 }
 
 // Forgets what was decoded; the next packet is as good as the first.
@@ -200,8 +206,7 @@ std::optional<std::int64_t> FrameStream::findEnd() {
   if (findsByTime_ && !isWhole && !rewind()) {
     return std::nullopt;
   }
-  const bool counts = !isWhole && !trimsItself_ && packetFrames_->areKnown();
-  const std::int64_t end = counts ? countPackets() : decodeToEnd();
+  const std::int64_t end = !isWhole && packetsTellFrames() ? countPackets() : decodeToEnd();
   // A container that is damaged somewhere has more to come.
   return packets_->hasReachedEnd() ? end : std::max(end, declared);
 }
