@@ -11,6 +11,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace brindlevane {
@@ -90,26 +91,22 @@ TEST(Files, ADescriptorHasOneOwner) {
 #ifndef __APPLE__
 TEST(Files, DataLieInTheFolderThatTheUserHasChosen) {
   const std::string home = getpwuid(getuid())->pw_dir;
-  struct Case {
-    const char* dataHome;
-    const char* home;
-    std::string folder;
-  };
-  const std::vector<Case> cases = {{"/data", "/home/me", "/data"},
-                                   {"", "/home/me", "/home/me/.local/share"},
-                                   {"data", "/home/me", "/home/me/.local/share"},
-                                   {nullptr, "/home/me", "/home/me/.local/share"},
-                                   {nullptr, "", home + "/.local/share"},
-                                   {nullptr, "me", home + "/.local/share"},
-                                   {nullptr, nullptr, home + "/.local/share"}};
+  const std::vector<std::tuple<const char*, const char*, std::string>> cases = {
+      {"/data", "/home/me", "/data"},
+      {"", "/home/me", "/home/me/.local/share"},
+      {"data", "/home/me", "/home/me/.local/share"},
+      {nullptr, "/home/me", "/home/me/.local/share"},
+      {nullptr, "", home + "/.local/share"},
+      {nullptr, "me", home + "/.local/share"},
+      {nullptr, nullptr, home + "/.local/share"}};
   const auto set = [](const char* name, const char* value) {
     value == nullptr ? unsetenv(name) : setenv(name, value, 1);
   };
   // Nothing else in this program asks for them, so they are not set back.
-  for (const Case& each : cases) {
-    set("XDG_DATA_HOME", each.dataHome);
-    set("HOME", each.home);
-    EXPECT_EQ(applicationSupportFolder(), each.folder);
+  for (const auto& [dataHome, userHome, folder] : cases) {
+    set("XDG_DATA_HOME", dataHome);
+    set("HOME", userHome);
+    EXPECT_EQ(applicationSupportFolder(), folder);
   }
 }
 #endif
