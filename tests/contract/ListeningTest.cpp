@@ -1,5 +1,6 @@
 #include "contract/Listening.h"
 #include "platform/Json.h"
+#include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +11,6 @@
 
 namespace brindlevane {
 namespace {
-
-using Case = AnalysisError::Case;
 
 TEST(Listening, ATaskIsReadAsItWasWritten) {
   const double infinity = std::numeric_limits<double>::infinity();
@@ -35,50 +34,63 @@ TEST(Listening, ATaskIsReadAsItWasWritten) {
   }
 }
 
-TEST(Listening, AnAnswerIsReadAsItWasWritten) {
-  AudioMeasurement measurement = {1.1,   2.2,  44100, 6, -0.1, -20.3, 19.6, 11.25, 1.23e-5,
-                                  0.031, -0.5, 173.2, 0, {},   {},    {},   {},    {}};
-  measurement.bandEnergyPercent = {{"sub_20_60", 1.0 / 3}, {"bass_60_120", 60}};
+TEST(Listening, AMeasurementIsReadAsItWasWrittenAndAnObjectOfUnroundedEntries) {
+  AudioMeasurement measurement = {1.1,   2.2,  44100, 6,      -0.7, -20.3, 19.6, 11.25, 0.0000123,
+                                  0.031, -0.5, 173.2, 1234.5, {},   {},    {},   {},    {}};
+  measurement.bandEnergyPercent = {{"bass_60_120", 60}, {"sub_20_60", 0.1 + 0.2}};
   measurement.waveform = {0.1, 1e-300};
   measurement.spectrogram = {{0.3}, {0.5, 1}};
+  Json expected = *parseJson(
+      R"({"analyzedSeconds":1.1,"sourceDurationSeconds":2.2,"sampleRate":44100.0,"channelCount":6,)"
+      R"("samplePeakDbFS":-0.7,"rmsDbFS":-20.3,"crestFactorDb":19.6,"dynamicRangeDb":11.25,)"
+      R"("dcOffset":1.23e-5,"clippedSamplePercent":0.031,"stereoCorrelation":-0.5,)"
+      R"("stereoWidthPercent":173.2,"spectralCentroidHz":1234.5,"bandEnergyPercent":)"
+      R"({"bass_60_120":60.0,"sub_20_60":0.30000000000000004},"waveform":[0.1,1e-300],)"
+      R"("spectrogram":[[0.3],[0.5,1.0]],"scope":"rawClipSourcePreFx",)"
+      R"("privacy":"Le fichier audio reste sur ce Mac.","measurementNotice":"Analyse locale du )"
+      R"(fichier source du clip, avant les devices, retours et traitements master. Ce n\u2019est )"
+      R"(pas le rendu entendu au master."})");
+  EXPECT_EQ(compactJson(measurement.dictionary()), compactJson(expected));
   EXPECT_EQ(measurementOf(answerLine(measurement)), measurement);
+  measurement.stereoCorrelation = measurement.stereoWidthPercent = std::nullopt;
   measurement.key = "F\u266f minor";
   measurement.keyConfidence = 0.96;
-  measurement.stereoCorrelation = measurement.stereoWidthPercent = std::nullopt;
+  expected.erase("stereoCorrelation");
+  expected.erase("stereoWidthPercent");
+  expected.update({{"key", "F\u266f minor"}, {"keyConfidence", 0.96}});
+  EXPECT_EQ(compactJson(measurement.dictionary()), compactJson(expected));
   EXPECT_EQ(measurementOf(answerLine(measurement)), measurement);
   measurement.waveform[1] = std::numeric_limits<double>::infinity();
   EXPECT_TRUE(std::isnan(measurementOf(answerLine(measurement)).waveform[1]));
+}
+
+TEST(Listening, AKeyIsReadAsItWasWritten) {
   const KeyDetection key = keyOf(answerLine(KeyDetection{"B major", 0.1, 0.7}));
   EXPECT_EQ(key.key, "B major");
   EXPECT_EQ(key.confidence, 0.1);
   EXPECT_EQ(key.analyzedSeconds, 0.7);
 }
 
-/// The case of the error that reading an answer ends in.
-template <typename Error, typename Read>
-Case failureOf(const Read& read, const std::optional<std::string>& answer) {
-  try {
-    (void)read(answer);
-    ADD_FAILURE() << answer.value_or("none");
-    return {};
-  } catch (const Error& error) {
-    return error.kind;
-  }
-}
-
 TEST(Listening, AFailureKeepsItsCaseAndNonsenseIsUnreadable) {
-  for (const Case each :
-       {Case::unreadableAudio, Case::unsupportedAudio, Case::insufficientSignal}) {
-    EXPECT_EQ(failureOf<AudioMeasurementError>(measurementOf, answerLine(each)), each);
-    EXPECT_EQ(failureOf<KeyAnalysisError>(keyOf, answerLine(each)), each);
-  }
+  const auto expectRefusals = [](const std::optional<std::string>& answer,
+                                 const std::string& measurement, const std::string& key) {
+    SCOPED_TRACE(answer.value_or("none"));
+    EXPECT_EQ(testing::refusalOf([&] { return measurementOf(answer); }), measurement);
+    EXPECT_EQ(testing::refusalOf([&] { return keyOf(answer); }), key);
+  };
+  const std::string unsupported = "Le format audio de ce clip n\u2019est pas pris en charge.";
+  expectRefusals(answerLine(AnalysisError::Case::unsupportedAudio), unsupported, unsupported);
+  expectRefusals(answerLine(AnalysisError::Case::insufficientSignal),
+                 "Le clip ne contient pas assez de signal pour une analyse audio fiable.",
+                 "Le clip ne contient pas assez de signal tonal pour d\u00e9terminer une key.");
   std::string wrongKind = answerLine(AudioMeasurement{});
   wrongKind.replace(wrongKind.find("\"waveform\":[]"), 13, "\"waveform\":{}");
+  const std::string unreadable = "Le fichier audio du clip est illisible.";
   for (const std::optional<std::string>& answer : std::vector<std::optional<std::string>>{
-           std::nullopt, "", "[]", "{\"measurement\":{}}", "{\"key\":{\"key\":1}}", wrongKind,
-           "{\"failure\":\"unsupportedAudio\",\"key\":[]}", R"({"failure":"none"})"}) {
-    EXPECT_EQ(failureOf<AudioMeasurementError>(measurementOf, answer), Case::unreadableAudio);
-    EXPECT_EQ(failureOf<KeyAnalysisError>(keyOf, answer), Case::unreadableAudio);
+           std::nullopt, "", "[]", R"({"measurement":{}})", R"({"key":{"key":1}})", wrongKind,
+           R"({"failure":"unsupportedAudio","key":[]})", R"({"failure":"none"})",
+           answerLine(AnalysisError::Case::unreadableAudio)}) {
+    expectRefusals(answer, unreadable, unreadable);
   }
 }
 

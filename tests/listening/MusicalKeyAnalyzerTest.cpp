@@ -10,16 +10,15 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <iterator>
 #include <limits>
 #include <numbers>
-#include <set>
+#include <numeric>
 
 namespace brindlevane::MusicalKeyAnalyzer {
 namespace {
 
-using testing::frequencyOf;
 using testing::noise;
+using testing::refusalOf;
 using testing::tones;
 
 constexpr Chroma kMajor = {6.35, 2.23, 3.48, 2.33, 4.38, 4.09, 2.52, 5.19, 2.39, 3.66, 2.29, 2.88};
@@ -29,81 +28,45 @@ const std::vector<std::string> kNames = {"C", "C\u266f", "D", "D\u266f", "E", "F
 const std::string kInsufficient =
     "Le clip ne contient pas assez de signal tonal pour d\u00e9terminer une key.";
 
-Chroma rotated(const Chroma& profile, std::size_t root) {
-  Chroma chroma = {};
-  for (std::size_t i = 0; i < 12; ++i) {
-    chroma[(root + i) % 12] = profile[i];
-  }
-  return chroma;
+/// The covariance of two profiles by the textbook, 144 times.
+double covariance(const Chroma& x, const Chroma& y) {
+  return 12 * std::inner_product(x.begin(), x.end(), y.begin(), 0.0) -
+         std::accumulate(x.begin(), x.end(), 0.0) * std::accumulate(y.begin(), y.end(), 0.0);
 }
 
-template <typename Call>
-std::string refusalOf(const Call& call) {
-  try {
-    static_cast<void>(call());
-    return "";
-  } catch (const KeyAnalysisError& error) {
-    return error.what();
-  }
-}
-
-// The correlation with a profile by the textbook, from raw moments.
 double pearson(const Chroma& x, const Chroma& y) {
-  double sumX = 0;
-  double sumY = 0;
-  double squaresX = 0;
-  double squaresY = 0;
-  double products = 0;
-  for (std::size_t i = 0; i < 12; ++i) {
-    sumX += x[i];
-    sumY += y[i];
-    squaresX += x[i] * x[i];
-    squaresY += y[i] * y[i];
-    products += x[i] * y[i];
-  }
-  return (12 * products - sumX * sumY) /
-         std::sqrt((12 * squaresX - sumX * sumX) * (12 * squaresY - sumY * sumY));
+  return covariance(x, y) / std::sqrt(covariance(x, x) * covariance(y, y));
 }
 
+// Profiles at random of every key, some like none, some like one alone.
 TEST(Detect, MeasuresConfidenceByFitAndLead) {
-  std::size_t poor = 0;
-  std::size_t certain = 0;
-  std::set<std::string> names;
   for (unsigned seed = 0; seed < 300; ++seed) {
     SCOPED_TRACE(seed);
     const std::vector<float> weights = noise(seed, 1.0 / (1 + seed % 5), 12);
     Chroma chroma = seed % 2 == 0 ? kMajor : kMinor;
-    double best = -1;
-    double second = -1;
-    std::string name;
     for (std::size_t i = 0; i < 12; ++i) {
       chroma[i] = seed < 100 ? weights[i] + 1 : chroma[i] + 5 * static_cast<double>(weights[i]);
       chroma[i] *= std::pow(10, -static_cast<double>(seed % 7) / 2);
     }
+    std::vector<std::pair<double, std::string>> ranking;
     for (std::size_t root = 0; root < 12; ++root) {
       for (const auto& [profile, mode] :
            {std::pair(kMajor, " major"), std::pair(kMinor, " minor")}) {
-        const double score = pearson(chroma, rotated(profile, root));
-        EXPECT_NEAR(correlation(chroma, profile, root), score, 1e-9);
-        name = score > best ? kNames[root] + mode : name;
-        second = std::max(second, std::min(best, score));
-        best = std::max(best, score);
+        Chroma rotated = {};
+        std::rotate_copy(profile.begin(), profile.end() - root, profile.end(), rotated.begin());
+        ranking.emplace_back(pearson(chroma, rotated), kNames[root] + mode);
+        EXPECT_NEAR(correlation(chroma, profile, root), ranking.back().first, 1e-9);
       }
     }
-    const double confidence = 0.43 + 2.2 * (best - second) + 0.45 * std::max(best - 0.45, 0.0);
+    std::sort(ranking.rbegin(), ranking.rend());
+    const double best = ranking[0].first;
+    const double confidence =
+        0.43 + 2.2 * (best - ranking[1].first) + 0.45 * std::max(best - 0.45, 0.0);
     const KeyDetection detection = detect(chroma, 0, seed);
-    EXPECT_EQ(detection.key, name);
+    EXPECT_EQ(detection.key, ranking[0].second);
     EXPECT_NEAR(detection.confidence, std::min(confidence, 0.96), 1e-9);
     EXPECT_EQ(detection.analyzedSeconds, seed);
-    EXPECT_EQ(detect(chroma).analyzedSeconds, 0);
-    names.insert(name);
-    poor += best < 0.45 ? 1U : 0U;
-    certain += confidence > 0.96 ? 1U : 0U;
   }
-  EXPECT_EQ(names.size(), 24U);
-  EXPECT_GT(poor, 5U);
-  EXPECT_GT(certain, 5U);
-  EXPECT_LT(certain, 200U);
 }
 
 TEST(Detect, PrefersTheLowerRootOfEqualScores) {
@@ -131,6 +94,7 @@ TEST(Detect, TransposesByRoundedSemitones) {
 }
 
 TEST(Detect, RefusesProfilesWithoutACentre) {
+  std::vector<double> lone(12, 1);
   const std::vector<std::vector<double>> profiles = {
       {},
       std::vector<double>(11, 1),
@@ -138,18 +102,15 @@ TEST(Detect, RefusesProfilesWithoutACentre) {
       std::vector<double>(12, 0),
       std::vector<double>(12, 3),
       {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -1},
-      {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1.0000005},
       {1e308, 1e308, 1e308, 0, 0, 0, 0, 0, 0, 0, 0, 0}};
   for (const std::vector<double>& profile : profiles) {
     EXPECT_EQ(refusalOf([&] { return detect(profile); }), kInsufficient) << profile.size();
   }
   // A lone deviation of d has a root of squares of d * sqrt(11 / 12).
-  for (const auto& [deviation, refusal] :
-       {std::pair(1.0443e-6, kInsufficient), std::pair(1.0447e-6, std::string())}) {
-    std::vector<double> profile(12, 1);
-    profile[3] += deviation;
-    EXPECT_EQ(refusalOf([&, all = profile] { return detect(all); }), refusal) << deviation;
-  }
+  lone[3] = 1 + 1.0443e-6;
+  EXPECT_EQ(refusalOf([&] { return detect(lone); }), kInsufficient);
+  lone[3] = 1 + 1.0447e-6;
+  EXPECT_EQ(refusalOf([&] { return detect(lone); }), "");
 }
 
 TEST(Correlation, OfAFlatProfileIsTheWorst) {
@@ -202,10 +163,10 @@ TEST(AudioChroma, AgreesWithTheSumOfTheTransform) {
 }
 
 TEST(AudioChroma, NeedsThreeFramesThatSound) {
-  const std::vector<float> tone = tones({440}, 0.5, 16384);
-  const auto refusal = [](std::span<const float> samples) {
-    return refusalOf([&] { return audioChroma(samples, 44100); });
+  const auto refusal = [](std::span<const float> samples, double sampleRate = 44100) {
+    return refusalOf([&] { return audioChroma(samples, sampleRate); });
   };
+  const std::vector<float> tone = tones({440}, 0.5, 16384);
   EXPECT_EQ(refusal(tone), "");
   EXPECT_EQ(refusal(tones({440}, 0.5, 4096 * 31)), "");
   EXPECT_EQ(refusal(std::span(tone).first(16383)), kInsufficient);
@@ -214,17 +175,16 @@ TEST(AudioChroma, NeedsThreeFramesThatSound) {
   const float quietest = 0.0007071067812F;
   EXPECT_EQ(refusal(std::vector<float>(16384, quietest)), "");
   EXPECT_EQ(refusal(std::vector<float>(16384, std::nextafter(quietest, 0.0F))), kInsufficient);
-  std::vector<float> samples = tone;
-  std::fill(samples.begin() + 8192, samples.end(), 0.0F);
-  EXPECT_EQ(refusal(samples), kInsufficient);
-  samples[8192] = 1;
-  EXPECT_EQ(refusal(samples), "");
+  std::vector<float> half = tone;
+  std::fill(half.begin() + 8192, half.end(), 0.0F);
+  EXPECT_EQ(refusal(half), kInsufficient);
+  half[8192] = 1;
+  EXPECT_EQ(refusal(half), "");
+  half.back() = std::nanf("");
+  EXPECT_EQ(refusal(half), "");
   EXPECT_EQ(refusal(std::vector<float>(16384, std::nanf(""))), kInsufficient);
-  samples = tone;
-  samples.back() = std::nanf("");
-  EXPECT_EQ(refusal(samples), "");
   // No bin of so high a rate lies below 5 kHz.
-  EXPECT_EQ(refusalOf([&] { return audioChroma(tone, 2e9); }), kInsufficient);
+  EXPECT_EQ(refusal(tone, 2e9), kInsufficient);
 }
 
 TEST(ChromaMeter, GivesTheSameBitsHoweverTheSignalComesIn) {
@@ -245,47 +205,31 @@ KeyDetection keyOf(const std::string& path, double transposeSemitones, double st
   return analyzeAudio(path, transposeSemitones, startSeconds, duration, heard);
 }
 
-TEST(AnalyzeAudio, FindsTheKeyOfWhatItIsAskedToHear) {
-  const TemporaryFolder directory;
-  // A cadence in F sharp minor and one in B flat major, 8 s each.
-  std::vector<float> samples;
-  for (const auto& chord : std::vector<std::vector<double>>{{42, 61, 66, 69},
-                                                            {47, 62, 66, 71},
-                                                            {49, 61, 65, 68},
-                                                            {42, 61, 66, 69},
-                                                            {46, 65, 70, 74},
-                                                            {51, 67, 70, 75},
-                                                            {53, 65, 69, 72},
-                                                            {46, 65, 70, 74}}) {
-    std::vector<double> frequencies;
-    std::transform(chord.begin(), chord.end(), std::back_inserter(frequencies), frequencyOf);
-    const std::vector<float> sound = tones(frequencies, 0.1, 44100, 22050);
-    samples.insert(samples.end(), sound.begin(), sound.end());
-  }
-  testing::writeWav(directory.file("a.wav"), {samples, samples}, 22050);
-  const std::vector<std::tuple<double, double, std::optional<double>, std::string>> cases = {
-      {0, 0, 8, "F\u266f minor"}, {0, 8, std::nullopt, "A\u266f major"}, {-3, 8, 60, "G major"}};
-  for (const auto& [semitones, start, duration, key] : cases) {
-    EXPECT_EQ(keyOf(directory.file("a.wav"), semitones, start, duration).key, key);
-  }
-}
-
-TEST(AnalyzeAudio, PlansTheSegmentInFrames) {
+TEST(AnalyzeAudio, FindsTheKeyOfTheFramesItIsAskedToHear) {
   const TemporaryFolder directory;
   const std::string path = directory.file("a.wav");
-  testing::writeWav(path, {tones({262, 330, 392}, 0.2, 8000 * 100, 8000)}, 8000);
+  // F sharp minor, and from 80 s on B flat major.
+  const std::vector<float> samples =
+      testing::joined(tones({92.5, 277.18, 369.99, 440}, 0.1, 8000 * 80, 8000),
+                      tones({116.54, 349.23, 466.16, 587.33}, 0.1, 8000 * 20, 8000));
+  testing::writeWav(path, {samples, samples}, 8000);
+  using Duration = std::optional<double>;
   const double infinity = std::numeric_limits<double>::infinity();
-  const std::vector<std::tuple<double, std::optional<double>, double>> cases = {
-      {0, std::nullopt, 75},   {-1, 200, 75},     {std::nan(""), 60, 60}, {90, infinity, 10},
-      {90, 4.00013, 4.000125}, {-infinity, 3, 3}, {0, 75.001, 75},        {0, 74.999875, 74.999875},
-      {97.9521, 3, 2.048}};
-  for (const auto& [start, duration, analyzed] : cases) {
-    EXPECT_EQ(keyOf(path, 0, start, duration).analyzedSeconds, analyzed) << start;
+  const std::vector<std::tuple<double, double, Duration, std::string, double>> cases = {
+      {0, 0, std::nullopt, "F\u266f minor", 75},     {0, 0, 75.001, "F\u266f minor", 75},
+      {0, 0, 74.999875, "F\u266f minor", 74.999875}, {2, std::nan(""), 60, "G\u266f minor", 60},
+      {0, 90, infinity, "A\u266f major", 10},        {-3, 90, 4.00013, "G major", 4.000125},
+      {0, 97.9521, 3, "A\u266f major", 2.048}};
+  for (const auto& [semitones, start, duration, key, seconds] : cases) {
+    const KeyDetection detection = keyOf(path, semitones, start, duration);
+    EXPECT_EQ(detection.key, key) << start;
+    EXPECT_EQ(detection.analyzedSeconds, seconds) << start;
   }
-  for (const auto& segment : std::vector<std::pair<double, std::optional<double>>>{
-           {100, std::nullopt}, {1e300, 5}, {0, -1}, {0, std::nan("")}, {0, 0.512}, {0, 2.0479}}) {
-    EXPECT_EQ(refusalOf([&] { return keyOf(path, 0, segment.first, segment.second); }),
-              kInsufficient);
+  for (const auto& [start, duration] : std::vector<std::pair<double, Duration>>{
+           {100, std::nullopt}, {0, -1}, {0, 0.512}, {0, 2.0479}}) {
+    EXPECT_EQ(
+        refusalOf([&, from = start, length = duration] { return keyOf(path, 0, from, length); }),
+        kInsufficient);
   }
 }
 
@@ -300,15 +244,10 @@ TEST(FramesForKey, AreThoseThatADurationComesBackTo) {
 TEST(AnalyzeAudio, RefusesWhatIsNoAudio) {
   const TemporaryFolder directory;
   testing::writeBytes(directory.file("a.wav"), std::string(5000, 'x'));
-  for (const std::string& path : {directory.file("a.wav"), directory.file("missing")}) {
-    EXPECT_EQ(refusalOf([&] { return keyOf(path, 0, 0, std::nullopt); }),
+  for (const char* const name : {"a.wav", "missing"}) {
+    EXPECT_EQ(refusalOf([&] { return keyOf(directory.file(name), 0, 0, std::nullopt); }),
               "Le fichier audio du clip est illisible.");
   }
-  testing::writeWav(directory.file("slow.wav"), {std::vector<float>(9000, 1)}, 1);
-  EXPECT_EQ(refusalOf([&] { return keyOf(directory.file("slow.wav"), 0, 0, std::nullopt); }),
-            kInsufficient);
-  EXPECT_EQ(KeyAnalysisError(AnalysisError::Case::unsupportedAudio).errorDescription,
-            "Le format audio de ce clip n\u2019est pas pris en charge.");
 }
 
 }  // namespace

@@ -55,14 +55,18 @@ void writeBytes(const std::string& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary) << bytes;
 }
 
-void writeWav(const std::string& path, const Signal& signal, double sampleRate) {
-  std::vector<float> interleaved;
+std::vector<float> interleaved(const Signal& signal) {
+  std::vector<float> samples;
   for (std::size_t i = 0; i < signal.front().size(); ++i) {
     for (const std::vector<float>& channel : signal) {
-      interleaved.push_back(channel[i]);
+      samples.push_back(channel[i]);
     }
   }
-  brindlevane::writeWav(path, interleaved, static_cast<int>(signal.size()), sampleRate);
+  return samples;
+}
+
+void writeWav(const std::string& path, const Signal& signal, double sampleRate) {
+  brindlevane::writeWav(path, interleaved(signal), static_cast<int>(signal.size()), sampleRate);
 }
 
 MadeFiles::MadeFiles(const Signal& sound, double sampleRate) {
@@ -140,8 +144,9 @@ std::vector<float> noise(unsigned seed, double amplitude, std::size_t count) {
   return samples;
 }
 
-double frequencyOf(double midiNote) {
-  return 440 * std::exp2((midiNote - 69) / 12);
+std::vector<float> joined(std::vector<float> first, const std::vector<float>& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
 }
 
 }  // namespace brindlevane::testing

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contract/AnalysisError.h"
 #include "platform/sound/AudioFile.h"
 #include "support/TemporaryFolder.h"
 
@@ -12,6 +13,9 @@ namespace brindlevane::testing {
 
 /// One array of samples per channel, full scale = 1.
 using Signal = std::vector<std::vector<float>>;
+
+/// The samples of a signal frame after frame.
+[[nodiscard]] std::vector<float> interleaved(const Signal& signal);
 
 /// Writes a WAV file of 32-bit float samples.
 void writeWav(const std::string& path, const Signal& signal, double sampleRate = 44100);
@@ -73,7 +77,18 @@ void run(const std::string& command);
 /// White noise with a fixed seed, evenly spread from -amplitude to amplitude.
 [[nodiscard]] std::vector<float> noise(unsigned seed, double amplitude, std::size_t count);
 
-/// Hz of a MIDI note.
-[[nodiscard]] double frequencyOf(double midiNote);
+/// One sound and behind it another.
+[[nodiscard]] std::vector<float> joined(std::vector<float> first, const std::vector<float>& second);
+
+/// What the user reads where an analysis fails; nothing where it does not.
+template <typename Analysis>
+[[nodiscard]] std::string refusalOf(const Analysis& analysis) {
+  try {
+    static_cast<void>(analysis());
+    return "";
+  } catch (const AnalysisError& error) {
+    return error.errorDescription;
+  }
+}
 
 }  // namespace brindlevane::testing
