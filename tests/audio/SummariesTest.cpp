@@ -19,17 +19,28 @@
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
 
+using testing::joined;
 using testing::noise;
 using testing::Signal;
 using testing::tones;
 
-// Measured in two blocks, as from a decoder.
+// Samples that are one of two by turns.
+std::vector<float> byTurns(float even, float odd, std::size_t count = 1000) {
+  std::vector<float> samples(count, even);
+  for (std::size_t i = 1; i < count; i += 2) {
+    samples[i] = odd;
+  }
+  return samples;
+}
+
+// Measured in three blocks, as from a decoder.
 template <typename Meter>
 auto resultOf(Meter meter, const Signal& channels) {
   const std::vector<float> samples = testing::interleaved(channels);
   const std::size_t head = channels[0].size() / 3 * channels.size();
   meter.add(std::span(samples).first(head));
-  meter.add(std::span(samples).subspan(head));
+  meter.add(std::span(samples).subspan(head, head));
+  meter.add(std::span(samples).subspan(2 * head));
   return meter.result();
 }
 
@@ -92,11 +103,10 @@ TEST(Decibels, EndAtMinus120) {
 
 TEST(ShortTermRMS, CutsWindowsOfFourTenthsOfASecondAndSkipsQuietOnes) {
   // The mean square of two neighbouring numbers by turns is 1e-10 in single precision.
-  std::vector<float> mono(1024, std::nextafter(1e-5F, 1.0F));
-  for (std::size_t i = 1; i < 512; i += 2) {
-    mono[i] = 1e-5F;
-  }
-  ASSERT_EQ(static_cast<float>(sumOfSquares(std::span(mono).first(512)) / 512), 1e-10F);
+  const float above = std::nextafter(1e-5F, 1.0F);
+  const std::vector<float> atFloor = byTurns(1e-5F, above, 512);
+  ASSERT_EQ(static_cast<float>(sumOfSquares(atFloor) / 512), 1e-10F);
+  std::vector<float> mono = joined(atFloor, std::vector<float>(512, above));
   mono.resize(1024 + 511, 1.0F);
   ASSERT_EQ(shortTermRMS(mono, 8).size(), 1U);
   EXPECT_NEAR(shortTermRMS(mono, 8)[0], 1e-5, 1e-11);
@@ -241,32 +251,28 @@ TEST(SpectralSummary, AgreesWithTheSumOfTheTransform) {
 TEST(StereoSummary, ComparesTheFirstTwoChannelsHoweverQuietTheyAre) {
   const std::vector<float> a = noise(1, 0.5, 20000);
   const std::vector<float> b = noise(2, 0.5, 20000);
-  // L = 0.5 + x, R = 0.5 - x with x = +-0.25: mid 0.5, side 0.25, and x is fully out of phase.
-  std::vector<float> left(1000, 0.75F);
-  std::vector<float> right(1000, 0.25F);
-  for (std::size_t i = 0; i < left.size(); i += 2) {
-    std::swap(left[i], right[i]);
+  std::vector<float> ramp(a.size());
+  std::vector<float> squares(a.size());
+  for (std::size_t i = 0; i < ramp.size(); ++i) {
+    ramp[i] = (static_cast<float>(i) + 0.5F) / static_cast<float>(ramp.size());
+    squares[i] = ramp[i] * ramp[i];
   }
-  const auto quiet = [&left](float factor) {
-    std::vector<float> samples = left;
-    for (float& sample : samples) {
-      sample *= factor / 1024;
-    }
-    return samples;
-  };
-  const std::vector<float> infinite(left.size(), kInfinity);
+  const std::vector<float> quiet = byTurns(0.25F / 1024, 0.75F / 1024);
+  const std::vector<float> infinite(quiet.size(), kInfinity);
   const std::vector<std::tuple<Signal, double, double, double>> cases = {
       {{a, std::vector<float>(a.size(), 0.25F)}, 1, 100, 2},
       {{a, b}, 0, 100, 2},
       {{a, a, b}, 1, 0, 1e-12},
-      {{left, right}, -1, 50, 1e-12},
-      {{quiet(1), quiet(-0.5F)}, -1, 300, 1e-9},
-      {{quiet(1), quiet(-0.59375F)}, -1, 100 * 51.0 / 13, 1e-9},
-      {{quiet(1), quiet(-0.625F)}, -1, 400, 1e-9},
-      {{quiet(1), quiet(-1)}, -1, 0, 1e-9},
-      {{quiet(1), quiet(0)}, 1, 100, 1e-9},
-      {{left, infinite}, 1, 0, 0},
-      {{infinite, left}, 1, 0, 0}};
+      {{ramp, squares}, std::sqrt(15) / 4, 100 / std::sqrt(31), 1e-6},
+      // The middle is 0.5 and the sides, fully out of phase, are 0.25.
+      {{byTurns(0.25F, 0.75F), byTurns(0.75F, 0.25F)}, -1, 50, 1e-12},
+      {{quiet, byTurns(-0.125F / 1024, -0.375F / 1024)}, -1, 300, 1e-9},
+      {{quiet, byTurns(-0.1484375F / 1024, -0.4453125F / 1024)}, -1, 100 * 51.0 / 13, 1e-9},
+      {{quiet, byTurns(-0.15625F / 1024, -0.46875F / 1024)}, -1, 400, 1e-9},
+      {{quiet, byTurns(-0.25F / 1024, -0.75F / 1024)}, -1, 0, 1e-9},
+      {{quiet, byTurns(0, 0)}, 1, 100, 1e-9},
+      {{quiet, infinite}, 1, 0, 0},
+      {{infinite, quiet}, 1, 0, 0}};
   for (std::size_t i = 0; i < cases.size(); ++i) {
     const auto& [channels, correlation, width, tolerance] = cases[i];
     const StereoSummary summary = resultOf(StereoMeter(channels.size()), channels);

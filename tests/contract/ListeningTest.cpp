@@ -22,10 +22,7 @@ TEST(Listening, ATaskIsReadAsItWasWritten) {
   EXPECT_EQ(read.transposeSemitones, -0.1);
   EXPECT_EQ(read.startSeconds, std::numeric_limits<double>::max());
   EXPECT_EQ(read.duration, std::numeric_limits<double>::lowest());
-  const ListeningTask other = taskOf(taskLine({.kind = ListeningTask::Kind::measurement,
-                                               .path = "",
-                                               .startSeconds = std::nan("")}))
-                                  .value();
+  const ListeningTask other = taskOf(taskLine({.path = "", .startSeconds = std::nan("")})).value();
   EXPECT_EQ(other.kind, ListeningTask::Kind::measurement);
   EXPECT_TRUE(std::isnan(other.startSeconds));
   EXPECT_EQ(other.duration, std::nullopt);

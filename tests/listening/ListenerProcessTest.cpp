@@ -53,26 +53,23 @@ TEST_F(ListenerProcess, HearsWhatIsHeardInThisProcess) {
 
 // Gigabytes of nothing, and what would take gigabytes to hold.
 TEST_F(ListenerProcess, FilesThatPromiseTooMuchEndSoon) {
-  const auto failureIn = [this](const std::string& name, std::uintmax_t bytes) {
-    std::filesystem::resize_file(folder_.file(name), bytes);
-    return listenerProcess(BRINDLEVANE_LISTENER)(taskLine({.path = folder_.file(name)}));
+  const auto answered = [this](const std::string& name, const std::string& bytes,
+                               unsigned gigabytes) {
+    const std::string path = folder_.write(name, bytes).string();
+    std::filesystem::resize_file(path, std::uintmax_t{gigabytes} << 30U);
+    return listenerProcess(BRINDLEVANE_LISTENER)(taskLine({.path = path}));
   };
-  testing::writeBytes(folder_.file("riff.wav"), std::string("RIFF\0\0\0\0WAVE", 12));
-  EXPECT_EQ(failureIn("riff.wav", std::uintmax_t{20} << 30U),
+  EXPECT_EQ(answered("riff.wav", std::string("RIFF\0\0\0\0WAVE", 12), 20),
             answerLine(AnalysisError::Case::unreadableAudio) + "\n");
-  const std::string tone = folder_.file("tone.wav");
-  testing::writeWav(tone, {testing::tones({440}, 0.2, 40000)});
-  for (const std::string name : {"cut.flac", "cut.mka"}) {
-    testing::run("ffmpeg -v error -i '" + tone + "' '" + folder_.file(name) + "'");
-    const std::string whole = testing::bytesOf(folder_.file(name));
-    testing::writeBytes(folder_.file(name), whole.substr(0, whole.size() / 2));
-    EXPECT_NE(failureIn(name, std::uintmax_t{20} << 30U), std::nullopt) << name;
+  const testing::MadeFiles made({testing::tones({440}, 0.2, 40000)});
+  for (const std::string name : {"flac.flac", "flac.mka"}) {
+    const std::string whole = testing::bytesOf(made.path(name));
+    EXPECT_NE(answered(name, whole.substr(0, whole.size() / 2), 20), std::nullopt) << name;
   }
   testing::writeWav(folder_.file("fast.wav"), {testing::noise(1, 0.2, 10000)}, 600000);
   std::string fast = testing::bytesOf(folder_.file("fast.wav"));
   fast.replace(fast.find("data") + 4, 4, 4, '\x7f');
-  testing::writeBytes(folder_.file("fast.wav"), fast);
-  EXPECT_EQ(failureIn("fast.wav", std::uintmax_t{2} << 30U),
+  EXPECT_EQ(answered("fast.wav", fast, 2),
             answerLine(AnalysisError::Case::insufficientSignal) + "\n");
 }
 

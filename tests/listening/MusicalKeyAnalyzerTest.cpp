@@ -241,14 +241,5 @@ TEST(FramesForKey, AreThoseThatADurationComesBackTo) {
   }
 }
 
-TEST(AnalyzeAudio, RefusesWhatIsNoAudio) {
-  const TemporaryFolder directory;
-  testing::writeBytes(directory.file("a.wav"), std::string(5000, 'x'));
-  for (const char* const name : {"a.wav", "missing"}) {
-    EXPECT_EQ(refusalOf([&] { return keyOf(directory.file(name), 0, 0, std::nullopt); }),
-              "Le fichier audio du clip est illisible.");
-  }
-}
-
 }  // namespace
 }  // namespace brindlevane::MusicalKeyAnalyzer

@@ -30,9 +30,9 @@ constexpr std::size_t kFrames = 96000;
 /// 12 s whose mean tells where in them a stretch lies: tones of whole periods a second, one chord
 /// for 6 s and then another, on a ramp from 0 to 0.5.
 std::vector<float> song() {
-  std::vector<float> samples = testing::tones({262, 330, 392}, 0.1, kFrames, kRate);
-  const std::vector<float> next = testing::tones({277, 330, 440}, 0.1, kFrames, kRate);
-  std::copy(next.begin() + kFrames / 2, next.end(), samples.begin() + kFrames / 2);
+  std::vector<float> samples =
+      testing::joined(testing::tones({262, 330, 392}, 0.1, kFrames / 2, kRate),
+                      testing::tones({277, 330, 440}, 0.1, kFrames / 2, kRate));
   for (std::size_t i = 0; i < kFrames; ++i) {
     samples[i] += 0.5F * static_cast<float>(i) / static_cast<float>(kFrames);
   }
@@ -106,53 +106,44 @@ TEST_F(Workflows, AMidiClipHasTheKeyOfItsNotes) {
 TEST_F(Workflows, AnAudioClipIsHeardWhereItPlaysAndAsItIsTransposed) {
   std::filesystem::create_directory(folder.file("a b"));
   const std::string path = wav("a b/\u00e9t\u00e9 #1?%20\n.wav", song());
-  struct Case {
-    Json range, transposition;
-    double start, seconds, semitones;
-  };
-  const std::vector<Case> cases = {
+  // What the bridge says of the range and the transposition, then start, seconds and semitones.
+  const std::vector<std::tuple<Json, Json, double, double, double>> cases = {
       {nullptr, nullptr, 0, 12, 0},
       {Json::object(), 3, 0, 12, 3},
       {Json::array({7, 2}), -1.0, 0, 12, -1},
       {{{"startSeconds", 7}}, 0, 7, 5, 0},
       {{{"durationSeconds", 3.0}}, 1.5, 0, 3, 2},
       {{{"startSeconds", 6.5}, {"durationSeconds", 4}}, -1, 6.5, 4, -1},
-      {{{"startSeconds", true}, {"durationSeconds", "4"}}, Json::object(), 0, 12, 0},
+      {{{"startSeconds", true}, {"durationSeconds", true}}, true, 0, 12, 0},
       {{{"startSeconds", 7}, {"durationSeconds", nullptr}}, "3", 7, 5, 0}};
-  for (const Case& one : cases) {
-    SCOPED_TRACE(one.range);
+  for (const auto& [range, transposition, start, seconds, semitones] : cases) {
+    SCOPED_TRACE(range);
     Json source = {{"kind", "audio"},
                    {"filePath", path},
-                   {"transposeSemitones", one.transposition},
-                   {"analysisRange", one.range},
                    {"startSeconds", 1},
                    {"durationSeconds", 1},
                    {"pitchClasses", kMajorProfile}};
-    if (one.range.is_null()) {
-      source.erase("analysisRange");
-      source.erase("transposeSemitones");
+    if (!range.is_null()) {
+      source.update({{"analysisRange", range}, {"transposeSemitones", transposition}});
     }
     bridge.succeed("/v1/key-source", source);
     const KeyDetection expected =
-        MusicalKeyAnalyzer::analyzeAudio(path, one.semitones, one.start, one.seconds, heard);
+        MusicalKeyAnalyzer::analyzeAudio(path, semitones, start, seconds, heard);
     const Json key = call("find_key").structuredContent;
     EXPECT_EQ(requests(), clipRequests);
-    EXPECT_EQ(key, (Json{{"key", expected.key},
-                         {"confidence", expected.confidence},
-                         {"analyzedSeconds", one.seconds},
-                         {"kind", "audio"},
-                         {"track", "Selected track"},
-                         {"clip", "Selected clip"},
-                         {"project", "Untitled"},
-                         {"revision", 0}}));
+    EXPECT_EQ(key.at("key"), expected.key);
+    EXPECT_EQ(key.at("confidence"), expected.confidence);
+    EXPECT_EQ(key.at("analyzedSeconds"), seconds);
+    EXPECT_EQ(key.at("kind"), "audio");
+    EXPECT_EQ(key.size(), 4U + 4U);
 
     const ToolResult result = call("listen_selected_clip");
     EXPECT_FALSE(result.isError);
     EXPECT_EQ(requests(), clipRequests);
     const Json& heard = result.structuredContent;
-    EXPECT_EQ(heard.at("analyzedSeconds"), one.seconds);
+    EXPECT_EQ(heard.at("analyzedSeconds"), seconds);
     EXPECT_EQ(heard.at("sourceDurationSeconds"), 12.0);
-    EXPECT_NEAR(heard.at("dcOffset").get<double>(), meanOfSong(one.start, one.seconds), 1e-4);
+    EXPECT_NEAR(heard.at("dcOffset").get<double>(), meanOfSong(start, seconds), 1e-4);
     EXPECT_EQ(heard.at("key"), expected.key);
     EXPECT_EQ(heard.at("keyConfidence"), expected.confidence);
     EXPECT_EQ(heard.at("scope"), "rawClipSourcePreFx");
@@ -225,22 +216,20 @@ TEST_F(Workflows, ARunningCaptureIsHandedOnUntouched) {
   }
 }
 
-/// Ways in which the bridge fails to answer.
-std::vector<HttpOutcome> failures() {
+/// Answers to a request to clean up; the last one alone is a success.
+std::vector<HttpOutcome> cleanUps() {
   return {HttpFailure::unreachable,
           HttpFailure::bodyTooLong,
           HttpAnswer{200, "{"},
           HttpAnswer{200, R"({"ok":false,"error":{"code":"gone","message":"No such job."}})"},
-          HttpAnswer{404, R"({"ok":false,"error":{"code":"gone","message":"No such job."}})"},
-          HttpAnswer{500, ""}};
+          HttpAnswer{500, ""},
+          HttpAnswer{200, R"({"ok":true,"result":null})"}};
 }
 
 TEST_F(Workflows, AFailedCaptureIsCleanedUpAndHandedOnAsAnError) {
   const Json status = {{"status", "failed"}, {"reason", "stopped"}, {"filePath", "/x.wav"}};
   bridge.succeed("/v1/master-capture/status", status);
-  std::vector<HttpOutcome> outcomes = failures();
-  outcomes.emplace_back(HttpAnswer{200, R"({"ok":true,"result":null})"});
-  for (const HttpOutcome& outcome : outcomes) {
+  for (const HttpOutcome& outcome : cleanUps()) {
     bridge.answers["/v1/master-capture/cleanup"] = outcome;
     const ToolResult result = listenToMaster();
     EXPECT_TRUE(result.isError);
@@ -259,8 +248,7 @@ TEST_F(Workflows, AFinishedCaptureIsMeasuredWholeAndCleanedUp) {
                        {"durationSeconds", 2},
                        {"analysisRange", {{"startSeconds", 6}, {"durationSeconds", 2}}}};
   bridge.succeed("/v1/master-capture/status", status);
-  std::vector<HttpOutcome> outcomes = failures();
-  outcomes.emplace_back(HttpAnswer{200, R"({"ok":true,"result":null})"});
+  const std::vector<HttpOutcome> outcomes = cleanUps();
   for (std::size_t i = 0; i < outcomes.size(); ++i) {
     SCOPED_TRACE(i);
     bridge.answers["/v1/master-capture/cleanup"] = outcomes[i];
