@@ -14,7 +14,6 @@
 #include <limits>
 #include <map>
 #include <numbers>
-#include <numeric>
 
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
@@ -68,10 +67,8 @@ TEST(Levels, ClippingBeginsAt0999InSinglePrecision) {
 }
 
 TEST(Levels, LeaveOutSamplesThatAreNotFinite) {
-  std::vector<float> samples(3000, 0.5F);
-  samples[10] = kInfinity;
-  samples[11] = -kInfinity;
-  samples[2999] = std::nanf("");
+  const std::vector<float> samples =
+      joined({kInfinity, -kInfinity, std::nanf("")}, std::vector<float>(3000, 0.5F));
   const Levels result = levels(samples);
   EXPECT_EQ(result.peak, 0.5F);
   EXPECT_EQ(result.rms, 0.5);
@@ -282,31 +279,17 @@ TEST(StereoSummary, ComparesTheFirstTwoChannelsHoweverQuietTheyAre) {
   EXPECT_FALSE(resultOf(StereoMeter(1), {a}).correlation);
 }
 
-TEST(Waveform, TakesThePeakOfEachBucket) {
-  std::vector<float> samples(1000);
-  samples[7] = -0.5F;
-  samples[8] = 0.25F;
-  samples[17] = kInfinity;
-  samples[18] = 0.125F;
-  samples[31] = std::nanf("");
-  samples[959] = 1.5F;
-  samples[960] = 9;  // in the remainder
-  std::vector<double> expected(120);
-  expected[0] = 0.5;
-  expected[1] = 0.25;
-  expected[2] = 0.125;
-  expected[119] = 1.5;
-  EXPECT_EQ(waveform(samples, 120), expected);
-  for (const std::size_t count : {1U, 119U, 120U, 239U, 240U}) {
-    std::vector<float> ramp(count);
-    std::iota(ramp.begin(), ramp.end(), 1.0F);
-    std::vector<double> peaks(120);
-    for (std::size_t i = 0; i < std::min<std::size_t>(count, 120); ++i) {
-      peaks[i] = static_cast<double>(count == 240 ? 2 * i + 2 : i + 1);
-    }
-    EXPECT_EQ(waveform(ramp, 120), peaks) << count;
+TEST(Waveform, TakesThePeakOfEachBucketAndLeavesOutTheRemainder) {
+  const std::vector<std::pair<std::vector<float>, std::vector<double>>> cases = {
+      {{}, {}},
+      {{1}, {1, 0, 0, 0}},
+      {{1, 2, 3}, {1, 2, 3, 0}},
+      {{1, 2, 3, 4, 5, 6, 7}, {1, 2, 3, 4}},
+      {{1, 2, 3, 4, 5, 6, 7, 8}, {2, 4, 6, 8}},
+      {{0, -0.5F, 0.25F, kInfinity, std::nanf(""), -0.125F, 1.5F, 1, 9}, {0.5, 0.25, 0.125, 1.5}}};
+  for (const auto& [samples, peaks] : cases) {
+    EXPECT_EQ(waveform(samples, 4), peaks) << samples.size();
   }
-  EXPECT_TRUE(waveform(std::vector<float>(), 120).empty());
 }
 
 }  // namespace

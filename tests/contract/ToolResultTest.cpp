@@ -11,6 +11,8 @@
 namespace brindlevane {
 namespace {
 
+const std::string kInvalidResponse = "BrindlevaneBridge returned an invalid response.";
+
 /// The structured form of the answer to a call of a tool without arguments.
 Json answered(ScriptedBridge& bridge, const std::string& tool = "brindlevane_get_context") {
   const auto line = BrindlevaneMCPMain::answer(
@@ -55,35 +57,32 @@ TEST(ToolResult, AnAnswerIsAsLongAsItMayBeAndNoLonger) {
       {{"a", Json::array()}, {"b", Json::object()}, {"c", {1, {2, 3}, {{"d", nullptr}}}}},
       {{"k\"\\\n", "\"\\\b\f\n\r\t\x01/\x7f\u00e9"}, {"n", {1.5, -3, 1e300, true}}}};
   for (const Json& value : values) {
-    const ToolResult result{value, false};
-    std::string whole;
-    appendToolResult(whole, result);
+    const auto printed = [&value](std::size_t longest) {
+      std::string line = "x";
+      appendToolResult(line, {value, false}, longest);
+      return line.substr(1);
+    };
+    const std::string whole = printed(kLongestToolResult);
     const Json text = (*parseJson(whole))["content"][0]["text"];
     EXPECT_EQ(parseJson(text.get_ref<const std::string&>()), value);
-    std::string atLimit = "x";
-    appendToolResult(atLimit, result, whole.size());
-    EXPECT_EQ(atLimit, "x" + whole);
-    std::string beyond = "x";
-    appendToolResult(beyond, result, whole.size() - 1);
-    const auto refusal = parseJson(beyond.substr(1));
-    EXPECT_EQ(refusal->at("structuredContent"),
-              failure("BrindlevaneBridge returned an invalid response."));
-    EXPECT_EQ(refusal->at("isError"), true);
+    EXPECT_EQ(printed(whole.size()), whole);
+    const Json refusal = *parseJson(printed(whole.size() - 1));
+    EXPECT_EQ(refusal.at("structuredContent"), failure(kInvalidResponse));
+    EXPECT_EQ(refusal.at("isError"), true);
   }
 }
 
 TEST(ToolResult, AnAnswerThatWouldExplodeIsRefusedAtOnce) {
   // 1 MiB of arrays, 505 deep, which would take 509 MiB with its indentation.
-  constexpr std::size_t kDepth = 505;
-  std::string element = std::string(kDepth - 1, '[') + std::string(kDepth - 1, ']');
-  std::string value = "[" + element;
+  const std::string element = "," + std::string(504, '[') + std::string(504, ']');
+  std::string value = "[0";
   while (value.size() < (std::size_t{1} << 20U)) {
-    value += "," + element;
+    value += element;
   }
   ScriptedBridge bridge;
   bridge.answers["/v1/context"] = HttpAnswer{200, R"({"ok":true,"result":)" + value + "]}"};
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(answered(bridge), failure("BrindlevaneBridge returned an invalid response."));
+  EXPECT_EQ(answered(bridge), failure(kInvalidResponse));
   // To print the line would take seconds.
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }

@@ -206,7 +206,8 @@ TEST_F(Analyze, RefusesWhatCannotBeMeasured) {
 }
 
 TEST_F(Analyze, MeasuresAShortSegmentWithoutSpectrumOrKey) {
-  const AudioMeasurement measurement = analyze(wav({std::vector<float>(2048, 1)}));
+  // Of these samples the RMS comes out a little above the peak.
+  const AudioMeasurement measurement = analyze(wav({std::vector<float>(4000, 0.95F)}));
   EXPECT_EQ(measurement.crestFactorDb, 0);
   EXPECT_EQ(measurement.dynamicRangeDb, 0);
   const Json object = measurement.dictionary();

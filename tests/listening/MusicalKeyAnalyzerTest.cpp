@@ -199,12 +199,6 @@ TEST(ChromaMeter, GivesTheSameBitsHoweverTheSignalComesIn) {
   }
 }
 
-// The listener of these tests works in this process.
-KeyDetection keyOf(const std::string& path, double transposeSemitones, double startSeconds,
-                   std::optional<double> duration) {
-  return analyzeAudio(path, transposeSemitones, startSeconds, duration, heard);
-}
-
 TEST(AnalyzeAudio, FindsTheKeyOfTheFramesItIsAskedToHear) {
   const TemporaryFolder directory;
   const std::string path = directory.file("a.wav");
@@ -220,16 +214,16 @@ TEST(AnalyzeAudio, FindsTheKeyOfTheFramesItIsAskedToHear) {
       {0, 0, 74.999875, "F\u266f minor", 74.999875}, {2, std::nan(""), 60, "G\u266f minor", 60},
       {0, 90, infinity, "A\u266f major", 10},        {-3, 90, 4.00013, "G major", 4.000125},
       {0, 97.9521, 3, "A\u266f major", 2.048}};
+  // The listener of these tests works in this process.
   for (const auto& [semitones, start, duration, key, seconds] : cases) {
-    const KeyDetection detection = keyOf(path, semitones, start, duration);
+    const KeyDetection detection = analyzeAudio(path, semitones, start, duration, heard);
     EXPECT_EQ(detection.key, key) << start;
     EXPECT_EQ(detection.analyzedSeconds, seconds) << start;
   }
   for (const auto& [start, duration] : std::vector<std::pair<double, Duration>>{
            {100, std::nullopt}, {0, -1}, {0, 0.512}, {0, 2.0479}}) {
-    EXPECT_EQ(
-        refusalOf([&, from = start, length = duration] { return keyOf(path, 0, from, length); }),
-        kInsufficient);
+    const ListeningTask task = {ListeningTask::Kind::key, path, 0, start, duration};
+    EXPECT_EQ(refusalOf([&] { return estimatedKey(task); }), kInsufficient) << start;
   }
 }
 
