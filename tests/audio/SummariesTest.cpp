@@ -63,7 +63,7 @@ TEST(Levels, SumInDoublePrecision) {
 }
 
 TEST(Levels, ClippingBeginsAt0999InSinglePrecision) {
-  EXPECT_EQ(levels({0.999F, -0.999F, 0.998F, std::nextafter(0.999F, 0.0F)}).clippedPercent, 50);
+  EXPECT_EQ(levels({0.999F, 0.998F, std::nextafter(0.999F, 0.0F), -0.999F}).clippedPercent, 50);
 }
 
 TEST(Levels, LeaveOutSamplesThatAreNotFinite) {

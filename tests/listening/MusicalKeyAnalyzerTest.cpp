@@ -94,7 +94,6 @@ TEST(Detect, TransposesByRoundedSemitones) {
 }
 
 TEST(Detect, RefusesProfilesWithoutACentre) {
-  std::vector<double> lone(12, 1);
   const std::vector<std::vector<double>> profiles = {
       {},
       std::vector<double>(11, 1),
@@ -107,6 +106,7 @@ TEST(Detect, RefusesProfilesWithoutACentre) {
     EXPECT_EQ(refusalOf([&] { return detect(profile); }), kInsufficient) << profile.size();
   }
   // A lone deviation of d has a root of squares of d * sqrt(11 / 12).
+  std::vector<double> lone(12, 1);
   lone[3] = 1 + 1.0443e-6;
   EXPECT_EQ(refusalOf([&] { return detect(lone); }), kInsufficient);
   lone[3] = 1 + 1.0447e-6;
