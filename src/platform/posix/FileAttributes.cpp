@@ -23,11 +23,8 @@ std::optional<FileAttributes> fileAttributes(const std::string& path) {
 }
 
 std::string standardizedPath(const std::string& path) {
-  std::error_code failure;
-  std::filesystem::path absolute = std::filesystem::absolute(path, failure);
-  if (failure) {
-    absolute = path;
-  }
+  std::error_code ignored;  // without a current folder a relative path stays one
+  std::filesystem::path absolute = std::filesystem::current_path(ignored) / path;
   absolute = absolute.lexically_normal();
   if (!absolute.has_filename() && absolute.has_relative_path()) {
     absolute = absolute.parent_path();
