@@ -232,6 +232,10 @@ TEST_F(Analyze, MeasuresAFileThatEndsTooSoonAsFarAsItGoes) {
   EXPECT_EQ(measurement.analyzedSeconds, 4608.0 / 44100);
   EXPECT_EQ(measurement.sourceDurationSeconds, 9000.0 / 44100);
   EXPECT_GT(measurement.waveform.back(), 0.2);
+  // Damage is no end.
+  const std::string damaged = cutShort({noise(1, 0.5, 30000)}, 4608);
+  testing::writeBytes(damaged, testing::withHole(testing::bytesOf(damaged), 30000, 2000));
+  EXPECT_EQ(refusalOf(damaged), kUnreadable);
   // The last of 921,600 frames, which would complete a part of the chroma, is not heard for the
   // key.
   expectKeyOfItsOwn(cutShort({noise(1, 0.5, 925000)}, 61440), 0);
