@@ -33,8 +33,9 @@ std::optional<std::string> homeFolder() {
   std::array<char, 16384> strings{};
   passwd entry{};
   passwd* found = nullptr;
-  if (getpwuid_r(getuid(), &entry, strings.data(), strings.size(), &found) != 0 ||
-      found == nullptr || found->pw_dir == nullptr || *found->pw_dir == '\0') {
+  // Nothing is found when it fails.
+  (void)getpwuid_r(getuid(), &entry, strings.data(), strings.size(), &found);
+  if (found == nullptr || found->pw_dir == nullptr || *found->pw_dir == '\0') {
     return std::nullopt;
   }
   return found->pw_dir;

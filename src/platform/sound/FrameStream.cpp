@@ -173,10 +173,11 @@ bool FrameStream::passPackets(std::int64_t position) {
   }
   restartDecoder(nextPacketAt_);
   while (packets_->take()) {
-    if (!packets_->followsOn() || !isSound(packets_->packet())) {
+    const auto frames = packetFrames_->of(packets_->packet());
+    if (!packets_->followsOn() || !frames) {
       return false;
     }
-    const std::int64_t end = nextPacketAt_ + packetFrames_->of(packets_->packet()).value_or(0);
+    const std::int64_t end = nextPacketAt_ + *frames;
     if (end > position) {
       packets_->holdBack();
       position_ = nextPacketAt_;

@@ -47,16 +47,12 @@ class Mp4Reader {
 
   [[nodiscard]] std::vector<Stretch> children(const Stretch& parent, std::string_view type) const {
     std::vector<Stretch> found;
-    std::int64_t at = parent.begin;
-    for (int count = 0; count < kMostBoxes; ++count) {
-      const std::optional<Box> box = boxAt({at, parent.end});
-      if (!box) {
-        break;
-      }
+    std::optional<Box> box = boxAt(parent);
+    for (int count = 0; box && count < kMostBoxes; ++count) {
       if (std::equal(type.begin(), type.end(), box->type.begin(), box->type.end())) {
         found.push_back(box->content);
       }
-      at = box->content.end;
+      box = boxAt({box->content.end, parent.end});
     }
     return found;
   }

@@ -47,7 +47,6 @@ bool PacketReader::openDemuxer(bool ownsEditing) {
       context->streams[i]->discard = AVDISCARD_ALL;
     }
   }
-  checksBytes_ = format() == "aac";
   return streamIndex_ >= 0;
 }
 
@@ -78,9 +77,10 @@ bool PacketReader::take() {
 }
 
 // FFmpeg passes over damage in an ADTS stream, and nothing tells but the bytes that should have
-// been there. A tag between two packets is no damage; what follows it lies nobody knows where.
+// been there. A tag between two packets is no damage; what follows it lies nobody knows where, and
+// passes.
 bool PacketReader::checkFollowing() {
-  if (!checksBytes_) {
+  if (format() != "aac") {
     return true;
   }
   const std::string_view bytes(reinterpret_cast<const char*>(packet_->data),
@@ -90,7 +90,6 @@ bool PacketReader::checkFollowing() {
     nextByte_ = (isFirst ? packet_->pos : nextByte_) + packet_->size;
     return true;
   }
-  checksBytes_ = false;
   return source_.holds(nextByte_, "ID3");
 }
 

@@ -60,7 +60,6 @@ class PacketReader {
   int readResult_ = 0;
   bool isHeldBack_ = false;
   bool followsOn_ = true;
-  bool checksBytes_ = false;    // of an ADTS stream
   std::int64_t nextByte_ = -1;  // where the next packet of it begins
 };
 
