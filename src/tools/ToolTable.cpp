@@ -46,8 +46,8 @@ Tool writingAnew(const std::string& name, const std::string& description, const 
 }  // namespace
 
 // Everywhere, schemas are stricter than checks in three ways: a member that no schema declares is
-// ignored where a tool takes any, the members of a note are left to the bridge, and a length is
-// taken without outer white space.
+// ignored where a tool takes any, the members of a note are left to the bridge, and outer white
+// space of a text does not count. They are laxer in one: an integer is below 2^63.
 // NOLINTNEXTLINE(readability-function-size): a table.
 const std::vector<Tool>& toolTable() {
   static const std::vector<Tool> kTools = {

@@ -232,13 +232,29 @@ TEST_F(Analyze, MeasuresAFileThatEndsTooSoonAsFarAsItGoes) {
   EXPECT_EQ(measurement.analyzedSeconds, 4608.0 / 44100);
   EXPECT_EQ(measurement.sourceDurationSeconds, 9000.0 / 44100);
   EXPECT_GT(measurement.waveform.back(), 0.2);
-  // Damage is no end.
-  const std::string damaged = cutShort({noise(1, 0.5, 30000)}, 4608);
-  testing::writeBytes(damaged, testing::withHole(testing::bytesOf(damaged), 30000, 2000));
-  EXPECT_EQ(refusalOf(damaged), kUnreadable);
   // The last of 921,600 frames, which would complete a part of the chroma, is not heard for the
   // key.
   expectKeyOfItsOwn(cutShort({noise(1, 0.5, 925000)}, 61440), 0);
+}
+
+TEST_F(Analyze, DamageIsMetWhereEnoughIsPlanned) {
+  const std::string flat =
+      "Le clip ne contient pas assez de signal tonal pour d\u00e9terminer une key.";
+  const std::string path = cutShort({noise(1, 0.5, 30000)}, 4608);
+  testing::writeBytes(path, testing::withHole(testing::bytesOf(path), 10000, 2000));
+  const std::vector<std::tuple<int, std::string, std::string>> cases = {
+      {2047, kInsufficient, flat},
+      {2048, kUnreadable, flat},
+      {4096, kUnreadable, flat},
+      {4097, kUnreadable, kUnreadable}};
+  for (const auto& [frames, noMeasurement, noKey] : cases) {
+    const double seconds = frames / 44100.0;
+    EXPECT_EQ(refusalOf(path, 0, seconds), noMeasurement) << frames;
+    EXPECT_EQ(testing::refusalOf(
+                  [&] { return MusicalKeyAnalyzer::analyzeAudio(path, 0, 0, seconds, heard); }),
+              noKey)
+        << frames;
+  }
 }
 
 TEST_F(Analyze, FindsTheKeyThatTheKeyAnalysisFinds) {

@@ -214,16 +214,19 @@ TEST(SndfileDecoder, FilesThatTheOtherDecoderReadsRightGoToIt) {
   }
   const MadeFiles sixChannels(six, 48000);
   const MadeFiles oneChannel({six[5]}, 48000);
+  const MadeFiles voice({six[5]}, 8000);
   for (const std::string& path :
        {sixChannels.path("vorbis.ogg"), sixChannels.path("pcm_mulaw.w64"),
-        oneChannel.path("pcm_f32le.w64"), oneChannel.path("adpcm_ima_qt.aiff")}) {
+        oneChannel.path("pcm_f32le.w64"), oneChannel.path("adpcm_ima_qt.aiff"),
+        voice.path("gsm.wav")}) {
     SCOPED_TRACE(path);
     run("ffmpeg -v error -y -i " + path + " -c:a pcm_f32le " + directory.file("a.wav"));
     const Signal expected = readAll(directory.file("a.wav")).value();
     const Signal read = readAll(path).value_or(Signal());
     ASSERT_EQ(read.size(), expected.size());
     for (std::size_t channel = 0; channel < read.size(); ++channel) {
-      ASSERT_GE(read[channel].size(), 30000U);
+      // ffmpeg itself drops the start of Vorbis.
+      ASSERT_EQ(read[channel].size(), std::max<std::size_t>(expected[channel].size(), 30000));
       for (std::size_t i = 1000; i < 29000; ++i) {
         ASSERT_NEAR(read[channel][i], expected[channel][i], 1e-4) << channel << " " << i;
       }

@@ -90,6 +90,7 @@ std::string MadeFiles::path(const std::string& name) const {
       {"rf64", "pcm_s16le -rf64 always"},
       {"flac24", "flac -sample_fmt s32"},
       {"flac500", "flac -frame_size 500"},
+      {"gsm", "libgsm_ms -af apad=whole_len=30400"},  // an odd number of blocks
       {"firstalac", "alac -movflags faststart"},
       {"alac24", "alac -sample_fmt s32p"},
       {"fragments", "alac -movflags frag_keyframe+empty_moov -frag_duration 2000000"},

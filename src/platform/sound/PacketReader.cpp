@@ -76,10 +76,15 @@ bool PacketReader::take() {
   return true;
 }
 
-// FFmpeg passes over damage in an ADTS stream, and nothing tells but the bytes that should have
+// FFmpeg passes over lost pages of Ogg, and nothing tells but the time stamps, which count frames
+// of FLAC; and over damage in an ADTS stream, where nothing tells but the bytes that should have
 // been there. A tag between two packets is no damage; what follows it lies nobody knows where, and
 // passes.
 bool PacketReader::checkFollowing() {
+  if (format() == "ogg" && stream().codecpar->codec_id == AV_CODEC_ID_FLAC) {
+    const std::int64_t due = std::exchange(nextTime_, av_sat_add64(packet_->pts, packet_->duration));
+    return due < 0 || packet_->pts == due;
+  }
   if (format() != "aac") {
     return true;
   }

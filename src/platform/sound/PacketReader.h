@@ -60,7 +60,8 @@ class PacketReader {
   int readResult_ = 0;
   bool isHeldBack_ = false;
   bool followsOn_ = true;
-  std::int64_t nextByte_ = -1;  // where the next packet of it begins
+  std::int64_t nextByte_ = -1;  // where the next packet begins, of ADTS
+  std::int64_t nextTime_ = -1;  // the same, of FLAC in Ogg
 };
 
 }  // namespace brindlevane

@@ -69,6 +69,9 @@ class SndfileDecoder final : public AudioDecoder {
         // In W64 libsndfile takes what an extensible header describes for integers, be it A-law or
         // floats.
         return kind() != SF_FORMAT_W64;
+      case SF_FORMAT_GSM610:
+        // In WAV and W64 it takes the byte behind an odd number of blocks for one more.
+        return kind() == SF_FORMAT_AIFF;
       case SF_FORMAT_IMA_ADPCM:
         // Of Apple's variety it drops the lowest bits at each block.
         return kind() != SF_FORMAT_AIFF;
