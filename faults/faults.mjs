@@ -160,7 +160,8 @@ let clock = 1.6e9;
 /** Makes the file another one for the cache. */
 const touch = () => clip.filePath && utimesSync(clip.filePath, clock, ++clock);
 
-async function tryServer(name, line) {
+/** @param isFresh whether each failing call meets a program that has answered nothing before */
+async function tryServer(name, line, isFresh = false) {
   let program = new Program(server);
   touch();
   const usual = (await program.answer(line)).output;
@@ -168,6 +169,10 @@ async function tryServer(name, line) {
     let hasFailed = true;
     for (let n = 1; hasFailed; ++n) {
       if (!isDrawn(n)) continue;
+      if (isFresh) {
+        program.leave();
+        program = new Program(server);
+      }
       touch();
       received.clear();
       const { output, ...faulty } = await program.answer(`@${n} ${kind}\n${line}`);
@@ -232,10 +237,11 @@ function sounds() {
 const files = sounds();
 [clip.filePath] = files;
 const line = (method, params) => `${JSON.stringify({ id: 1, method, params })}\n`;
-await tryServer("initialize", line("initialize"));
-await tryServer("tools/list", line("tools/list"));
-await tryServer("ping", line("ping"));
-await tryServer("a bad line", '{"id":1,"method":\n');
+const badLine = '{"id":1,"method":\n';
+for (const isFresh of [false, true]) {
+  for (const method of ["initialize", "tools/list", "ping"]) await tryServer(method, line(method), isFresh);
+  await tryServer("a bad line", badLine, isFresh);
+}
 for (const [name, { arguments: given }] of Object.entries(readData("calls.json"))) {
   const tool = `brindlevane_${name}`;
   await tryServer(tool, line("tools/call", { name: tool, arguments: given }));
