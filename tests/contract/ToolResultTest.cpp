@@ -74,13 +74,16 @@ TEST(ToolResult, AnAnswerIsAsLongAsItMayBeAndNoLonger) {
 
 TEST(ToolResult, AnAnswerThatWouldExplodeIsRefusedAtOnce) {
   // 1 MiB of arrays, 505 deep, which would take 509 MiB with its indentation.
-  const std::string element = "," + std::string(504, '[') + std::string(504, ']');
-  std::string value = "[0";
-  while (value.size() < (std::size_t{1} << 20U)) {
-    value += element;
+  const std::string element = std::string(",") + std::string(504, '[') + std::string(504, ']');
+  std::string answer = R"({"ok":true,"result":[0)";
+  while (answer.size() < (std::size_t{1} << 20U)) {
+    answer += element;
   }
   ScriptedBridge bridge;
-  bridge.answers["/v1/context"] = HttpAnswer{200, R"({"ok":true,"result":)" + value + "]}"};
+  const Json large = {{"a", std::string(std::size_t{60} << 20U, 'x')}};
+  bridge.succeed("/v1/context", large);
+  EXPECT_TRUE(answered(bridge) == large);
+  bridge.answers["/v1/context"] = HttpAnswer{200, answer + "]}"};
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(answered(bridge), failure(kInvalidResponse));
   // To print the line would take seconds.
