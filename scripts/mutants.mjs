@@ -68,7 +68,9 @@ class Clone {
     }
     // By default a test program is run when it is built, and a faulty one would seem not to build.
     const discovery = "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST";
-    this.run("cmake", "--preset", "release", discovery);
+    // What lies beyond a container is read unnoticed, unless the library looks.
+    const assertions = "-DCMAKE_CXX_FLAGS=-D_GLIBCXX_ASSERTIONS";
+    this.run("cmake", "--preset", "release", discovery, assertions);
     const targets = this.run("ninja", "-C", this.build(), "-t", "targets", "all");
     this.programs = [...targets.matchAll(/^(test_\w+): CXX_EXECUTABLE/gm)].map(([, name]) => name);
     this.run("ninja", "-C", this.build(), ...this.programs);

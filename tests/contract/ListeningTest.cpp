@@ -76,8 +76,10 @@ TEST(Listening, AFailureKeepsItsCaseAndNonsenseIsUnreadable) {
     EXPECT_EQ(testing::refusalOf([&] { return keyOf(answer); }), key);
   };
   const std::string unsupported = "Le format audio de ce clip n\u2019est pas pris en charge.";
-  expectRefusals(answerLine(AnalysisError::Case::unsupportedAudio), unsupported, unsupported);
-  expectRefusals(answerLine(AnalysisError::Case::insufficientSignal),
+  using Case = AnalysisError::Case;
+  EXPECT_EQ(answerLine(Case::unreadableAudio), R"({"failure":"unreadableAudio"})");
+  expectRefusals(answerLine(Case::unsupportedAudio), unsupported, unsupported);
+  expectRefusals(answerLine(Case::insufficientSignal),
                  "Le clip ne contient pas assez de signal pour une analyse audio fiable.",
                  "Le clip ne contient pas assez de signal tonal pour d\u00e9terminer une key.");
   std::string wrongKind = answerLine(AudioMeasurement{});
@@ -86,7 +88,7 @@ TEST(Listening, AFailureKeepsItsCaseAndNonsenseIsUnreadable) {
   for (const std::optional<std::string>& answer : std::vector<std::optional<std::string>>{
            std::nullopt, "", "[]", R"({"measurement":{}})", R"({"key":{"key":1}})", wrongKind,
            R"({"failure":"unsupportedAudio","key":[]})", R"({"failure":"none"})",
-           answerLine(AnalysisError::Case::unreadableAudio)}) {
+           answerLine(Case::unreadableAudio)}) {
     expectRefusals(answer, unreadable, unreadable);
   }
 }

@@ -48,7 +48,7 @@ TEST_F(Noise, DamageInTheMiddleIsAFaultForWhoeverReadsIt) {
       EXPECT_EQ(file.length(), kFrames);
       EXPECT_FALSE(readSignal(file, 0, kAll));
       EXPECT_FALSE(readSignal(file, kFrames / 4, kFrames / 2));
-      EXPECT_TRUE(readSignal(file, 1000, kFrames / 4) == part(whole, 1000, kFrames / 4));
+      EXPECT_TRUE(readSignal(file, 1, kFrames / 4) == part(whole, 1, kFrames / 4));
     }
   }
 }
