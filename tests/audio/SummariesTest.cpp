@@ -199,7 +199,7 @@ SpectralSummary directSummary(const std::vector<float>& frame, double sampleRate
     for (std::size_t j = 0; j < 4096; ++j) {
       const double turn = 2 * std::numbers::pi / 4096;
       const double window = 1 - std::cos(turn * static_cast<double>(j));
-      bin += std::polar(window * frame[j], -turn * static_cast<double>(k * j % 4096));
+      bin += window * frame[j] * std::polar(1.0, -turn * static_cast<double>(k * j % 4096));
     }
     const double power = std::norm(bin);
     if (const auto band = kBands.upper_bound(frequency); band != kBands.end()) {
