@@ -85,9 +85,9 @@ TEST(Json, EscapesAreReadAndHalfASurrogatePairIsReplaced) {
 }
 
 TEST(Json, StringsAreEscapedOnlyWhereTheyMustBe) {
-  const Json value = {{"k\"\\/\u00e9\U0001F3B9", std::string("\0\x1f\b\f\n\r\t\x7f", 8)}};
+  const Json value = {{"k\"\\/\u00e9\U0001F3B9", std::string("\0\x17\x1f\b\f\n\r\t\x7f", 9)}};
   EXPECT_EQ(compactJson(value),
-            "{\"k\\\"\\\\/\u00e9\U0001F3B9\":\"\\u0000\\u001f\\b\\f\\n\\r\\t\x7f\"}");
+            "{\"k\\\"\\\\/\u00e9\U0001F3B9\":\"\\u0000\\u0017\\u001f\\b\\f\\n\\r\\t\x7f\"}");
   EXPECT_EQ(parseJson(compactJson(value)), value);
 }
 
