@@ -17,8 +17,7 @@ using namespace std::chrono_literals;
 constexpr Seconds kPatience{0.5};
 
 HttpOutcome ask(const LoopbackServer& bridge, Seconds timeout = Seconds(10),
-                const std::string& body = R"({"a":1})",
-                const std::string& address = "127.0.0.1") {
+                const std::string& body = R"({"a":1})", const std::string& address = "127.0.0.1") {
   return exchangeOverTcp({.host = address,
                           .port = bridge.port(),
                           .method = "POST",

@@ -215,10 +215,9 @@ TEST(SndfileDecoder, FilesThatTheOtherDecoderReadsRightGoToIt) {
   const MadeFiles sixChannels(six, 48000);
   const MadeFiles oneChannel({six[5]}, 48000);
   const MadeFiles voice({six[5]}, 8000);
-  for (const std::string& path :
-       {sixChannels.path("vorbis.ogg"), sixChannels.path("pcm_mulaw.w64"),
-        oneChannel.path("pcm_f32le.w64"), oneChannel.path("adpcm_ima_qt.aiff"),
-        voice.path("gsm.wav")}) {
+  for (const std::string& path : {sixChannels.path("vorbis.ogg"), sixChannels.path("pcm_mulaw.w64"),
+                                  oneChannel.path("pcm_f32le.w64"),
+                                  oneChannel.path("adpcm_ima_qt.aiff"), voice.path("gsm.wav")}) {
     SCOPED_TRACE(path);
     run("ffmpeg -v error -y -i " + path + " -c:a pcm_f32le " + directory.file("a.wav"));
     const Signal expected = readAll(directory.file("a.wav")).value();

@@ -82,7 +82,8 @@ bool PacketReader::take() {
 // passes.
 bool PacketReader::checkFollowing() {
   if (format() == "ogg" && stream().codecpar->codec_id == AV_CODEC_ID_FLAC) {
-    const std::int64_t due = std::exchange(nextTime_, av_sat_add64(packet_->pts, packet_->duration));
+    const std::int64_t due =
+        std::exchange(nextTime_, av_sat_add64(packet_->pts, packet_->duration));
     return due < 0 || packet_->pts == due;
   }
   if (format() != "aac") {
