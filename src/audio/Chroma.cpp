@@ -119,12 +119,13 @@ class ChromaMeter::ProfileMeter {
 ChromaMeter::ChromaMeter(double sampleRate, std::size_t plannedSamples)
     : bins_(sampleRate),
       window_(hannWindow(kFrameSize, kHannFactor)),
-      framesAtOnce_(std::max(frameCount(plannedSamples) / kParts + 1, kFewestFramesAtOnce)) {}
+      framesPlanned_(frameCount(plannedSamples)),
+      framesAtOnce_(std::max(framesPlanned_ / kParts + 1, kFewestFramesAtOnce)) {}
 
 void ChromaMeter::follow(std::span<const float> samples) {
   const std::size_t frames = frameCount(samples.size());
-  while (frames - framesBegun_ >= framesAtOnce_) {
-    begin(samples, framesBegun_ + framesAtOnce_);
+  while (framesBegun_ < framesPlanned_ && endOfPart() <= frames) {
+    begin(samples, endOfPart());
   }
 }
 
@@ -146,6 +147,10 @@ Chroma ChromaMeter::result(std::span<const float> samples) {
     throw KeyAnalysisError(KeyAnalysisError::Case::insufficientSignal);
   }
   return sum.chroma;
+}
+
+std::size_t ChromaMeter::endOfPart() const {
+  return std::min(framesBegun_ + framesAtOnce_, framesPlanned_);
 }
 
 void ChromaMeter::begin(std::span<const float> samples, std::size_t endFrame) {

@@ -50,10 +50,13 @@ class ChromaMeter {
   };
   class ProfileMeter;
 
+  // The frame behind the next part.
+  [[nodiscard]] std::size_t endOfPart() const;
   void begin(std::span<const float> samples, std::size_t endFrame);
 
   Bins bins_;
   std::vector<float> window_;
+  std::size_t framesPlanned_;
   std::size_t framesAtOnce_;
   std::size_t framesBegun_ = 0;
   std::vector<std::future<Profile>> profiles_;
