@@ -15,6 +15,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr Seconds kPatience{0.5};
+const std::string kHead = "HTTP/1.1 200 OK\r\n";
+const std::string kChunks = kHead + "Transfer-Encoding: chunked\r\n\r\n";
 
 HttpOutcome ask(const LoopbackServer& bridge, Seconds timeout = Seconds(10),
                 const std::string& body = R"({"a":1})", const std::string& address = "127.0.0.1") {
@@ -27,6 +29,11 @@ HttpOutcome ask(const LoopbackServer& bridge, Seconds timeout = Seconds(10),
                          timeout);
 }
 
+void receiveAll(LoopbackServer::Connection& connection) {
+  while (!connection.receive().empty()) {
+  }
+}
+
 /// "status body", or what went wrong.
 std::string described(const HttpOutcome& outcome) {
   if (const auto* answer = std::get_if<HttpAnswer>(&outcome)) {
@@ -35,48 +42,32 @@ std::string described(const HttpOutcome& outcome) {
   return std::get<HttpFailure>(outcome) == HttpFailure::bodyTooLong ? "too long" : "unreachable";
 }
 
-/// The answer {} behind a header of so many bytes.
-std::string withHeaderOf(std::size_t length) {
-  const std::string start = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\nX: ";
-  return start + std::string(length - start.size() - 4, 'x') + "\r\n\r\n{}";
-}
-
-/// The answer {} as a chunk with an extension of so many bytes.
-std::string withExtensionOf(std::size_t length) {
-  return "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2;" + std::string(length, 'x') +
-         "\r\n{}\r\n0\r\n\r\n";
-}
-
 TEST(HttpTransport, AnswersAreReadWhateverTheirFraming) {
+  const std::string whole = kHead + "Content-Length: 2\r\n\r\n{}";
+  const auto xs = [](std::size_t count) { return std::string(count, 'x'); };
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", "200 {}"},
+      {whole, "200 {}"},
       {"HTTP/1.1 500 Oops\r\nContent-Length: 3\r\n\r\nbad and more", "500 bad"},
-      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1;x=y\r\n{\r\n1\r\n}\r\n0\r\n\r\n",
-       "200 {}"},
+      {kChunks + "1;x=y\r\n{\r\n1\r\n}\r\n0\r\nA: b\r\n\r\n", "200 {}"},
       {"HTTP/1.0 200 OK\r\n\r\n{\"until\":\"close\"}", "200 {\"until\":\"close\"}"},
-      {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 103 Hints\r\nA: b\r\n\r\n"
-       "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}",
-       "200 {}"},
+      {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 199 Hints\r\nA: b\r\n\r\n" + whole, "200 {}"},
       {"HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\nContent-Length: 2\r\n\r\n{}",
        "302 {}"},
-      {"HTTP/1.1 199 Hints\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", "200 "},
-      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\nA: b\r\n\r\n",
-       "200 {}"},
       {"HTTP/1.1 204 No Content\r\n\r\n", "204 "},
       {"", "unreachable"},
       {"SSH-2.0-what\r\n", "unreachable"},
-      {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{}", "unreachable"},
-      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\n{}", "unreachable"},
-      {"HTTP/1.1 200 OK\r\nContent-Length: x\r\n\r\n{}", "unreachable"},
-      {"HTTP/1.1 200 OK\r\nContent-Le", "unreachable"},
-      {withHeaderOf(65500), "200 {}"},
-      {withHeaderOf(65600), "unreachable"},
-      {withExtensionOf(131000), "200 {}"},
-      {withExtensionOf(131100), "unreachable"},
-      {"HTTP/1.1 200 OK\r\nContent-Length: 268435456\r\n\r\n{}", "unreachable"},
-      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10000000\r\n{}", "unreachable"},
-      {"HTTP/1.1 200 OK\r\nContent-Length: 268435457\r\n\r\n{}", "too long"},
-      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10000001\r\n{}", "too long"}};
+      {whole.substr(0, whole.size() - 1), "unreachable"},
+      {kChunks + "5\r\n{}", "unreachable"},
+      {kHead + "Content-Length: x\r\n\r\n{}", "unreachable"},
+      {kHead + "Content-Le", "unreachable"},
+      {kHead + "X: " + xs(65457) + "\r\nContent-Length: 2\r\n\r\n{}", "200 {}"},
+      {kHead + "X: " + xs(65557) + "\r\nContent-Length: 2\r\n\r\n{}", "unreachable"},
+      {kChunks + "2;" + xs(131000) + "\r\n{}\r\n0\r\n\r\n", "200 {}"},
+      {kChunks + "2;" + xs(131100) + "\r\n{}\r\n0\r\n\r\n", "unreachable"},
+      {kHead + "Content-Length: 268435456\r\n\r\n{}", "unreachable"},
+      {kChunks + "10000000\r\n{}", "unreachable"},
+      {kHead + "Content-Length: 268435457\r\n\r\n{}", "too long"},
+      {kChunks + "10000001\r\n{}", "too long"}};
   for (const auto& [bytes, expected] : cases) {
     SCOPED_TRACE(bytes.substr(0, 60));
     const LoopbackServer bridge(LoopbackServer::answering(bytes));
@@ -86,42 +77,32 @@ TEST(HttpTransport, AnswersAreReadWhateverTheirFraming) {
 }
 
 TEST(HttpTransport, NobodyHoldsACallLongerThanItsTimeOut) {
-  const std::string head = "HTTP/1.1 200 OK\r\n";
   const std::string interim = "HTTP/1.1 100 Continue\r\n\r\n";
-  const auto waitForTheEnd = [](LoopbackServer::Connection& connection) {
-    while (!connection.receive().empty()) {
-    }
-  };
-  const auto readNothing = [](LoopbackServer::Connection&) {
-    std::this_thread::sleep_for(2 * kPatience);
-  };
-  struct Case {
-    std::string name;
-    LoopbackServer::Treatment treatment;
-    Seconds longest;  // what the call may last
-    std::string body;
-  };
   const Seconds silence = kPatience;
   const Seconds all = kPatience + Seconds(1);
-  const std::vector<Case> cases = {
-      {"silence", waitForTheEnd, silence, "{}"},
-      {"a request that nobody reads", readNothing, silence, std::string(64U << 20U, 'x')},
-      {"a byte at a time",
-       LoopbackServer::repeating(head + "Content-Length: 99999\r\n\r\n", "x", 50ms), all, "{}"},
-      {"an endless header", LoopbackServer::repeating(head, "a: b\r\n", 50ms), silence, "{}"},
-      {"an endless chunk",
-       LoopbackServer::repeating(head + "Transfer-Encoding: chunked\r\n\r\nfffffff\r\n", "x", 50ms),
-       all, "{}"},
-      {"endless interim answers", LoopbackServer::repeating(interim, interim, 1ms), all, "{}"}};
+  // Each with its request's body and how long the call lasts.
+  const std::vector<std::tuple<std::string, LoopbackServer::Treatment, std::string, Seconds>>
+      cases = {
+          {"silence", receiveAll, "{}", silence},
+          {"a request that nobody reads", [](auto&) { std::this_thread::sleep_for(2 * kPatience); },
+           std::string(64U << 20U, 'x'), silence},
+          {"a byte at a time",
+           LoopbackServer::repeating(kHead + "Content-Length: 99999\r\n\r\n", "x", 50ms), "{}",
+           all},
+          {"an endless header", LoopbackServer::repeating(kHead, "a: b\r\n", 50ms), "{}", silence},
+          {"an endless chunk", LoopbackServer::repeating(kChunks + "fffffff\r\n", "x", 50ms), "{}",
+           all},
+          {"endless interim answers", LoopbackServer::repeating(interim, interim, 1ms), "{}", all}};
   std::vector<std::thread> calls;
-  for (const Case& each : cases) {
+  for (const auto& each : cases) {
     calls.emplace_back([&each] {
-      const LoopbackServer bridge(each.treatment);
+      const auto& [name, treatment, body, longest] = each;
+      const LoopbackServer bridge(treatment);
       const auto start = std::chrono::steady_clock::now();
-      EXPECT_EQ(described(ask(bridge, kPatience, each.body)), "unreachable") << each.name;
+      EXPECT_EQ(described(ask(bridge, kPatience, body)), "unreachable") << name;
       const Seconds taken = std::chrono::steady_clock::now() - start;
-      EXPECT_GE(taken, each.longest) << each.name;
-      EXPECT_LT(taken, each.longest + Seconds(0.9)) << each.name;
+      EXPECT_GE(taken, longest) << name;
+      EXPECT_LT(taken, longest + Seconds(0.9)) << name;
     });
   }
   for (std::thread& call : calls) {
@@ -145,8 +126,7 @@ TEST(HttpTransport, ARefusalBeforeTheRequestIsReadIsHeard) {
   const LoopbackServer bridge([](LoopbackServer::Connection& connection) {
     connection.send("HTTP/1.1 413 No\r\nContent-Length: 2\r\n\r\n{}");
     connection.sendNoMore();
-    while (!connection.receive().empty()) {
-    }
+    receiveAll(connection);
   });
   EXPECT_EQ(described(ask(bridge)), "413 {}");
 }
