@@ -66,16 +66,6 @@ class Opened {
   std::int64_t last_ = 0;
 };
 
-double largestDifference(const std::vector<float>& part, const std::vector<float>& whole,
-                         std::int64_t from = 0) {
-  double largest = std::ssize(whole) < from + std::ssize(part) ? 1e9 : 0;
-  for (std::size_t i = 0; i < part.size() && largest < 1e9; ++i) {
-    const double difference = std::abs(part[i] - whole[static_cast<std::size_t>(from) + i]);
-    largest = std::max(largest, difference);
-  }
-  return largest;
-}
-
 // Files of 34 s of a tone in noise.
 class FfmpegDecoder : public ::testing::Test {
  protected:

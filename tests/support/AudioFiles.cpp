@@ -12,6 +12,7 @@
 #include <iterator>
 #include <map>
 #include <numbers>
+#include <numeric>
 #include <random>
 #include <span>
 
@@ -40,6 +41,17 @@ Signal part(const Signal& whole, std::int64_t start, std::int64_t count) {
     cut.emplace_back(channel.begin() + from, channel.begin() + to);
   }
   return cut;
+}
+
+double largestDifference(const std::vector<float>& part, const std::vector<float>& whole,
+                         std::int64_t from) {
+  if (std::ssize(whole) < from + std::ssize(part)) {
+    return 1e9;
+  }
+  return std::transform_reduce(
+      part.begin(), part.end(), whole.begin() + from, 0.0,
+      [](double one, double other) { return std::max(one, other); },
+      [](float one, float other) { return std::abs(one - other); });
 }
 
 std::string withHole(std::string bytes, std::size_t at, std::size_t size) {
