@@ -12,7 +12,6 @@
 #include <iterator>
 #include <map>
 #include <numbers>
-#include <numeric>
 #include <random>
 #include <span>
 
@@ -45,13 +44,12 @@ Signal part(const Signal& whole, std::int64_t start, std::int64_t count) {
 
 double largestDifference(const std::vector<float>& part, const std::vector<float>& whole,
                          std::int64_t from) {
-  if (std::ssize(whole) < from + std::ssize(part)) {
-    return 1e9;
+  double largest = 0;
+  for (std::size_t i = 0; i < part.size(); ++i) {
+    const double difference = std::abs(part[i] - whole.at(static_cast<std::size_t>(from) + i));
+    largest = std::max(largest, difference);
   }
-  return std::transform_reduce(
-      part.begin(), part.end(), whole.begin() + from, 0.0,
-      [](double one, double other) { return std::max(one, other); },
-      [](float one, float other) { return std::abs(one - other); });
+  return largest;
 }
 
 std::string withHole(std::string bytes, std::size_t at, std::size_t size) {

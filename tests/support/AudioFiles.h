@@ -37,8 +37,9 @@ constexpr std::int64_t kAll = std::int64_t{1} << 62;
 /// The frames [start, start + count) of a signal, as many of them as there are.
 [[nodiscard]] Signal part(const Signal& whole, std::int64_t start, std::int64_t count);
 
-/// By how much samples differ at most from those of a whole from one of its frames on; much where
-/// they reach beyond its end.
+/// By how much samples differ at most from those of a whole from one of its frames on.
+///
+/// @throws std::out_of_range  they reach beyond its end
 [[nodiscard]] double largestDifference(const std::vector<float>& part,
                                        const std::vector<float>& whole, std::int64_t from = 0);
 
