@@ -1,3 +1,4 @@
+#include "platform/FileAttributes.h"
 #include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/RegularFile.h"
@@ -17,29 +18,19 @@
 namespace brindlevane {
 namespace {
 
-/// Bytes that differ from their neighbours, a block's length away ones included.
-std::string differing(std::size_t length) {
-  std::string bytes;
-  for (std::size_t i = 0; i < length; ++i) {
-    bytes += static_cast<char>(i % 251);
-  }
-  return bytes;
-}
-
 int lowestFreeDescriptor() {
   const int descriptor = open("/dev/null", O_RDONLY);
   close(descriptor);
   return descriptor;
 }
 
-bool isOpen(int descriptor) {
-  return fcntl(descriptor, F_GETFD) >= 0;
-}
-
 TEST(Files, AFileIsReadUpToALimit) {
   const TemporaryFolder folder;
   for (const std::size_t length : std::vector<std::size_t>{0, 1, 4095, 4096, 4097, 10000}) {
-    const std::string bytes = differing(length);
+    std::string bytes;
+    for (std::size_t i = 0; i < length; ++i) {
+      bytes += static_cast<char>(i % 251);  // other than its neighbours, a block away too
+    }
     const std::string file = folder.write("file", bytes).string();
     for (const std::size_t longest : {length / 2, length - 1, length, length + 1, length * 2}) {
       EXPECT_EQ(readRegularFile(file, longest), bytes.substr(0, longest)) << length << longest;
@@ -60,7 +51,6 @@ TEST(Files, WhatIsNoRegularFileIsNeitherReadNorHeldOpen) {
         std::filesystem::path("/dev/null"), file / "below",
         std::filesystem::path(file.string() + '\0'), std::filesystem::path()}) {
     EXPECT_FALSE(readRegularFile(path.string(), 100)) << path;
-    EXPECT_EQ(lowestFreeDescriptor(), free) << path;
   }
   EXPECT_EQ(readRegularFile(folder.file("link"), 100), "bytes");
   EXPECT_EQ(lowestFreeDescriptor(), free);
@@ -74,18 +64,38 @@ TEST(Files, ADescriptorHasOneOwner) {
     const RegularFile owner = RegularFile(*RegularFile::open(path));
     EXPECT_NE(fcntl(first, F_GETFD) & FD_CLOEXEC, 0);
   }
-  EXPECT_FALSE(isOpen(first));
+  EXPECT_EQ(lowestFreeDescriptor(), first);
 
   // Without a standard input a file gets its descriptor.
   const int input = dup(STDIN_FILENO);
   close(STDIN_FILENO);
   {
     const auto owner = RegularFile::open(path);
-    EXPECT_TRUE(isOpen(STDIN_FILENO));
+    EXPECT_GT(lowestFreeDescriptor(), STDIN_FILENO);
   }
-  EXPECT_FALSE(isOpen(STDIN_FILENO));
+  EXPECT_EQ(lowestFreeDescriptor(), STDIN_FILENO);
   dup2(input, STDIN_FILENO);
   close(input);
+}
+
+TEST(FileAttributes, TellSizeAndTimeOfModification) {
+  const TemporaryFolder folder;
+  const std::string file = folder.write("f", "12345").string();
+  const timespec times[2] = {{0, 0}, {1700000000, 250000000}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+  EXPECT_EQ(fileAttributes(file).value().size, 5U);
+  EXPECT_EQ(fileAttributes(file).value().modifiedSince1970, 1700000000.25);
+  EXPECT_EQ(fileAttributes(folder.write("f\x01", "123").string()).value().size, 3U);
+  EXPECT_FALSE(fileAttributes(folder.file("missing")));
+  // A NUL byte is part of no file's name.
+  EXPECT_FALSE(fileAttributes(file + std::string("\0.wav", 5)));
+}
+
+TEST(StandardizedPath, IsAbsoluteAndPlain) {
+  EXPECT_EQ(standardizedPath("/a/./b//c/../d.wav"), "/a/b/d.wav");
+  EXPECT_EQ(standardizedPath("/a/b/"), "/a/b");
+  EXPECT_EQ(standardizedPath("/"), "/");
+  EXPECT_EQ(standardizedPath("x.wav"), (std::filesystem::current_path() / "x.wav").string());
 }
 
 #ifndef __APPLE__
