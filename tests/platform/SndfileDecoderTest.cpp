@@ -37,13 +37,12 @@ class Noise : public ::testing::Test {
 };
 
 TEST_F(Noise, DamageInTheMiddleIsAFaultForWhoeverReadsIt) {
-  for (const char* const name : kNames) {
-    for (const bool isSmall : {false, true}) {
-      SCOPED_TRACE(std::string(name) + (isSmall ? " small" : ""));
-      const Signal whole = readAll(made(name)).value();
-      const std::string bytes = bytesOf(made(name));
-      // Small damage meets the header of one MPEG frame at most, and is passed over in silence.
-      const std::size_t size = isSmall ? 800 : 2000;
+  for (const std::string name : kNames) {
+    const Signal whole = readAll(made(name)).value();
+    const std::string bytes = bytesOf(made(name));
+    // Small damage meets the header of one MPEG frame at most, and is passed over in silence.
+    for (const std::size_t size : {800U, 2000U}) {
+      SCOPED_TRACE(name + std::to_string(size));
       AudioFile file = AudioFile::open(written(withHole(bytes, bytes.size() / 2, size))).value();
       EXPECT_EQ(file.length(), kFrames);
       EXPECT_FALSE(readSignal(file, 0, kAll));
@@ -60,7 +59,7 @@ TEST_F(Noise, DamageNearTheEndOfASmallFlacIsNotTakenForACut) {
 }
 
 TEST_F(Noise, FilesThatWereCutAreReadAsFarAsTheyGo) {
-  for (const char* const name : kNames) {
+  for (const std::string name : kNames) {
     const Signal whole = readAll(made(name)).value();
     const std::string bytes = bytesOf(made(name));
     // 768 bytes: a frame of the MPEG file.
@@ -74,8 +73,7 @@ TEST_F(Noise, FilesThatWereCutAreReadAsFarAsTheyGo) {
                   kFrames * static_cast<double>(kept) / static_cast<double>(bytes.size()), 15000);
       EXPECT_TRUE(cut == part(whole, 0, frames));
       // An Ogg file that was cut does not declare its length; what is left of it does.
-      EXPECT_EQ(file.length(),
-                std::string(name).find(".o") != std::string::npos ? frames : kFrames);
+      EXPECT_EQ(file.length(), name.find(".o") != std::string::npos ? frames : kFrames);
     }
   }
 }
@@ -85,10 +83,17 @@ TEST_F(Noise, LengthsThatAFileDoesNotTellAreFound) {
   run("ffmpeg -v error -i " + files().source() + " -f flac - | cat > " + pipe);
   const std::string tag = "TAG" + std::string(125, 'x');
   const std::string flac = bytesOf(pipe);
+  // The mark of the first frame loses its number of frames, and the file the half of them.
+  std::string marked = bytesOf(made("lame256.mp3"));
+  const std::size_t mark = marked.find("Info");
+  marked.replace(mark + 4, 140, 140, '\1');
+  marked[mark + 7] = 0x0e;  // flags: all but that of the number
+  marked.resize(mark - 36 + 84 * 768);
   const std::string vorbis = bytesOf(made("vorbispages.ogg"));
   const std::vector<std::tuple<std::string, std::string, std::int64_t>> cases = {
       {"flac", flac, kFrames},
       {"flac and a tag", flac + tag, kFrames},
+      {"mp3 without a count", marked, 83 * 1152},
       {"mp3 in wav", bytesOf(made("lame256.wav")), 168 * 1152},
       {"vorbis and a byte", vorbis + "x", kFrames},
       {"vorbis and a tag", vorbis + tag, kFrames},
@@ -101,17 +106,6 @@ TEST_F(Noise, LengthsThatAFileDoesNotTellAreFound) {
     EXPECT_EQ(file.readBlocks(frames - 1000, 2000, [](auto) {}), 1000);
   }
   EXPECT_FALSE(readAll(written(withHole(flac, flac.size() / 2, 2000))));
-}
-
-TEST_F(Noise, AMarkedMpegFrameWithoutACountIsNoCount) {
-  std::string bytes = bytesOf(made("lame256.mp3"));
-  const std::size_t mark = bytes.find("Info");
-  bytes.replace(mark + 4, 140, 140, '\1');
-  bytes[mark + 7] = 0x0e;  // flags: all but that of the number of frames
-  // Cut, so that a length guessed from a bit rate or a count that went before would show.
-  AudioFile file = AudioFile::open(written(bytes.substr(0, bytes.size() / 2))).value();
-  EXPECT_EQ(file.readBlocks(0, kAll, [](auto) {}), file.length());
-  EXPECT_NEAR(static_cast<double>(file.length()), kFrames / 2, 3000);
 }
 
 TEST_F(Noise, AFileThatCannotBeReadAnyMoreIsAFault) {
@@ -207,7 +201,6 @@ TEST(SndfileDecoder, FarPositionsInOggAreExactToTheSample) {
 }
 
 TEST(SndfileDecoder, FilesThatTheOtherDecoderReadsRightGoToIt) {
-  const TemporaryFolder directory;
   Signal six;
   for (int channel = 1; channel <= 6; ++channel) {
     six.push_back(tones({20.0 * channel}, 0.1 * channel, 30000, 48000));
@@ -219,16 +212,14 @@ TEST(SndfileDecoder, FilesThatTheOtherDecoderReadsRightGoToIt) {
                                   oneChannel.path("pcm_f32le.w64"),
                                   oneChannel.path("adpcm_ima_qt.aiff"), voice.path("gsm.wav")}) {
     SCOPED_TRACE(path);
-    run("ffmpeg -v error -y -i " + path + " -c:a pcm_f32le " + directory.file("a.wav"));
-    const Signal expected = readAll(directory.file("a.wav")).value();
+    run("ffmpeg -v error -i " + path + " -c:a pcm_f32le " + path + ".wav");
+    const Signal expected = readAll(path + ".wav").value();
     const Signal read = readAll(path).value_or(Signal());
     ASSERT_EQ(read.size(), expected.size());
-    for (std::size_t channel = 0; channel < read.size(); ++channel) {
+    for (std::size_t i = 0; i < read.size(); ++i) {
       // ffmpeg itself drops the start of Vorbis.
-      ASSERT_EQ(read[channel].size(), std::max<std::size_t>(expected[channel].size(), 30000));
-      for (std::size_t i = 1000; i < 29000; ++i) {
-        ASSERT_NEAR(read[channel][i], expected[channel][i], 1e-4) << channel << " " << i;
-      }
+      EXPECT_EQ(read[i].size(), std::max<std::size_t>(expected[i].size(), 30000));
+      EXPECT_LE(largestDifference(part(read, 1000, 28000)[i], expected[i], 1000), 1e-4) << i;
     }
   }
 }
