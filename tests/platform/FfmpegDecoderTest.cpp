@@ -224,9 +224,8 @@ std::string restyled(const std::string& boxes, const Style& style) {
     } else if (type == "elst") {
       content = editList(style);
     } else if ((type == "mvhd" || type == "mdhd") && style.hasLongDates) {
-      const std::string zeros(4, '\0');
-      content = bigEndian(0x1000000, 4) + zeros + content.substr(4, 4) + zeros +
-                content.substr(8, 8) + zeros + content.substr(16);
+      content[0] = '\1';
+      content.insert(16, 4, '\0').insert(8, 4, '\0').insert(4, 4, '\0');
     }
     const bool isLong = style.hasLongSizes && type != "ftyp" && type != "free" && type != "mdat";
     out += isLong ? bigEndian(1, 4) + type + bigEndian(content.size() + 16, 8)
@@ -345,8 +344,7 @@ TEST_F(FfmpegDecoder, DamageIsMetWhereItIsDecoded) {
     SCOPED_TRACE(name + std::to_string(damaged));
     std::string bytes = bytesOf(made(name));
     const auto at = static_cast<std::size_t>(damaged / 34.1 * static_cast<double>(bytes.size()));
-    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), 700, '\x55');
-    Opened file(changed(name, bytes));
+    Opened file(changed(name, bytes.replace(at, 700, 700, '\x55')));
     EXPECT_EQ(file->seek(static_cast<std::int64_t>(goal * kRate)), isReached);
   }
 }
@@ -400,18 +398,11 @@ TEST_F(FfmpegDecoder, AnAdtsStreamMayHoldTagsButLosesNoPacketUnnoticed) {
   EXPECT_LT(damaged.last(), 0);
 }
 
-TEST_F(FfmpegDecoder, DamageInTheFirstPacketIsAFaultWhereASoundBeginsWithTheFile) {
-  const std::vector<std::tuple<std::string, std::size_t, bool>> cases = {
-      {"firstalac.m4a", 0, false},
-      {"first.m4a", 0, false},
-      {"xing.mp3", 60, true},
-      {"aac.aac", 60, true},
-      {"aac.ts", 3 * 188 + 60, true}};
-  for (const auto& [name, offset, opens] : cases) {
+TEST_F(FfmpegDecoder, DamageInTheFirstPacketOfAContainerIsAFault) {
+  for (const char* const name : {"firstalac.m4a", "first.m4a"}) {
     std::string bytes = bytesOf(made(name));
-    const std::size_t from = offset == 0 ? bytes.find("mdat") + 4 : offset;
-    bytes.replace(from, 150, 150, '\x55');
-    EXPECT_EQ(Opened(changed(name, bytes)).isAccepted(), opens) << name;
+    bytes.replace(bytes.find("mdat") + 4, 150, 150, '\x55');
+    EXPECT_FALSE(Opened(changed(name, bytes)).isAccepted()) << name;
   }
 }
 
