@@ -58,13 +58,13 @@ int errorOf(long call, Arguments... arguments) {
   confined.set_value();
   require(error.get() == EPERM, 7);
   for (const long call :
-       {SYS_socket, SYS_socketpair, SYS_execve, SYS_execveat, SYS_kill, SYS_tkill, SYS_tgkill,
-        SYS_pidfd_open, SYS_ptrace, SYS_truncate, SYS_unlinkat, SYS_renameat2, SYS_linkat,
-        SYS_symlinkat, SYS_mkdirat, SYS_mknodat, SYS_fchmod, SYS_fchmodat}) {
-    require(errorOf(call) == EPERM, 8);
-  }
-  for (const long call : {SYS_pidfd_send_signal, SYS_process_vm_readv, SYS_process_vm_writev,
-                          SYS_open_by_handle_at}) {
+       {SYS_socket, SYS_socketpair,
+        // Other processes.
+        SYS_execve, SYS_execveat, SYS_kill, SYS_tkill, SYS_tgkill, SYS_pidfd_open,
+        SYS_pidfd_send_signal, SYS_ptrace, SYS_process_vm_readv, SYS_process_vm_writev,
+        // Files.
+        SYS_open_by_handle_at, SYS_truncate, SYS_unlinkat, SYS_renameat2, SYS_linkat, SYS_symlinkat,
+        SYS_mkdirat, SYS_mknodat, SYS_fchmod, SYS_fchmodat}) {
     require(errorOf(call) == EPERM, 8);
   }
   for (const long call : {SYS_clone3, SYS_openat2, SYS_io_uring_setup}) {
