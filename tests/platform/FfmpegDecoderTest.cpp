@@ -427,13 +427,15 @@ TEST_F(FfmpegDecoder, AFileCutShortIsAsLongAsCanBeDecoded) {
   }
 }
 
-TEST_F(FfmpegDecoder, AStreamMayBeginInTheMiddleOfAFrame) {
+TEST_F(FfmpegDecoder, AStreamMayBeginInTheMiddleOfAFrameOrWithADamagedOne) {
   for (const char* const name :
        {"xing.mp3", "aac.aac", "ac3.ac3", "eac3.eac3", "aac.loas", "aac.ts"}) {
     SCOPED_TRACE(name);
-    Opened file(changed(name, bytesOf(made(name)).substr(10111)));
+    std::string bytes = bytesOf(made(name));
+    Opened file(changed(name, bytes.substr(10111)));
     EXPECT_EQ(std::ssize(file.read()), file->format().length);
     EXPECT_EQ(file.last(), 0);
+    EXPECT_TRUE(Opened(changed(name, bytes.replace(60, 150, 150, '\x55'))).isAccepted());
   }
 }
 
