@@ -49,12 +49,9 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 TEST(Levels, SumInDoublePrecision) {
   const std::vector<float> samples = noise(1, 1.2, 30021);
-  double sum = 0;
-  double squares = 0;
-  for (const double sample : samples) {
-    sum += sample;
-    squares += sample * sample;
-  }
+  const std::vector<double> exact(samples.begin(), samples.end());
+  const double sum = std::accumulate(exact.begin(), exact.end(), 0.0);
+  const double squares = std::inner_product(exact.begin(), exact.end(), exact.begin(), 0.0);
   const Levels result = levels(samples);
   EXPECT_NEAR(result.dcOffset, sum / 30021, 1e-15);
   EXPECT_NEAR(result.rms, std::sqrt(squares / 30021), 1e-14);
@@ -176,8 +173,9 @@ TEST(SpectralSummary, SharesOutTheFrequenciesOfTheTransform) {
   click[2048] = 1e-8F;
   const std::vector<float> two = tones({1996.09375, 2000, 2000}, 0.2, 4096, 8000);
   using Numbers = std::vector<double>;
-  // From which frequency of the transform on the frame has which powers, their mean by magnitude,
-  // and their sums by band. At 81,920 Hz each is a multiple of 20 Hz; 20 kHz is in no band.
+  // Each frame with the first of the frequencies that it holds, in steps of the transform, the
+  // powers from there on, their mean by magnitude and their sums by band. At 81,920 Hz a step is
+  // 20 Hz; 20 kHz is in no band.
   const std::vector<std::tuple<double, std::vector<float>, std::size_t, Numbers, double, Numbers>>
       cases = {{44100, click, 2, Numbers(1856, 1), 929.5, {4, 6, 26, 148, 372, 1300}},
                {8000, click, 11, Numbers(2037, 1), 1029, {20, 31, 143, 819, 1024, 0}},
