@@ -20,24 +20,19 @@ const std::string kToken(48, 'a');
 
 class PracticeBridgeTest : public testing::Test {
  protected:
-  /// The whole envelope that answers a request.
-  Json envelope(const std::string& method, const std::string& path, const std::string& body) {
-    return Json::parse(bridge.answer({method, path, kToken, body}).body);
+  /// The result of a request, or the code of its refusal.
+  Json outcomeOf(const LoopbackServer::Request& request) {
+    const Json envelope = Json::parse(bridge.answer(request).body);
+    return envelope.value("/error/code"_json_pointer, envelope.value("result", Json()));
   }
 
-  Json get(const std::string& path) { return envelope("GET", path, "")["result"]; }
-  Json post(const std::string& path, const Json& body) {
-    return envelope("POST", path, body.dump())["result"];
-  }
+  Json get(const std::string& path) { return outcomeOf({"GET", path, kToken, ""}); }
 
-  /// The body with what a write needs beside its own.
-  Json approved(Json body = Json::object()) {
-    body.update({{"confirm", true}, {"expectedRevision", bridge.set().revision}});
-    return body;
-  }
-
-  std::string refusalOf(const std::string& path, const Json& body) {
-    return envelope("POST", path, body.dump()).value("/error/code"_json_pointer, "");
+  /// Sends a body with what a write needs beside its own.
+  Json post(const std::string& path, Json body = Json::object()) {
+    body.emplace("confirm", true);
+    body.emplace("expectedRevision", bridge.set().revision);
+    return outcomeOf({"POST", path, kToken, body.dump()});
   }
 
   TemporaryFolder folder;
@@ -65,21 +60,19 @@ TEST_F(PracticeBridgeTest, EachWriteNeedsApprovalAndTheRevisionOfNowAndIsTakenBa
     SCOPED_TRACE(path);
     const Json before = bridge.set().song;
     const std::int64_t revision = bridge.set().revision;
-    Json stale = approved(body);
-    stale["expectedRevision"] = revision - 1;
-    EXPECT_EQ(refusalOf(path, stale), "REVISION_CONFLICT");
-    Json unconfirmed = approved(body);
-    unconfirmed.erase("confirm");
-    if (path != "/v1/tempo") {
-      EXPECT_EQ(refusalOf(path, unconfirmed), "CONFIRMATION_REQUIRED");
-    }
+    Json refused = body;
+    refused["expectedRevision"] = revision - 1;
+    EXPECT_EQ(post(path, refused), "REVISION_CONFLICT");
+    refused["confirm"] = false;
+    EXPECT_EQ(post(path, refused),
+              path == "/v1/tempo" ? "REVISION_CONFLICT" : "CONFIRMATION_REQUIRED");
     EXPECT_EQ(bridge.set().song, before);
-    EXPECT_EQ(post(path, approved(body))["revision"], revision + 1);
+    EXPECT_EQ(post(path, body)["revision"], revision + 1);
     EXPECT_NE(bridge.set().song, before);
-    EXPECT_EQ(post("/v1/undo", Json::object())["revision"], revision + 2);
+    EXPECT_EQ(post("/v1/undo")["revision"], revision + 2);
     EXPECT_EQ(bridge.set().song, before);
   }
-  EXPECT_EQ(refusalOf("/v1/undo", Json::object()), "NOTHING_TO_UNDO");
+  EXPECT_EQ(post("/v1/undo"), "NOTHING_TO_UNDO");
 }
 
 TEST_F(PracticeBridgeTest, RefusesWhatIsNotThereAndLeavesTheSetAsItWas) {
@@ -97,16 +90,14 @@ TEST_F(PracticeBridgeTest, RefusesWhatIsNotThereAndLeavesTheSetAsItWas) {
        {{"trackIndex", 0}, {"startTime", 64}, {"length", 4}, {"notes", {note}}},
        "INVALID_PITCH"},
       {"/v1/clips/midi/replace", {{"trackIndex", 1}, {"notes", {note}}}, "CLIP_NOT_SELECTED"},
-      {"/v1/samples/import",
-       {{"sampleId", std::string(24, '0')}, {"startTime", 0}},
-       "UNKNOWN_SAMPLE"},
+      {"/v1/samples/import", {{"sampleId", "0"}, {"startTime", 0}}, "UNKNOWN_SAMPLE"},
       {"/v1/master-capture/cancel", {{"jobId", "master_0"}}, "UNKNOWN_JOB"},
       {"/v1/nothing", Json::object(), "NOT_FOUND"},
   };
   const Json before = bridge.set().song;
   for (const auto& [path, body, code] : cases) {
     SCOPED_TRACE(path + body.dump());
-    EXPECT_EQ(refusalOf(path, approved(body)), code);
+    EXPECT_EQ(post(path, body), code);
     EXPECT_EQ(bridge.set().song, before);
   }
   EXPECT_EQ(bridge.answer({"GET", "/v1/session", "another", ""}).status, 403);
@@ -114,31 +105,31 @@ TEST_F(PracticeBridgeTest, RefusesWhatIsNotThereAndLeavesTheSetAsItWas) {
 
 TEST_F(PracticeBridgeTest, TheSelectedTrackDecidesWhatTheKeySourceIs) {
   const auto sourceOf = [this](int track) {
-    (void)post("/v1/tracks/select", approved({{"trackIndex", track}}));
-    return envelope("GET", "/v1/key-source", "");
+    post("/v1/tracks/select", {{"trackIndex", track}});
+    return get("/v1/key-source");
   };
-  const Json clap = sourceOf(1)["result"];
+  const Json clap = sourceOf(1);
   EXPECT_EQ(clap["kind"], "midi");
   EXPECT_EQ(clap["pitchClasses"], Json({0, 0, 0, 0.5, 0, 0, 0, 0, 0, 0, 0, 0}));
-  const Json pad = sourceOf(7)["result"];
+  const Json pad = sourceOf(7);
   EXPECT_EQ(pad["kind"], "audio");
   EXPECT_EQ(pad["transposeSemitones"], 2);
   EXPECT_NEAR(pad["analysisRange"]["durationSeconds"], 16 * 60 / 124.0 * std::exp2(2 / 12.0), 1e-4);
   EXPECT_TRUE(std::filesystem::is_regular_file(pad["filePath"].get<std::string>()));
-  EXPECT_EQ(sourceOf(11)["error"]["code"], "NO_CLIP_SELECTED");
+  EXPECT_EQ(sourceOf(11), "NO_CLIP_SELECTED");
 }
 
 TEST_F(PracticeBridgeTest, UndoNamesWhatItTakesBackAndWhatChangesNothingIsNoStep) {
-  const std::string volume = "/v1/tracks/volume";
-  (void)post(volume, approved({{"trackIndex", 5}, {"displayDb", -3.5}}));
+  const Json louder = {{"trackIndex", 5}, {"displayDb", -3.5}};
+  post("/v1/tracks/volume", louder);
   const std::string action = "volume of \"Sub\" from -7 dB to -3.5 dB";
   EXPECT_EQ(get("/v1/context")["undo"], action);
   const std::int64_t revision = bridge.set().revision;
-  EXPECT_EQ(post(volume, approved({{"trackIndex", 5}, {"displayDb", -3.5}}))["revision"], revision);
-  EXPECT_EQ(post("/v1/workflows/organize", approved())["changes"].size(), 12U);
-  EXPECT_TRUE(post("/v1/workflows/organize", approved())["changes"].empty());
-  EXPECT_EQ(post("/v1/undo", Json::object())["undone"], "names and colours of 12 tracks");
-  EXPECT_EQ(post("/v1/undo", Json::object())["undone"], action);
+  EXPECT_EQ(post("/v1/tracks/volume", louder)["revision"], revision);
+  EXPECT_EQ(post("/v1/workflows/organize")["changes"].size(), 12U);
+  EXPECT_TRUE(post("/v1/workflows/organize")["changes"].empty());
+  EXPECT_EQ(post("/v1/undo")["undone"], "names and colours of 12 tracks");
+  EXPECT_EQ(post("/v1/undo")["undone"], action);
   EXPECT_EQ(get("/v1/context")["undo"], Json());
 }
 
@@ -147,34 +138,31 @@ TEST_F(PracticeBridgeTest, MetersShowWhatSounds) {
     const Json meters = get("/v1/context")["meters"][kind];
     return (meters.is_array() ? meters[index] : meters)["peakDb"].get<double>();
   };
-  (void)post("/v1/tracks/create", approved({{"kind", "midi"}, {"name", "Keys"}}));
+  post("/v1/tracks/create", {{"kind", "midi"}});
   const Json note = {{"pitch", 60}, {"startTime", 0}, {"duration", 64}};
-  (void)post("/v1/clips/midi",
-             approved({{"trackIndex", 12}, {"startTime", 0}, {"length", 64}, {"notes", {note}}}));
+  post("/v1/clips/midi", {{"trackIndex", 12}, {"startTime", 0}, {"length", 64}, {"notes", {note}}});
   EXPECT_EQ(peakOf("master", 0), -70);
-  (void)post("/v1/transport/play", Json::object());
+  post("/v1/transport/play");
   EXPECT_GT(peakOf("tracks", 0), -20);
   EXPECT_EQ(peakOf("tracks", 12), -70) << "no instrument";
   EXPECT_GT(peakOf("returns", 0), -60);
   EXPECT_GT(peakOf("master", 0), -20);
   for (int track = 0; track < 12; ++track) {
-    (void)post("/v1/tracks/send",
-               approved({{"trackIndex", track}, {"sendIndex", 0}, {"displayDb", -70}}));
+    post("/v1/tracks/send", {{"trackIndex", track}, {"sendIndex", 0}, {"displayDb", -70}});
   }
   EXPECT_LT(peakOf("returns", 0), -60);
-  (void)post("/v1/tracks/state",
-             approved({{"trackIndex", 11}, {"field", "solo"}, {"enabled", true}}));
+  post("/v1/tracks/state", {{"trackIndex", 11}, {"field", "solo"}, {"enabled", true}});
   EXPECT_EQ(peakOf("tracks", 0), -70);
 }
 
 TEST_F(PracticeBridgeTest, ACaptureTakesATwentiethOfItsTime) {
-  (void)post("/v1/tempo", approved({{"tempo", 240}}));
-  (void)post("/v1/transport/play", Json::object());
+  post("/v1/tempo", {{"tempo", 240}});
+  post("/v1/transport/play");
   const Json wanted = {{"bars", 4}, {"startTime", 6.5}};
-  EXPECT_EQ(refusalOf("/v1/master-capture/start", approved(wanted)), "TRANSPORT_RUNNING");
-  (void)post("/v1/transport/stop", Json::object());
+  EXPECT_EQ(post("/v1/master-capture/start", wanted), "TRANSPORT_RUNNING");
+  post("/v1/transport/stop");
   const auto start = std::chrono::steady_clock::now();
-  const Json job = {{"jobId", post("/v1/master-capture/start", approved(wanted))["jobId"]}};
+  const Json job = {{"jobId", post("/v1/master-capture/start", wanted)["jobId"]}};
   EXPECT_EQ(get("/v1/context")["projectAnalysis"]["tracks"].size(), 13U);
   Json status = post("/v1/master-capture/status", job);
   for (double progress = 0; status["status"] == "running";) {
@@ -193,9 +181,7 @@ TEST_F(PracticeBridgeTest, ACaptureTakesATwentiethOfItsTime) {
   EXPECT_GT(*std::ranges::max_element(master), 0.1);
   EXPECT_EQ(readRegularFile(file, 9'000'000),
             readRegularFile(folder.file("expected.wav"), 9'000'000));
-  Json cleanup = job;
-  cleanup["confirm"] = true;
-  EXPECT_EQ(post("/v1/master-capture/cleanup", cleanup)["temporaryTrackRemoved"], true);
+  EXPECT_EQ(post("/v1/master-capture/cleanup", job)["temporaryTrackRemoved"], true);
   EXPECT_FALSE(std::filesystem::exists(file));
   EXPECT_EQ(get("/v1/context")["projectAnalysis"]["tracks"].size(), 12U);
 }
