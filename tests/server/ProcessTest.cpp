@@ -6,11 +6,15 @@
 
 #include <gtest/gtest.h>
 
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#endif
+
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,12 +28,6 @@ const std::string kListen =
     R"({"id":1,"method":"tools/call","params":{"name":"brindlevane_listen_selected_clip"}})";
 const std::string kPing = R"({"id":2,"method":"ping"})";
 const std::string kPong = R"({"id":2,"jsonrpc":"2.0","result":{}})";
-const std::string kNotInstalled =
-    "BrindlevaneBridge is not installed. Open Brindlevane and install the Ableton bridge first.";
-const std::string kInvalid =
-    "The local BrindlevaneBridge configuration is invalid. Reinstall the bridge from Brindlevane.";
-const std::string kNotConnected =
-    "Ableton Live is not connected to BrindlevaneBridge. Open Ableton and wait a few seconds.";
 
 // The variable that tells where the user's application-support folder is, and the file below it.
 #if defined(_WIN32)
@@ -53,6 +51,15 @@ class Process : public testing::Test {
 
   [[nodiscard]] ChildProcess serverAlone() const {
     return ChildProcess({BRINDLEVANE_SERVER}, {kVariable + folder.path().string()});
+  }
+
+  static std::string answered(ChildProcess& server, const std::string& line) {
+    server.send(line + "\n");
+    return server.line();
+  }
+
+  static void expectRefusal(ChildProcess& server, const std::string& message) {
+    EXPECT_NE(answered(server, kCall).find(message), std::string::npos) << message;
   }
 
   static std::string configuration(std::uint16_t port) {
@@ -93,8 +100,7 @@ TEST_F(Process, ARunningCallIsAnsweredAfterTheEndOfInput) {
 TEST_F(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
   for (const bool isTold : {true, false}) {
     ChildProcess server = serverAlone();
-    server.send(kPing + "\n");
-    EXPECT_EQ(server.line(), kPong);
+    EXPECT_EQ(answered(server, kPing), kPong);
     isTold ? server.end(false) : server.closeOutput();
     EXPECT_EQ(server.wait(), isTold ? -15 : 0);
   }
@@ -154,7 +160,6 @@ TEST_F(Process, NoListenerOutlivesTheServer) {
 TEST_F(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) {
   const LoopbackServer bridge(playing(folder.file("damaged")));
   ChildProcess server = serverOf(bridge.port());
-  int answers = 0;
   for (const auto& entry : std::filesystem::directory_iterator(AUDIO_FILES)) {
     std::ifstream source(entry.path(), std::ios::binary);
     std::string bytes(std::istreambuf_iterator<char>(source), {});
@@ -162,12 +167,9 @@ TEST_F(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) 
       bytes[i] = static_cast<char>(bytes[i] ^ 0x55);
     }
     folder.write("damaged", bytes);
-    server.send(kListen + "\n");
-    const std::optional<Json> response = parseJson(server.line());
-    ASSERT_TRUE(response) << entry.path();
-    answers += response->at("result").at("content").size() == 1 ? 1 : 0;
+    SCOPED_TRACE(entry.path());
+    EXPECT_EQ(parseJson(answered(server, kListen)).value().at("result").at("content").size(), 1U);
   }
-  EXPECT_GT(answers, 20);
 #ifdef __linux__
   std::ifstream maps("/proc/" + std::to_string(server.number()) + "/maps");
   const std::string mapped(std::istreambuf_iterator<char>(maps), {});
@@ -185,18 +187,64 @@ TEST_F(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) 
 TEST_F(Process, TheConfigurationIsReadAnew) {
   const std::string proper = configuration(1024);  // a port on which nobody listens
   ChildProcess server = serverAlone();
-  const auto expectRefusal = [&server](const std::string& message) {
-    server.send(kCall + "\n");
-    EXPECT_NE(server.line().find(message), std::string::npos) << message;
-  };
-  expectRefusal(kNotInstalled);
+  expectRefusal(server, "BrindlevaneBridge is not installed.");
   constexpr std::size_t kLongest = 1U << 20U;
   const std::string longest = proper + std::string(kLongest - proper.size(), ' ');
   folder.write(kFile, longest);
-  expectRefusal(kNotConnected);
+  expectRefusal(server, "Ableton Live is not connected to BrindlevaneBridge.");
   folder.write(kFile, longest + ' ');
-  expectRefusal(kInvalid);
+  expectRefusal(server, "The local BrindlevaneBridge configuration is invalid.");
 }
+
+#if !defined(_WIN32)
+
+TEST_F(Process, StreamsThatDoNotBlockAreWaitedFor) {
+  ChildProcess server({BRINDLEVANE_SERVER}, {}, false);
+  EXPECT_EQ(answered(server, kPing), kPong);
+  std::string requests;
+  for (int i = 0; i < 100; ++i) {
+    requests += "{\"id\":1,\"method\":\"tools/list\"}\n";
+  }
+  server.send(requests);
+  server.closeInput();
+  const std::string first = server.line();
+  // Together more than the widest pipe holds.
+  EXPECT_GT(100 * first.size(), 2U << 20U);
+  for (int i = 1; i < 100; ++i) {
+    EXPECT_TRUE(server.line() == first) << i;
+  }
+  EXPECT_EQ(server.restOfOutput(), "");
+  EXPECT_EQ(server.wait(), 0);
+}
+
+TEST_F(Process, AStandardStreamMayBeClosedAtTheStart) {
+  const std::string server = "'" BRINDLEVANE_SERVER "'";
+  const std::string ping = "echo '" + kPing + "' | ";
+  const std::string isPong = " | grep -qxF '" + kPong + "'";
+  for (const std::string& command : {server + " >&- </dev/zero", server + " <&- | cmp - /dev/null",
+                                     ping + server + isPong, ping + server + " 2>&-" + isPong}) {
+    EXPECT_EQ(std::system(command.c_str()), 0) << command;
+  }
+}
+
+TEST_F(Process, WhereStandardOutputWasIsNothing) {
+  ChildProcess server = serverAlone();
+  EXPECT_EQ(answered(server, kPing), kPong);
+  const std::string descriptors = "/proc/" + std::to_string(server.number()) + "/fd/";
+  EXPECT_EQ(std::filesystem::read_symlink(descriptors + "1"), "/dev/null");
+  EXPECT_EQ(std::filesystem::read_symlink(descriptors + "2"), "/dev/null");
+}
+
+TEST_F(Process, TheConfigurationIsTheCurrentUsersAndNoPipe) {
+  ChildProcess server({BRINDLEVANE_SERVER}, {"XDG_DATA_HOME=", "HOME=" + folder.path().string()});
+  const auto file = folder.write(".local/share/Brindlevane/bridge.json", "{}");
+  expectRefusal(server, "The local BrindlevaneBridge configuration is invalid.");
+  std::filesystem::remove(file);
+  ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+  expectRefusal(server, "BrindlevaneBridge is not installed.");
+}
+
+#endif
 
 }  // namespace
 }  // namespace brindlevane
