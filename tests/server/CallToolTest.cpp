@@ -29,13 +29,12 @@ void expectSent(const std::string& tool, const Json& arguments, const Json& know
   const ToolResult result = callTool("brindlevane_" + tool, arguments, bridge.access());
   EXPECT_FALSE(result.isError);
   EXPECT_EQ(result.structuredContent, Json({{"done", tool}}));
-  ASSERT_EQ(bridge.requests.size(), 2U);
-  EXPECT_EQ(bridge.requests[0].method + " " + bridge.requests[0].target, "GET /v1/health");
-  EXPECT_EQ(bridge.requests[0].body, "");
-  EXPECT_EQ(bridge.timeouts[0], Seconds(6));
-  EXPECT_EQ(bridge.requests[1].method + " " + bridge.requests[1].target, sent);
-  EXPECT_EQ(bridge.requests[1].body, body);
-  EXPECT_EQ(bridge.timeouts[1], Seconds(known.at("seconds").get<int>()));
+  std::vector<std::string> requests;
+  for (const HttpRequest& request : bridge.requests) {
+    requests.push_back(request.method + " " + request.target + " " + request.body);
+  }
+  EXPECT_EQ(requests, (std::vector<std::string>{"GET /v1/health ", sent + " " + body}));
+  EXPECT_EQ(bridge.timeouts, (std::vector{Seconds(6), Seconds(known.at("seconds").get<int>())}));
 }
 
 TEST(CallTool, EachToolSendsItsOneRequest) {
@@ -55,26 +54,25 @@ TEST(CallTool, EachToolSendsItsOneRequest) {
 }
 
 TEST(CallTool, NumbersAndWhatIsNotCheckedAreSentAsReceived) {
-  // tool, arguments that differ from the complete call, as they are sent
+  // tool, arguments that differ from the complete call, what is not sent as it was received
   const std::vector<std::tuple<std::string, std::string, std::string>> cases = {
-      {"start_master_listen", R"({"bars":8.0,"startTime":2,"other":1})",
-       R"({"bars":8,"startTime":2})"},
-      {"import_sample", R"({"startTime":0.25})", R"({"startTime":0.25})"},
+      {"start_master_listen", R"({"bars":8.0,"other":1})", R"({"bars":8,"other":null})"},
+      {"import_sample", R"({"startTime":0.25})", "{}"},
       {"create_midi_clip", R"({"length":4,"startTime":1e3,"notes":[{"pitch":"any","x":[]}]})",
-       R"({"length":4,"startTime":1000.0,"notes":[{"pitch":"any","x":[]}]})"},
-      {"set_tempo", R"({"tempo":127.5})", R"({"tempo":127.5})"},
-      {"set_track_volume", R"({"displayDb":-6})", R"({"displayDb":-6})"},
-      {"set_send_level", R"({"displayDb":-0.5})", R"({"displayDb":-0.5})"},
-      {"set_device_parameter", R"({"value":0.5})", R"({"value":0.5})"},
-      {"search_samples", R"({"role":3,"limit":2.0})", R"({"role":3,"limit":2.0})"},
+       "{}"},
+      {"set_track_volume", R"({"displayDb":-6})", "{}"},
+      {"set_send_level", R"({"displayDb":-0.5})", "{}"},
+      {"set_device_parameter", R"({"value":0.5})", "{}"},
+      {"search_samples", R"({"role":3,"limit":2.0})", "{}"},
       {"select_track", R"({"expectedRevision":9007199254740993,"trackIndex":3.0})",
-       R"({"expectedRevision":9007199254740993,"trackIndex":3})"}};
-  for (const auto& [tool, given, sent] : cases) {
+       R"({"trackIndex":3})"}};
+  for (const auto& [tool, given, changed] : cases) {
     const BrindlevaneMCP::Tool& row = BrindlevaneMCP::toolNamed("brindlevane_" + tool);
     Json arguments = toolCalls().at(tool).at("arguments");
     Json expected = *requestBody(row, arguments);
     arguments.update(*parseJson(given));
-    expected.update(*parseJson(sent));
+    expected.merge_patch(*parseJson(given));
+    expected.merge_patch(*parseJson(changed));
     EXPECT_EQ(compactJson(*requestBody(row, arguments)), compactJson(expected));
   }
 }
@@ -101,29 +99,21 @@ TEST(CallTool, AnUnusableBridgeIsNotAskedToWork) {
       " is outdated. Open Brindlevane, reinstall the Ableton bridge, save the project and restart "
       "Ableton before using Brindlevane actions.";
   const Json all = BrindlevaneBridgeCompatibility::requiredCapabilities();
-  Json some = all;
-  some.erase(some.begin());
   Json mixed = all;
   mixed.push_back(1);
   const std::vector<std::pair<Json, std::string>> cases = {
       {{{"bridgeVersion", "0.17.9"}, {"capabilities", all}}, "BrindlevaneBridge 0.17.9" + outdated},
-      {{{"bridgeVersion", "9.9"}, {"capabilities", some}}, "BrindlevaneBridge 9.9" + outdated},
-      {{{"bridgeVersion", "0.17.10"}, {"capabilities", Json::array()}},
-       "BrindlevaneBridge 0.17.10" + outdated},
       {{{"bridgeVersion", "0.17.10"}, {"capabilities", mixed}}, invalid},
       {{{"bridgeVersion", "0.17.10"}, {"capabilities", "all"}}, invalid},
       {{{"bridgeVersion", "0.17.10"}}, invalid},
       {{{"bridgeVersion", 17}, {"capabilities", all}}, invalid},
-      {{{"capabilities", Json::array()}}, invalid},
-      {Json::array(), invalid},
       {nullptr, invalid}};
   for (const auto& [health, expected] : cases) {
     ScriptedBridge bridge;
     bridge.succeed("/v1/health", health);
-    for (const char* tool : {"brindlevane_get_session", "brindlevane_find_key"}) {
-      EXPECT_EQ(refusal(callTool(tool, Json::object(), bridge.access())), expected) << health;
-    }
-    EXPECT_EQ(bridge.requests.size(), 2U);
+    EXPECT_EQ(refusal(callTool("brindlevane_find_key", Json::object(), bridge.access())), expected)
+        << health;
+    EXPECT_EQ(bridge.requests.size(), 1U);
   }
 }
 

@@ -72,27 +72,21 @@ TEST(MainLoop, EveryLineGetsItsAnswer) {
 }
 
 TEST(MainLoop, AToolIsCalledWithAnObjectOfArguments) {
-  const std::string refused = "This tool does not accept arguments.";
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {R"("arguments":{"a":1})", refused},
-      {R"("arguments":{})", ""},
-      {R"("arguments":[1])", ""},
-      {R"("arguments":null)", ""},
-      {R"("a":1},"arguments":{"a":1)", ""}};
-  for (const auto& [arguments, message] : cases) {
-    SCOPED_TRACE(arguments);
+  // What stands in "params", and whether the tool, which takes none, gets arguments.
+  const std::vector<std::pair<std::string, bool>> cases = {{R"("arguments":{"a":1})", true},
+                                                           {R"("arguments":{})", false},
+                                                           {R"("arguments":[1])", false},
+                                                           {R"("arguments":null)", false},
+                                                           {R"("a":1},"arguments":{"a":1)", false}};
+  for (const auto& [arguments, isRefused] : cases) {
     ScriptedBridge bridge;
-    bridge.succeed("/v1/session", {{"tempo", 120}});
+    bridge.succeed("/v1/session", Json::object());
     const std::string line =
-        R"({"id":[7],"method":"tools/call","params":{"name":"brindlevane_get_session",)" +
-        arguments + "}}";
-    Json response = *parseJson(BrindlevaneMCPMain::answer(line, bridge.access()).value_or("{}"));
-    response["result"].erase("content");
-    const Json error = {{"error", {{"type", "MCPServerError"}, {"message", message}}}};
-    EXPECT_EQ(compactJson(response),
-              succeeded("[7]", compactJson({{"isError", !message.empty()},
-                                            {"structuredContent",
-                                             message.empty() ? Json{{"tempo", 120}} : error}})));
+        R"({"id":7,"method":"tools/call","params":{"name":"brindlevane_get_session",)" + arguments +
+        "}}";
+    const Json response = *parseJson(*BrindlevaneMCPMain::answer(line, bridge.access()));
+    EXPECT_EQ(response.at("id"), 7);
+    EXPECT_EQ(response.at("result").at("isError"), isRefused) << arguments;
   }
 }
 
