@@ -29,16 +29,18 @@ Outcome outcomeOf(const BridgeAccess& access, const std::string& path = "/v1/x")
   }
 }
 
-const Outcome kUnreachable = Refusal(
+Outcome refusal(MCPServerError::Case kind, const std::string& description) {
+  return Refusal(kind, description, "", "");
+}
+
+const Outcome kUnreachable = refusal(
     MCPServerError::Case::bridgeUnreachable,
-    "Ableton Live is not connected to BrindlevaneBridge. Open Ableton and wait a few seconds.", "",
-    "");
-const Outcome kInvalidResponse = Refusal(MCPServerError::Case::invalidBridgeResponse,
-                                         "BrindlevaneBridge returned an invalid response.", "", "");
-const Outcome kInvalidConfiguration = Refusal(
+    "Ableton Live is not connected to BrindlevaneBridge. Open Ableton and wait a few seconds.");
+const Outcome kInvalidResponse = refusal(MCPServerError::Case::invalidBridgeResponse,
+                                         "BrindlevaneBridge returned an invalid response.");
+const Outcome kInvalidConfiguration = refusal(
     MCPServerError::Case::configurationInvalid,
-    "The local BrindlevaneBridge configuration is invalid. Reinstall the bridge from Brindlevane.",
-    "", "");
+    "The local BrindlevaneBridge configuration is invalid. Reinstall the bridge from Brindlevane.");
 
 Outcome rejected(const std::string& code, const std::string& message) {
   return Refusal(MCPServerError::Case::bridgeRejected,
@@ -56,20 +58,14 @@ TEST(MCPBridgeClient, TheEnvelopeDecides) {
       {200, "", kInvalidResponse},
       {500, "<html>", kInvalidResponse},
       {200, R"([{"ok":true,"result":1}])", kInvalidResponse},
-      {200, "null", kInvalidResponse},
-      {200, std::string(600, '['), kInvalidResponse},
       {400, R"({"ok":true,"result":1})", rejected("HTTP_400", noReason)},
-      {404, "{}", rejected("HTTP_404", noReason)},
-      {0, "{}", rejected("HTTP_0", noReason)},
       {200, R"({"ok":false,"result":1})", rejected("HTTP_200", noReason)},
       {200, R"({"ok":1,"result":1})", rejected("HTTP_200", noReason)},
-      {200, R"({"ok":"true","result":1})", rejected("HTTP_200", noReason)},
       {500, R"({"ok":false,"error":{"code":"LIVE_BUSY","message":"Busy"}})",
        rejected("LIVE_BUSY", "Busy")},
       {409, R"({"error":{"code":7,"message":"Old"}})", rejected("HTTP_409", "Old")},
       {409, R"({"error":{"code":"","message":""}})", rejected("", "")},
       {409, R"({"error":{"code":"OLD","message":null}})", rejected("OLD", noReason)},
-      {409, R"({"error":{}})", rejected("HTTP_409", noReason)},
       {409, R"({"error":"OLD","message":"M"})", rejected("HTTP_409", noReason)}};
   for (const auto& [status, body, expected] : cases) {
     ScriptedBridge bridge;
@@ -87,10 +83,9 @@ TEST(MCPBridgeClient, FailuresOfTheLinkSayWhatToDo) {
   EXPECT_EQ(outcomeOf(bridge.access()), kInvalidConfiguration);
   bridge.configuration.reset();
   EXPECT_EQ(outcomeOf(bridge.access()),
-            Outcome(Refusal(MCPServerError::Case::configurationMissing,
-                            "BrindlevaneBridge is not installed. Open Brindlevane and install the "
-                            "Ableton bridge first.",
-                            "", "")));
+            refusal(MCPServerError::Case::configurationMissing,
+                    "BrindlevaneBridge is not installed. Open Brindlevane and install the Ableton "
+                    "bridge first."));
 }
 
 TEST(MCPBridgeClient, NothingIsSentToAnotherAddress) {
@@ -117,10 +112,9 @@ TEST(MCPBridgeClient, RequestsAreSignedAndNumberedAnew) {
     const HttpRequest& request = bridge.requests.back();
     std::map<std::string, std::string> headers(request.headers.begin(), request.headers.end());
     const std::string id = headers["X-Brindlevane-Request-Id"];
-    std::map<std::string, std::string> expected = {
-        {"X-Brindlevane-Token", "0123456789abcdef0123456789abcdef"},
-        {"X-Brindlevane-Request-Id", id},
-        {"Accept", "application/json"}};
+    std::map<std::string, std::string> expected = {{"X-Brindlevane-Token", client.token},
+                                                   {"X-Brindlevane-Request-Id", id},
+                                                   {"Accept", "application/json"}};
     if (hasPayload) {
       expected["Content-Type"] = "application/json";
     }
@@ -135,23 +129,20 @@ TEST(MCPBridgeClient, RequestsAreSignedAndNumberedAnew) {
   EXPECT_EQ(ids.size(), 2U);
 }
 
-/// A client's access to a listener, with this token.
-BridgeAccess accessTo(const LoopbackServer& bridge, const std::string& token) {
-  const std::string url = "http://127.0.0.1:" + std::to_string(bridge.port());
-  return {[=] { return compactJson({{"bridgeUrl", url}, {"authToken", token}}); }, exchangeOverTcp};
-}
-
 TEST(MCPBridgeClient, TheLongestTokenReachesTheBridge) {
   const std::string token = "t" + std::string(59'998, ' ') + "t";
   std::string received;
   {
-    const LoopbackServer bridge([&](LoopbackServer::Connection& connection) {
+    const LoopbackServer server([&](LoopbackServer::Connection& connection) {
       while (received.find("\r\n\r\n") == std::string::npos) {
         received += connection.receive();
       }
-      connection.send("HTTP/1.0 200 OK\r\n\r\n{\"ok\":true,\"result\":1}");
+      connection.respond(200, R"({"ok":true,"result":1})");
     });
-    EXPECT_EQ(outcomeOf(accessTo(bridge, token)), Outcome("1"));
+    const Json configuration = {{"bridgeUrl", "http://127.0.0.1:" + std::to_string(server.port())},
+                                {"authToken", token}};
+    EXPECT_EQ(outcomeOf({[=] { return compactJson(configuration); }, exchangeOverTcp}),
+              Outcome("1"));
   }
   EXPECT_NE(received.find("X-Brindlevane-Token: " + token + "\r\n"), std::string::npos);
 }
