@@ -18,6 +18,8 @@ Json answered(ScriptedBridge& bridge, const std::string& tool = "brindlevane_get
   const auto line = BrindlevaneMCPMain::answer(
       R"({"id":1,"method":"tools/call","params":{"name":")" + tool + "\"}}", bridge.access());
   const Json result = parseJson(line.value())->at("result");
+  EXPECT_EQ(result.size(), 3U);
+  EXPECT_EQ(result["content"].size(), 1U);
   EXPECT_EQ(parseJson(result["content"][0]["text"].get_ref<const std::string&>()),
             result["structuredContent"]);
   return result["structuredContent"];

@@ -91,7 +91,6 @@ TEST(Detect, TransposesByRoundedSemitones) {
 
 TEST(Detect, RefusesProfilesWithoutACentre) {
   const std::vector<std::vector<double>> profiles = {
-      {},
       std::vector<double>(11, 1),
       std::vector<double>(13, 1),
       std::vector<double>(12, 0),
