@@ -24,7 +24,7 @@ TEST(RunningBridge, HasAPrivateFileWhichGoesWithItAndIsNoOthers) {
   EXPECT_TRUE(fs::exists(file));
   bridge.reset();
   EXPECT_FALSE(fs::exists(file));
-  fs::create_symlink("/nowhere", file);
+  fs::create_symlink(folder.path() / "nowhere", file);
   EXPECT_THROW(start(), std::runtime_error);
   fs::remove(file);
   bridge = start();
