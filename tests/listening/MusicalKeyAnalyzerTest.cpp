@@ -92,7 +92,7 @@ TEST(Detect, TransposesByRoundedSemitones) {
 TEST(Detect, RefusesProfilesWithoutACentre) {
   const std::vector<std::vector<double>> profiles = {
       std::vector<double>(11, 1),
-      std::vector<double>(13, 1),
+      {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0},
       std::vector<double>(12, 0),
       std::vector<double>(12, 3),
       {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -1},
