@@ -84,7 +84,8 @@ MadeFiles::MadeFiles(const Signal& sound, double sampleRate) {
 }
 
 std::string MadeFiles::path(const std::string& name) const {
-  const std::string longTitle = "$(head -c 100000 /dev/zero | tr '\\0' x)";
+  // So long that the header behind it ends another page.
+  const std::string longTitle = "$(head -c 129400 /dev/zero | tr '\\0' x)";
   static const std::map<std::string, std::string> kKinds = {
       {"aac", "aac -aac_pns 0 -b:a 256k"},
       {"first", "aac -aac_pns 0 -movflags faststart"},
