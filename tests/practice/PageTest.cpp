@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <sstream>
 #include <vector>
 
@@ -34,7 +35,7 @@ TEST(Page, FitsEveryTerminal) {
       page.line(std::string(200, 'x') + "  ");
       page.line("short   ");
       std::istringstream lines(out.str());
-      long widest = 0;
+      std::ptrdiff_t widest = 0;
       for (std::string line; std::getline(lines, line);) {
         EXPECT_FALSE(line.ends_with(' ')) << line;
         const auto isStart = [](char byte) { return (byte & 0xc0) != 0x80; };
