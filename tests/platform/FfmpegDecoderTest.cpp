@@ -143,6 +143,11 @@ TEST_F(FfmpegDecoder, TagsBeforeAndBehindAreNoSound) {
   }
 }
 
+TEST_F(FfmpegDecoder, IsNotNeededToCountTheFramesOfFlac) {
+  const std::string uncounted = bytesOf(made("flac.flac")).replace(22, 4, 4, '\0');
+  EXPECT_EQ(Opened(changed("flac.flac", uncounted), kSndfile)->format().length, kFrames);
+}
+
 TEST_F(FfmpegDecoder, AJumpGivesTheSamplesOfADecodingFromTheStart) {
   // Each file with what its decoder draws at random.
   const std::vector<std::pair<std::string, double>> kinds = {

@@ -117,6 +117,14 @@ TEST_F(Process, ItLeavesWhenItIsToldToOrNobodyListens) {
   EXPECT_EQ(server.wait(), 0);
 }
 
+#ifdef __linux__
+/// What the system tells of a process in one of its files.
+std::string toldOf(int process, const std::string& name) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/" + name);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+#endif
+
 /// A bridge whose selected clip plays this file.
 LoopbackServer::Treatment playing(const std::string& file, int startSeconds = 0) {
   return [file, startSeconds](LoopbackServer::Connection& connection) {
@@ -131,7 +139,7 @@ LoopbackServer::Treatment playing(const std::string& file, int startSeconds = 0)
   };
 }
 
-TEST_F(Process, NoListenerOutlivesTheServer) {
+TEST_F(Process, AListenerIsConfinedAndDoesNotOutliveTheServer) {
   // GSM 6.10 of 8 kHz, of which all that lies before the clip has to be decoded: five days.
   constexpr std::string_view kHeader(
       "RIFF\xff\xff\xff\xffWAVEfmt \x14\0\0\0\x31\0\1\0\x40\x1f\0\0\x59\6\0\0\x41\0\0\0\2\0\x40\1"
@@ -147,9 +155,14 @@ TEST_F(Process, NoListenerOutlivesTheServer) {
     while (child == 0) {
       child = childOf(server.number());
     }
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+#ifdef __linux__
+    while (toldOf(child, "limits").find("Max file size             0 ") == std::string::npos) {
+      ASSERT_LT(std::chrono::steady_clock::now(), patience) << "it is not confined";
+    }
+#endif
     isKilled ? server.end(true) : server.closeOutput();
     EXPECT_EQ(server.wait(), isKilled ? -9 : 0);
-    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (runs(child)) {
       ASSERT_LT(std::chrono::steady_clock::now(), patience);
       std::this_thread::yield();
@@ -171,8 +184,7 @@ TEST_F(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) 
     EXPECT_EQ(parseJson(answered(server, kListen)).value().at("result").at("content").size(), 1U);
   }
 #ifdef __linux__
-  std::ifstream maps("/proc/" + std::to_string(server.number()) + "/maps");
-  const std::string mapped(std::istreambuf_iterator<char>(maps), {});
+  const std::string mapped = toldOf(server.number(), "maps");
   EXPECT_NE(mapped.find("libc"), std::string::npos);
   for (const char* decoding : {"sndfile", "libav", "libswresample"}) {
     EXPECT_EQ(mapped.find(decoding), std::string::npos) << decoding;
