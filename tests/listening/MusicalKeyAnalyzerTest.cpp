@@ -157,6 +157,20 @@ TEST(AudioChroma, AgreesWithTheSumOfTheTransform) {
   }
 }
 
+TEST(AudioChroma, CountsEachFrameOnce) {
+  // Of a sound that repeats itself every hop all frames are alike: 3 of them, and 17.
+  const std::vector<float> hop = noise(9, 0.1, 4096);
+  std::vector<float> samples;
+  for (int i = 0; i < 18; ++i) {
+    samples.insert(samples.end(), hop.begin(), hop.end());
+  }
+  const Chroma three = audioChroma(std::span(samples).first(16384), 44100);
+  const Chroma all = audioChroma(samples, 44100);
+  for (std::size_t i = 0; i < 12; ++i) {
+    EXPECT_NEAR(all[i] / three[i], 17.0 / 3, 1e-9) << i;
+  }
+}
+
 TEST(AudioChroma, NeedsThreeFramesThatSound) {
   const auto refusal = [](std::span<const float> samples, double sampleRate = 44100) {
     return refusalOf([&] { return audioChroma(samples, sampleRate); });
