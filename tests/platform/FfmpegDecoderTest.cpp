@@ -151,14 +151,14 @@ TEST_F(FfmpegDecoder, IsNotNeededToCountTheFramesOfFlac) {
 TEST_F(FfmpegDecoder, AJumpGivesTheSamplesOfADecodingFromTheStart) {
   // Each file with what its decoder draws at random.
   const std::vector<std::pair<std::string, double>> kinds = {
-      {"aac.m4a", 0},           {"bareaac.m4a", 0},   {"aac.aac", 0},
-      {"aac.mka", 0},           {"lame.mp3", 0},      {"xing.mp3", 0},
-      {"lame.wav", 0},          {"lame.mp4", 0},      {"ac3.ac3", 0.02},
-      {"alac.m4a", 0},          {"alac.caf", 0},      {"flac.mp4", 0},
-      {"flac.mka", 0},          {"flac.flac", 0},     {"flac.oga", 0},
-      {"tta.tta", 0},           {"pcm_f64le.mov", 0}, {"wavpack.wv", 0},
-      {"pcm_f32le.w64", 0},     {"opus.webm", 1e-5},  {"opus40.webm", 1e-5},
-      {"opusvoice.webm", 1e-3}, {"fragments.mp4", 0}, {"opus5.webm", 1e-5},
+      {"aac.m4a", 0},           {"bareaac.m4a", 0},    {"aac.aac", 0},
+      {"aac.mka", 0},           {"lame.mp3", 0},       {"xing.mp3", 0},
+      {"lame.wav", 0},          {"lame.mp4", 0},       {"ac3.ac3", 0.02},
+      {"alac.m4a", 0},          {"alac.caf", 0},       {"flac.mp4", 0},
+      {"flac.mka", 0},          {"flac.flac", 0},      {"flac.oga", 0},
+      {"tta.tta", 0},           {"pcm_f64le.mov", 0},  {"wavpack.wv", 0},
+      {"pcm_f32le.w64", 0},     {"opus60.webm", 1e-5}, {"opus40.webm", 1e-5},
+      {"opusvoice.webm", 1e-3}, {"fragments.mp4", 0},  {"opus5.webm", 1e-5},
       {"opusspeech.webm", 1e-3}};
   for (const auto& [name, deviation] : kinds) {
     const std::vector<float> all = Opened(made(name)).read();

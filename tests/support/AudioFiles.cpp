@@ -112,6 +112,7 @@ std::string MadeFiles::path(const std::string& name) const {
       {"opus24", "libopus -b:a 24k"},
       {"opus5", "libopus -b:a 96k -frame_duration 5"},
       {"opus40", "libopus -b:a 96k -frame_duration 40"},
+      {"opus60", "libopus -b:a 96k -frame_duration 60"},
       {"opusvoice", "libopus -application voip -ar 48000 -b:a 28k -frame_duration 10"},
       {"opusspeech", "libopus -application voip -b:a 8k"},
       {"opuspages", "libopus -page_duration 200000"},
