@@ -55,7 +55,7 @@ TEST(Json, TextsThatAreNotOneValidValueAreRefused) {
     EXPECT_TRUE(parseJson(deepest));
     EXPECT_FALSE(parseJson("[" + deepest + "]"));
   }
-  EXPECT_EQ(parseJson("\xEF\xBB\xBF {} "), Json::object());
+  EXPECT_EQ(parseJson("\xEF\xBB\xBF {\n\r\t} "), Json::object());
   EXPECT_FALSE(parseJson(" \xEF\xBB\xBF{}"));
 }
 
