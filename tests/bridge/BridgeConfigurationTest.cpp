@@ -48,7 +48,8 @@ TEST(BridgeConfiguration, TheTokenIsLongEnoughAndFitsInAHeader) {
   }
   for (const Json& token :
        std::vector<Json>{shorter, accents, std::string(60001, 't'), kToken + std::string(1, '\0'),
-                         kToken + "\x1f", kToken + "\x7f", " " + kToken, kToken + " ", 12345}) {
+                         kToken + "\x1f", kToken + "\x7f", kToken + "\r\nX: y", " " + kToken,
+                         kToken + " ", 12345}) {
     EXPECT_FALSE(isAccepted("http://127.0.0.1:8765", token)) << token.dump().substr(0, 80);
   }
 }

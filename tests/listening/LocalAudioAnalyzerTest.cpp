@@ -276,9 +276,9 @@ TEST(MeasurementCache, IsEmptiedWhenFull) {
   }
   EXPECT_EQ(cache.size(), 24U);
   EXPECT_EQ(cache.find({"/a", 1, 0.0, 7, 0, 0})->channelCount, 7);
-  store(24);
+  store(7);
   EXPECT_EQ(cache.size(), 1U);
-  EXPECT_EQ(cache.find({"/a", 1, 0.0, 24, 0, 0})->channelCount, 24);
+  EXPECT_EQ(cache.find({"/a", 1, 0.0, 7, 0, 0})->channelCount, 7);
 }
 
 }  // namespace

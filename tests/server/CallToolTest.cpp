@@ -92,10 +92,13 @@ TEST(CallTool, AnUnusableBridgeIsNotAskedToWork) {
       " is outdated. Open Brindlevane, reinstall the Ableton bridge, save the project and restart "
       "Ableton before using Brindlevane actions.";
   const Json all = BrindlevaneBridgeCompatibility::requiredCapabilities();
+  Json some = all;
+  some.erase(some.begin());
   Json mixed = all;
   mixed.push_back(1);
   const std::vector<std::pair<Json, std::string>> cases = {
       {{{"bridgeVersion", "0.17.9"}, {"capabilities", all}}, "BrindlevaneBridge 0.17.9" + outdated},
+      {{{"bridgeVersion", "9.9"}, {"capabilities", some}}, "BrindlevaneBridge 9.9" + outdated},
       {{{"bridgeVersion", "0.17.10"}, {"capabilities", mixed}}, invalid},
       {{{"bridgeVersion", "0.17.10"}, {"capabilities", "all"}}, invalid},
       {{{"bridgeVersion", "0.17.10"}}, invalid},

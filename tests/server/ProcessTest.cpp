@@ -173,6 +173,7 @@ TEST_F(Process, AListenerIsConfinedAndDoesNotOutliveTheServer) {
 TEST_F(Process, DecodersAreOutOfItAndWhatTheyPrintAboutDamagedFilesGoesNowhere) {
   const LoopbackServer bridge(playing(folder.file("damaged")));
   ChildProcess server = serverOf(bridge.port());
+  ASSERT_FALSE(std::filesystem::is_empty(AUDIO_FILES));
   for (const auto& entry : std::filesystem::directory_iterator(AUDIO_FILES)) {
     std::ifstream source(entry.path(), std::ios::binary);
     std::string bytes(std::istreambuf_iterator<char>(source), {});

@@ -193,6 +193,7 @@ TEST_F(Workflows, ARunningCaptureIsHandedOnUntouched) {
 TEST_F(Workflows, AFailedCaptureIsCleanedUpAndHandedOnAsAnError) {
   const Json status = {{"status", "failed"}, {"reason", "stopped"}, {"filePath", "/x.wav"}};
   bridge.succeed("/v1/master-capture/status", status);
+  bridge.answers["/v1/master-capture/cleanup"] = HttpAnswer{500, R"({"ok":false})"};
   for (const bool isRemoved : {false, true}) {
     if (isRemoved) {
       bridge.succeed("/v1/master-capture/cleanup", nullptr);

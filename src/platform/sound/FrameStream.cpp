@@ -51,6 +51,7 @@ bool FrameStream::openCodec() {
   if (!codec_ || avcodec_parameters_to_context(codec_.get(), parameters) < 0) {
     return false;
   }
+  codec_->pkt_timebase = stream().time_base;
   codec_->thread_count = 1;
   if (!trimsItself_) {
     codec_->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
