@@ -10,6 +10,7 @@
 #include <future>
 #include <numeric>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace brindlevane::MusicalKeyAnalyzer {
@@ -27,22 +28,11 @@ constexpr std::size_t kFewestFrames = 3;
 // of at most 2^129, the largest magnitude that single precision gives, stay within a double.
 constexpr std::size_t kFramesPerLogarithm = 7;
 
-// So many parts of the signal are folded on their own, unless they would be too short for that.
-constexpr std::size_t kParts = 8;
-constexpr std::size_t kFewestFramesAtOnce = 32;
+// A part of the signal, which is folded on its own, by whichever thread comes first.
+constexpr std::size_t kFramesPerPart = 7 * kFramesPerLogarithm;
 
 std::size_t frameCount(std::size_t samples) {
   return samples < kFrameSize ? 0 : (samples - kFrameSize) / kHop + 1;
-}
-
-// Starts work in another thread, or, where none is to be had, once its result is asked for.
-template <typename Work>
-auto started(const Work& work) {
-  try {
-    return std::async(std::launch::async, work);
-  } catch (const std::system_error&) {
-    return std::async(std::launch::deferred, work);
-  }
 }
 
 }  // namespace
@@ -60,7 +50,7 @@ ChromaMeter::Bins::Bins(double sampleRate) {
   }
 }
 
-// Folds the frames of a part.
+// Folds the frames of one part after the other.
 class ChromaMeter::ProfileMeter {
  public:
   ProfileMeter(const Bins& bins, std::span<const float> window)
@@ -77,11 +67,12 @@ class ChromaMeter::ProfileMeter {
     }
   }
 
-  [[nodiscard]] Profile result() {
+  // The profile of the frames since it was last asked for.
+  [[nodiscard]] Profile next() {
     takeLogarithms();
-    Profile profile = {{}, framesUsed_};
+    Profile profile = {{}, std::exchange(framesUsed_, 0)};
     for (std::size_t i = 0; i < logarithms_.size(); ++i) {
-      profile.chroma[bins_.pitchClasses[i]] += logarithms_[i] * bins_.weights[i];
+      profile.chroma[bins_.pitchClasses[i]] += std::exchange(logarithms_[i], 0) * bins_.weights[i];
     }
     return profile;
   }
@@ -119,24 +110,32 @@ class ChromaMeter::ProfileMeter {
 ChromaMeter::ChromaMeter(double sampleRate, std::size_t plannedSamples)
     : bins_(sampleRate),
       window_(hannWindow(kFrameSize, kHannFactor)),
-      framesPlanned_(frameCount(plannedSamples)),
-      framesAtOnce_(std::max(framesPlanned_ / kParts + 1, kFewestFramesAtOnce)) {}
+      profiles_(frameCount(plannedSamples) / kFramesPerPart + 1) {}
+
+ChromaMeter::~ChromaMeter() {
+  end(0);
+}
 
 void ChromaMeter::follow(std::span<const float> samples) {
-  const std::size_t frames = frameCount(samples.size());
-  while (framesBegun_ < framesPlanned_ && endOfPart() <= frames) {
-    begin(samples, endOfPart());
+  framesReady_ = frameCount(samples.size());
+  framesReady_.notify_one();
+  if (!follower_.valid()) {
+    try {
+      follower_ = std::async(std::launch::async, [this, start = samples.data()] { fold(start); });
+    } catch (const std::system_error&) {
+      // result() folds whatever is left.
+    }
   }
 }
 
 Chroma ChromaMeter::result(std::span<const float> samples) {
-  follow(samples);
-  if (const std::size_t frames = frameCount(samples.size()); frames > framesBegun_) {
-    begin(samples, frames);
+  end(frameCount(samples.size()));
+  fold(samples.data());
+  if (follower_.valid()) {
+    follower_.get();
   }
   Profile sum;
-  for (std::future<Profile>& part : profiles_) {
-    const Profile profile = part.get();
+  for (const Profile& profile : profiles_) {
     sum.framesUsed += profile.framesUsed;
     for (std::size_t pitchClass = 0; pitchClass < sum.chroma.size(); ++pitchClass) {
       sum.chroma[pitchClass] += profile.chroma[pitchClass];
@@ -149,24 +148,28 @@ Chroma ChromaMeter::result(std::span<const float> samples) {
   return sum.chroma;
 }
 
-std::size_t ChromaMeter::endOfPart() const {
-  return std::min(framesBegun_ + framesAtOnce_, framesPlanned_);
+void ChromaMeter::end(std::size_t frames) {
+  frames_ = frames;
+  framesReady_ = kNoEnd;
+  framesReady_.notify_one();
 }
 
-void ChromaMeter::begin(std::span<const float> samples, std::size_t endFrame) {
-  profiles_.push_back(started([this, samples, frame = framesBegun_, endFrame]() mutable {
-    ProfileMeter meter(bins_, window_);
-    double firstHalf = sumOfSquares(samples.subspan(frame * kHop, kHop));
-    for (; frame < endFrame; ++frame) {
-      const double secondHalf = sumOfSquares(samples.subspan((frame + 1) * kHop, kHop));
-      if (!(static_cast<float>((firstHalf + secondHalf) / kFrameSize) < kSilenceFloor)) {
-        meter.add(samples.subspan(frame * kHop, kFrameSize));
-      }
-      firstHalf = secondHalf;
+void ChromaMeter::fold(const float* samples) {
+  ProfileMeter meter(bins_, window_);
+  for (std::size_t part = partsBegun_++; part < profiles_.size(); part = partsBegun_++) {
+    std::size_t frame = part * kFramesPerPart;
+    const std::size_t endOfPart = frame + kFramesPerPart;
+    for (std::size_t ready = framesReady_; ready < endOfPart; ready = framesReady_) {
+      framesReady_.wait(ready);
     }
-    return meter.result();
-  }));
-  framesBegun_ = endFrame;
+    for (; frame < std::min<std::size_t>(endOfPart, frames_); ++frame) {
+      const std::span<const float> window(samples + frame * kHop, kFrameSize);
+      if (!(static_cast<float>(sumOfSquares(window) / kFrameSize) < kSilenceFloor)) {
+        meter.add(window);
+      }
+    }
+    profiles_[part] = meter.next();
+  }
 }
 
 Chroma audioChroma(std::span<const float> samples, double sampleRate) {

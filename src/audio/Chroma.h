@@ -2,8 +2,10 @@
 
 #include "key/KeyProfiles.h"
 
+#include <atomic>
 #include <cstddef>
 #include <future>
+#include <limits>
 #include <span>
 #include <vector>
 
@@ -13,8 +15,8 @@ namespace brindlevane::MusicalKeyAnalyzer {
 ///
 /// Half-overlapping Hann frames of 8192 samples are transformed; each bin from 45 Hz to 5 kHz adds
 /// log(1 + magnitude) / sqrt(frequency) to its nearest equal-tempered pitch class (A4 = 440 Hz).
-/// Frames with a mean square below 5e-7 are left out. Parts of the signal are folded at the same
-/// time; which ones depends on the planned length only, so the sums are the same every time.
+/// Frames with a mean square below 5e-7 are left out. Parts of the signal are folded on their own
+/// and added in order, so the sums are the same however the signal comes in.
 ///
 /// @see T. Fujishima, "Realtime Chord Recognition of Musical Sound", ICMC 1999.
 class ChromaMeter {
@@ -23,7 +25,9 @@ class ChromaMeter {
   /// @param plannedSamples  the length that the signal will have at most
   ChromaMeter(double sampleRate, std::size_t plannedSamples);
 
-  /// Begins, in other threads, to fold what is complete.
+  ~ChromaMeter();
+
+  /// Lets another thread, if one is to be had, fold what is complete.
   ///
   /// @param samples  the signal so far, full scale = 1; it stays where it is as long as the meter
   void follow(std::span<const float> samples);
@@ -50,16 +54,20 @@ class ChromaMeter {
   };
   class ProfileMeter;
 
-  // The frame behind the next part.
-  [[nodiscard]] std::size_t endOfPart() const;
-  void begin(std::span<const float> samples, std::size_t endFrame);
+  static constexpr auto kNoEnd = std::numeric_limits<std::size_t>::max();
+
+  // Tells whoever folds how many frames there are; nothing is waited for from then on.
+  void end(std::size_t frames);
+  // Folds one part after the other that nobody has begun, each when it is ready.
+  void fold(const float* samples);
 
   Bins bins_;
   std::vector<float> window_;
-  std::size_t framesPlanned_;
-  std::size_t framesAtOnce_;
-  std::size_t framesBegun_ = 0;
-  std::vector<std::future<Profile>> profiles_;
+  std::vector<Profile> profiles_;
+  std::atomic<std::size_t> partsBegun_ = 0;
+  std::atomic<std::size_t> framesReady_ = 0;
+  std::atomic<std::size_t> frames_ = kNoEnd;
+  std::future<void> follower_;
 };
 
 /// The profile of a whole signal; see ChromaMeter.
