@@ -295,7 +295,7 @@ const std::vector<Row>& rows() {
        [] { return secondsToHear(music("m4a")); }, [] { return secondsOfFfmpeg("m4a"); }},
       {"listen", "90 s of wav", "libsndfile decoding", 3.3, 15, kHearWav,
        [] { return secondsToDecode(music("wav"), 90); }},
-      {"listen", "key of 75 s of wav", "libsndfile decoding", 2.7, 15,
+      {"listen", "key of 75 s of wav", "libsndfile decoding", 2.3, 15,
        [] { return secondsToHear(music("wav"), "find_key"); },
        [] { return secondsToDecode(music("wav"), 75); }},
       {"listen", "320 s of wav", "90 s of wav", 1.25, 15,
