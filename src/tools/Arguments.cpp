@@ -1,10 +1,11 @@
 #include "tools/Arguments.h"
 
 #include "contract/MCPServerError.h"
+#include "platform/JsonMembers.h"
 #include "tools/ArgumentReaders.h"
-#include "tools/SchemaPieces.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <span>
 #include <string_view>
 
@@ -14,9 +15,16 @@
 namespace brindlevane::BrindlevaneMCP {
 namespace {
 
+// Longest texts, in user-perceived characters.
+constexpr std::size_t kLongestName = 96;
 constexpr std::size_t kLongestQuery = 200;
+constexpr std::size_t kLongestSampleId = 24;
+
+constexpr std::size_t kMostNotes = 512;
 constexpr std::int64_t kLongestClip = 4096;  // beats
 constexpr std::string_view kStateFields[] = {"mute", "solo", "arm"};
+constexpr const char* kStateSentence =
+    "field must be mute, solo or arm, and enabled must be boolean.";
 constexpr std::string_view kRoles[] = {"kick", "clap",  "hat", "percussion", "bass", "chords",
                                        "lead", "vocal", "fx",  "loop",       "other"};
 
@@ -45,29 +53,24 @@ bool isAmong(std::span<const std::string_view> words, std::string_view word) {
   return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-Value asInteger(const std::string& name) {
-  return [=](const Json& arguments) { return integer(arguments, name); };
-}
-
-Value asNumber(const std::string& name) {
+Reader asNumber(const std::string& name) {
   return [=](const Json& arguments) { return number(arguments, name); };
 }
 
-Value asText(const std::string& name, std::size_t longest) {
+Reader asText(const std::string& name, std::size_t longest) {
   return [=](const Json& arguments) { return string(arguments, name, longest); };
 }
 
-Value asReceived(const std::string& name) {
-  return [=](const Json& arguments) { return arguments.at(name); };
+bool isLowerHex(std::string_view text, std::size_t digits) {
+  return text.size() == digits &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-/// An argument that is accepted when it can be read.
-Argument readable(const std::string& name, const Json& schema, const Value& value) {
-  return {name, schema, [=](const Json& arguments) { (void)value(arguments); }, value};
-}
-
-Argument indexLike(const std::string& name, const Json& schema) {
-  return readable(name, schema, asInteger(name));
+void validateJobId(const Json& arguments) {
+  constexpr std::string_view kPrefix = "master_";
+  const std::string id = string(arguments, "jobId", kLongestJobId);
+  require(id.starts_with(kPrefix) && isLowerHex(std::string_view(id).substr(kPrefix.size()), 32),
+          "jobId is not a valid Brindlevane master-listen id.");
 }
 
 bool isArrayOfObjects(const Json& value) {
@@ -75,10 +78,40 @@ bool isArrayOfObjects(const Json& value) {
                                          [](const Json& element) { return element.is_object(); });
 }
 
+const Json& midiNotesProperty() {
+  static const Json kPiece = {
+      {"type", "array"},
+      {"minItems", 1},
+      {"maxItems", kMostNotes},
+      {"items",
+       {{"type", "object"},
+        {"additionalProperties", false},
+        {"required", {"pitch", "startTime", "duration"}},
+        {"properties",
+         {{"pitch", {{"type", "integer"}, {"minimum", 0}, {"maximum", 127}}},
+          {"startTime", {{"type", "number"}, {"minimum", 0}}},
+          {"duration", {{"type", "number"}, {"exclusiveMinimum", 0}}},
+          {"velocity", {{"type", "number"}, {"minimum", 1}, {"maximum", 127}}},
+          {"mute", {{"type", "boolean"}}},
+          {"probability", {{"type", "number"}, {"minimum", 0}, {"maximum", 1}}}}}}}};
+  return kPiece;
+}
+
 }  // namespace
 
+const Json& confirmationProperties() {
+  static const Json kPiece = {
+      {"confirm",
+       {{"type", "boolean"},
+        {"const", true},
+        {"description",
+         "Must be true only after the user explicitly approves this Ableton change."}}}};
+  return kPiece;
+}
+
 Argument index(const std::string& name, const std::string& description) {
-  return indexLike(name, described({{"type", "integer"}, {"minimum", 0}}, description));
+  return {name, described({{"type", "integer"}, {"minimum", 0}}, description),
+          [=](const Json& arguments) { return integer(arguments, name); }};
 }
 
 Argument count(const std::string& name, std::int64_t least, std::int64_t most,
@@ -87,70 +120,79 @@ Argument count(const std::string& name, std::int64_t least, std::int64_t most,
           [=](const Json& arguments) {
             const std::int64_t value = integer(arguments, name);
             require(value >= least && value <= most, sentence);
-          },
-          asInteger(name)};
+            return value;
+          }};
 }
 
 Argument number(const std::string& name, std::int64_t least, std::int64_t most,
                 const std::string& sentence, const std::string& description) {
-  return {name, described(bounded("number", least, most), description),
-          [=](const Json& arguments) {
-            const auto value = number(arguments, name).get<double>();
+  return {name, described(bounded("number", least, most), description), [=](const Json& arguments) {
+            const Json& given = number(arguments, name);
+            const auto value = given.get<double>();
             require(value >= static_cast<double>(least) && value <= static_cast<double>(most),
                     sentence);
-          },
-          asNumber(name)};
-}
-
-Argument floating(const std::string& name, std::int64_t least, std::int64_t most,
-                  const std::string& sentence, const std::string& description) {
-  Argument argument = number(name, least, most, sentence, description);
-  argument.sent = [=](const Json& arguments) { return number(arguments, name).get<double>(); };
-  return argument;
+            return given;
+          }};
 }
 
 Argument anyNumber(const std::string& name, const std::string& description) {
-  return readable(name, described({{"type", "number"}}, description), asNumber(name));
+  return {name, described({{"type", "number"}}, description), asNumber(name)};
 }
 
 Argument startTime(const std::string& description) {
   return {"startTime", described({{"type", "number"}, {"minimum", 0}}, description),
           [](const Json& arguments) {
-            require(number(arguments, "startTime").get<double>() >= 0,
-                    "startTime must be zero or greater.");
-          },
-          asNumber("startTime")};
+            const Json& start = number(arguments, "startTime");
+            require(start.get<double>() >= 0, "startTime must be zero or greater.");
+            return start;
+          }};
 }
 
-Argument text(const std::string& name, std::size_t longest) {
-  return readable(name, {{"type", "string"}, {"minLength", 1}, {"maxLength", longest}},
-                  asText(name, longest));
+Argument text(const std::string& name) {
+  return {name,
+          {{"type", "string"}, {"minLength", 1}, {"maxLength", kLongestName}},
+          asText(name, kLongestName)};
 }
 
-Argument trackIndex() {
-  return indexLike("trackIndex", trackIndexProperty());
+Argument tempo() {
+  Argument argument =
+      number("tempo", 40, 240, "tempo must be between 40 and 240 BPM.", "Target tempo in BPM.");
+  argument.read = [read = argument.read](const Json& arguments) {
+    return read(arguments).get<double>();
+  };
+  return argument;
 }
 
-Argument revision() {
-  return indexLike("expectedRevision", revisionProperty());
+Argument trackIndexProperty() {
+  return index("trackIndex", "Zero-based index from projectAnalysis.tracks.");
 }
 
-Argument sessionRevision() {
-  return indexLike("expectedRevision", sessionRevisionProperty());
+Argument revisionProperty() {
+  return index("expectedRevision",
+               "Revision returned by brindlevane_get_context or brindlevane_get_session.");
+}
+
+Argument sessionRevisionProperty() {
+  return index("expectedRevision", "Revision returned by brindlevane_get_session.");
 }
 
 Argument jobId() {
   return {"jobId",
           {{"type", "string"}, {"pattern", "^master_[a-f0-9]{32}$"}},
-          validateJobId,
-          asText("jobId", kLongestJobId)};
+          [](const Json& arguments) {
+            validateJobId(arguments);
+            return string(arguments, "jobId", kLongestJobId);
+          }};
 }
 
 Argument sampleId() {
-  return {"sampleId",
-          {{"type", "string"}, {"pattern", "^[a-f0-9]{24}$"}},
-          validateSampleId,
-          asText("sampleId", kLongestSampleId)};
+  return {
+      "sampleId", {{"type", "string"}, {"pattern", "^[a-f0-9]{24}$"}}, [](const Json& arguments) {
+        std::string id = string(arguments, "sampleId", kLongestSampleId);
+        require(isLowerHex(id, kLongestSampleId),
+                "sampleId must come from brindlevane_search_samples.");
+        return id;
+      }};
 }
 
 Argument clipStart() {
@@ -162,77 +204,84 @@ Argument clipStart() {
 Argument clipLength() {
   Argument length = anyNumber("length", "Clip length in beats.");
   length.schema.update({{"exclusiveMinimum", 0}, {"maximum", kLongestClip}});
-  length.check = [](const Json& arguments) {
+  length.read = [](const Json& arguments) {
     const auto start = number(arguments, "startTime").get<double>();
-    const auto beats = number(arguments, "length").get<double>();
+    const Json& given = number(arguments, "length");
+    const auto beats = given.get<double>();
     require(start >= 0 && beats > 0 && beats <= static_cast<double>(kLongestClip),
             "Invalid MIDI clip position or length.");
+    return given;
   };
   return length;
 }
 
 Argument stateField() {
-  return readable("field", choice(kStateFields), asText("field", kLongestName));
+  return {"field", choice(kStateFields), [](const Json& arguments) {
+            std::string field = string(arguments, "field", kLongestName);
+            require(isAmong(kStateFields, field), kStateSentence);
+            return field;
+          }};
 }
 
 Argument stateEnabled() {
-  return {"enabled",
-          {{"type", "boolean"}},
-          [](const Json& arguments) {
-            const auto enabled = arguments.find("enabled");
-            require(isAmong(kStateFields, string(arguments, "field", kLongestName)) &&
-                        enabled != arguments.end() && enabled->is_boolean(),
-                    "field must be mute, solo or arm, and enabled must be boolean.");
-          },
-          asReceived("enabled")};
+  return {"enabled", {{"type", "boolean"}}, [](const Json& arguments) {
+            const Json* const enabled = memberAt(arguments, "enabled");
+            require(enabled != nullptr && enabled->is_boolean(), kStateSentence);
+            return *enabled;
+          }};
 }
 
 Argument newNotes() {
-  const Check check = [](const Json& arguments) {
-    const Json& notes = arguments.at("notes");
-    require(isArrayOfObjects(notes), "notes must be an array.");
-    require(notes.size() <= kMostNotes, "A MIDI clip can contain at most 512 notes per call.");
-  };
-  return optional({"notes", midiNotesProperty(), check, {}});
+  return optional({"notes", midiNotesProperty(), [](const Json& arguments) {
+                     const Json& notes = arguments.at("notes");
+                     require(isArrayOfObjects(notes), "notes must be an array.");
+                     require(notes.size() <= kMostNotes,
+                             "A MIDI clip can contain at most 512 notes per call.");
+                     return notes;
+                   }});
 }
 
 Argument replacingNotes() {
-  return {"notes", midiNotesProperty(),
-          [](const Json& arguments) {
-            const auto notes = arguments.find("notes");
-            require(notes != arguments.end() && isArrayOfObjects(*notes) && !notes->empty() &&
+  return {"notes", midiNotesProperty(), [](const Json& arguments) {
+            const Json* const notes = memberAt(arguments, "notes");
+            require(notes != nullptr && isArrayOfObjects(*notes) && !notes->empty() &&
                         notes->size() <= kMostNotes,
                     "notes must contain between 1 and 512 MIDI notes.");
-          },
-          asReceived("notes")};
+            return *notes;
+          }};
 }
 
-std::vector<Argument> trackCreation() {
-  const Json& schemas = trackCreationProperties();
-  return {indexLike("expectedRevision", schemas.at("expectedRevision")),
-          optional(indexLike("index", schemas.at("index"))),
-          optional(readable("name", schemas.at("name"), asText("name", kLongestName)))};
+std::vector<Argument> trackCreationProperties() {
+  return {revisionProperty(),
+          optional(index("index", "Optional zero-based insertion index. Omit to append.")),
+          optional(text("name"))};
 }
 
 Argument query() {
-  Argument argument = text("query", kLongestQuery);
-  argument.schema = described({{"type", "string"}, {"maxLength", kLongestQuery}},
-                              "Style, pack or filename words such as tight tech house kick.");
-  return argument;
+  return optional(
+      {"query",
+       {{"type", "string"},
+        {"maxLength", kLongestQuery},
+        {"description", "Style, pack or filename words such as tight tech house kick."}},
+       asText("query", kLongestQuery)});
 }
 
 Argument role() {
-  const Check check = [](const Json& arguments) {
-    const Json& value = arguments.at("role");
-    require(!value.is_string() || isAmong(kRoles, value.get_ref<const std::string&>()),
-            "role is not supported.");
-  };
-  return optional({"role", choice(kRoles), check, {}});
+  return optional({"role", choice(kRoles), [](const Json& arguments) {
+                     const Json& given = arguments.at("role");
+                     require(
+                         !given.is_string() || isAmong(kRoles, given.get_ref<const std::string&>()),
+                         "role is not supported.");
+                     return given;
+                   }});
 }
 
 Argument optional(Argument argument) {
   argument.isOptional = true;
-  argument.sent = asReceived(argument.name);
+  argument.read = [read = argument.read, name = argument.name](const Json& arguments) {
+    (void)read(arguments);
+    return arguments.at(name);
+  };
   return argument;
 }
 

@@ -2,7 +2,6 @@
 
 #include "platform/Json.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -10,22 +9,22 @@
 
 namespace brindlevane::BrindlevaneMCP {
 
-/// Refuses a call whose arguments break a rule, with MCPServerError::invalidArguments.
-using Check = std::function<void(const Json& arguments)>;
-
-/// What the bridge is sent of a call's arguments, which have been checked.
-using Value = std::function<Json(const Json& arguments)>;
+/// Reads an argument as the bridge is sent it, and refuses a call in which it breaks a rule with
+/// MCPServerError::invalidArguments.
+using Reader = std::function<Json(const Json& arguments)>;
 
 /// One argument of a tool: how it is offered, when it is accepted, what is sent.
 struct Argument {
   std::string name;
   Json schema;  ///< JSON Schema, draft 2020-12
-  Check check;
-  Value sent;  ///< under the argument's own name
-  bool isOptional = false;
+  Reader read;
+  bool isOptional = false;  ///< read only where it is present; a null is present
 };
 
-/// Makers of arguments. Each makes the schema and the check from the same bounds. A sentence is
+/// `properties` of a tool that takes nothing but the user's confirmation.
+[[nodiscard]] const Json& confirmationProperties();
+
+/// Makers of arguments. Each makes the schema and the reader from the same bounds. A sentence is
 /// the whole refusal of a value that has the right type; an empty description is left out.
 
 /// A whole number of 0 or more.
@@ -39,27 +38,26 @@ struct Argument {
 [[nodiscard]] Argument number(const std::string& name, std::int64_t least, std::int64_t most,
                               const std::string& sentence, const std::string& description = "");
 
-/// The same, sent as a floating-point number.
-[[nodiscard]] Argument floating(const std::string& name, std::int64_t least, std::int64_t most,
-                                const std::string& sentence, const std::string& description = "");
-
 /// A number of any size, sent as it was received.
 [[nodiscard]] Argument anyNumber(const std::string& name, const std::string& description);
 
 /// A position of 0 or more under "startTime".
 [[nodiscard]] Argument startTime(const std::string& description);
 
-/// A text of 1 to `longest` user-perceived characters, counted and sent without outer white space.
-[[nodiscard]] Argument text(const std::string& name, std::size_t longest);
+/// A name of 1 to 96 user-perceived characters, counted and sent without outer white space.
+[[nodiscard]] Argument text(const std::string& name);
+
+/// "tempo", sent as a floating-point number.
+[[nodiscard]] Argument tempo();
 
 /// "trackIndex".
-[[nodiscard]] Argument trackIndex();
+[[nodiscard]] Argument trackIndexProperty();
 
 /// "expectedRevision".
-[[nodiscard]] Argument revision();
+[[nodiscard]] Argument revisionProperty();
 
 /// "expectedRevision" where only the session gives it.
-[[nodiscard]] Argument sessionRevision();
+[[nodiscard]] Argument sessionRevisionProperty();
 
 /// "jobId": the id of a master-listen job.
 [[nodiscard]] Argument jobId();
@@ -71,7 +69,7 @@ struct Argument {
 [[nodiscard]] Argument clipStart();
 [[nodiscard]] Argument clipLength();
 
-/// "field" and "enabled" of a track's state, judged together.
+/// "field" and "enabled" of a track's state.
 [[nodiscard]] Argument stateField();
 [[nodiscard]] Argument stateEnabled();
 
@@ -82,16 +80,15 @@ struct Argument {
 [[nodiscard]] Argument replacingNotes();
 
 /// "expectedRevision", and "index" and "name" where they are present, of a new track.
-[[nodiscard]] std::vector<Argument> trackCreation();
+[[nodiscard]] std::vector<Argument> trackCreationProperties();
 
-/// "query": words to search for.
+/// "query", where it is present: words to search for.
 [[nodiscard]] Argument query();
 
 /// "role": a sample's musical role, where it is present.
 [[nodiscard]] Argument role();
 
-/// The argument, checked and sent only where it is present; a null is present. It is sent as it was
-/// received.
+/// The argument, read only where it is present, and sent as it was received.
 [[nodiscard]] Argument optional(Argument argument);
 
 }  // namespace brindlevane::BrindlevaneMCP

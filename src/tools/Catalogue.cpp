@@ -1,6 +1,5 @@
 #include "tools/Catalogue.h"
 
-#include "tools/SchemaPieces.h"
 #include "tools/ToolTable.h"
 
 #include <algorithm>

@@ -14,7 +14,7 @@ void validateArguments(const std::string& name, const Json& arguments) {
   }
   for (const Argument& argument : tool.arguments) {
     if (!argument.isOptional || arguments.contains(argument.name)) {
-      argument.check(arguments);
+      (void)argument.read(arguments);
     }
   }
 }
@@ -26,7 +26,7 @@ std::optional<Json> requestBody(const Tool& tool, const Json& arguments) {
   Json body = tool.request->fixed;
   for (const Argument& argument : tool.arguments) {
     if (!argument.isOptional || arguments.contains(argument.name)) {
-      body[argument.name] = argument.sent(arguments);
+      body[argument.name] = argument.read(arguments);
     }
   }
   return body;

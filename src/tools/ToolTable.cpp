@@ -2,7 +2,6 @@
 
 #include "contract/MCPServerError.h"
 #include "tools/Arguments.h"
-#include "tools/SchemaPieces.h"
 
 #include <algorithm>
 #include <utility>
@@ -77,7 +76,7 @@ const std::vector<Tool>& toolTable() {
               "native values, ranges, display strings and enabled state. Use the returned native "
               "range before proposing a change.",
               post("/v1/devices/parameters/read"),
-              {trackIndex(),
+              {trackIndexProperty(),
                index("deviceIndex", "Zero-based device index from the selected track's devices.")}),
       reading(
           "brindlevane_find_key",
@@ -99,7 +98,7 @@ const std::vector<Tool>& toolTable() {
           postConfirmed("/v1/master-capture/start"),
           {count("bars", 1, 32, "bars must be between 1 and 32.",
                  "Number of bars to capture in real time."),
-           startTime("Arrangement start position in beats."), revision()}),
+           startTime("Arrangement start position in beats."), revisionProperty()}),
       reading("brindlevane_get_master_listen", "Poll a confirmed master-listen job.", {},
               {jobId()}),
       writing(
@@ -115,17 +114,14 @@ const std::vector<Tool>& toolTable() {
       writing("brindlevane_set_tempo",
               "Set the Ableton project tempo. First read the session revision, show the proposed "
               "change, then call with confirm=true and that expectedRevision.",
-              post("/v1/tempo"),
-              {floating("tempo", 40, 240, "tempo must be between 40 and 240 BPM.",
-                        "Target tempo in BPM."),
-               sessionRevision()}),
+              post("/v1/tempo"), {tempo(), sessionRevisionProperty()}),
       writing(
           "brindlevane_organize_tracks",
           "Semantically identify tracks from names, clip filenames, devices and bounded "
           "MIDI-note statistics, then apply clear numbered names and family colors. The whole "
           "batch is reversible; clips, devices and routing are preserved. Show the proposal and "
           "obtain explicit confirmation first.",
-          postConfirmed("/v1/workflows/organize"), {sessionRevision()}),
+          postConfirmed("/v1/workflows/organize"), {sessionRevisionProperty()}),
       writing(
           "brindlevane_build_arrangement",
           "Turn existing Session or Arrangement loops into a reversible 128-bar DJ-ready club "
@@ -134,40 +130,42 @@ const std::vector<Tool>& toolTable() {
           "clip variations. Existing Arrangement content is preserved; new clips are appended "
           "after it. Read the latest context, explain the structure and obtain explicit "
           "confirmation first.",
-          postConfirmed("/v1/arrangement/build", Seconds(20)), {revision()}),
+          postConfirmed("/v1/arrangement/build", Seconds(20)), {revisionProperty()}),
       writing("brindlevane_create_midi_track",
               "Create a MIDI track in the active Ableton project. Read the latest context first, "
               "explain the change, and only call after explicit user confirmation.",
-              postConfirmed("/v1/tracks/create", kUsual, {{"kind", "midi"}}), trackCreation()),
+              postConfirmed("/v1/tracks/create", kUsual, {{"kind", "midi"}}),
+              trackCreationProperties()),
       writing("brindlevane_create_audio_track",
               "Create an audio track in the active Ableton project. Read the latest context first, "
               "explain the change, and only call after explicit user confirmation.",
-              postConfirmed("/v1/tracks/create", kUsual, {{"kind", "audio"}}), trackCreation()),
+              postConfirmed("/v1/tracks/create", kUsual, {{"kind", "audio"}}),
+              trackCreationProperties()),
       // A role that is no string is left to the bridge, and a query needs one character that is no
       // white space, whatever the schemas say.
-      reading("brindlevane_search_samples",
-              "Search the producer's local Ableton User Library, Factory Packs and standard sample "
-              "folders by filename and musical role. Returns opaque sample IDs and metadata, never "
-              "local file paths or audio. This is a local catalog search, not an audio audition.",
-              post("/v1/samples/search", Seconds(20)),
-              {optional(query()), role(),
-               optional(count("limit", 1, 40, "limit must be between 1 and 40."))}),
+      reading(
+          "brindlevane_search_samples",
+          "Search the producer's local Ableton User Library, Factory Packs and standard sample "
+          "folders by filename and musical role. Returns opaque sample IDs and metadata, never "
+          "local file paths or audio. This is a local catalog search, not an audio audition.",
+          post("/v1/samples/search", Seconds(20)),
+          {query(), role(), optional(count("limit", 1, 40, "limit must be between 1 and 40."))}),
       writing("brindlevane_import_sample",
               "Import one exact sample returned by brindlevane_search_samples onto a new Ableton "
               "audio track at an Arrangement position. Show the chosen sample name and obtain "
               "explicit confirmation first. The entire new track is reversible through Brindlevane "
               "undo.",
               postConfirmed("/v1/samples/import", Seconds(20)),
-              {sampleId(), startTime("Arrangement position in beats."), revision(),
-               optional(text("trackName", kLongestName))}),
+              {sampleId(), startTime("Arrangement position in beats."), revisionProperty(),
+               optional(text("trackName"))}),
       // Looser than the schemas: any start of 0 or more, and no notes at all in "notes".
       writing("brindlevane_create_midi_clip",
               "Create an Arrangement MIDI clip and optionally add up to 512 MIDI notes. Note "
               "startTime values are relative to the clip in beats. Confirm the exact track, "
               "position, length and musical content with the user first.",
               postConfirmed("/v1/clips/midi", Seconds(10)),
-              {trackIndex(), clipStart(), clipLength(), revision(),
-               optional(text("name", kLongestName)), newNotes()}),
+              {trackIndexProperty(), clipStart(), clipLength(), revisionProperty(),
+               optional(text("name")), newNotes()}),
       writing("brindlevane_replace_selected_midi_clip",
               "Replace the notes of the MIDI clip currently open in Ableton's Detail view, on the "
               "specified selected MIDI track. Use this to improve or iterate on an existing "
@@ -175,45 +173,47 @@ const std::vector<Tool>& toolTable() {
               "name are reversible through Brindlevane undo. Show the exact musical change and "
               "obtain explicit confirmation first.",
               postConfirmed("/v1/clips/midi/replace", Seconds(10)),
-              {trackIndex(), revision(), optional(text("name", kLongestName)), replacingNotes()}),
+              {trackIndexProperty(), revisionProperty(), optional(text("name")), replacingNotes()}),
       writing("brindlevane_rename_track",
               "Rename one Ableton track without changing clips, routing or devices. Confirm the "
               "track index and exact new name first.",
               postConfirmed("/v1/tracks/rename"),
-              {trackIndex(), text("name", kLongestName), revision()}),
+              {trackIndexProperty(), text("name"), revisionProperty()}),
       writing("brindlevane_select_track",
               "Select one regular Ableton track by zero-based track index after user confirmation.",
-              postConfirmed("/v1/tracks/select"), {trackIndex(), revision()}),
+              postConfirmed("/v1/tracks/select"), {trackIndexProperty(), revisionProperty()}),
       writing(
           "brindlevane_set_track_state",
           "Set mute, solo or arm on one regular Ableton track. Read the current state and obtain "
           "explicit confirmation first.",
           postConfirmed("/v1/tracks/state"),
-          {trackIndex(), stateField(), stateEnabled(), revision()}),
+          {trackIndexProperty(), stateField(), stateEnabled(), revisionProperty()}),
       writing(
           "brindlevane_set_track_volume",
           "Set a track fader using Ableton's displayed dB value between -70 and +6 dB. Read the "
           "current mixer state and obtain explicit confirmation first.",
           postConfirmed("/v1/tracks/volume"),
-          {trackIndex(), number("displayDb", -70, 6, "displayDb must be between -70 and +6 dB."),
-           revision()}),
+          {trackIndexProperty(),
+           number("displayDb", -70, 6, "displayDb must be between -70 and +6 dB."),
+           revisionProperty()}),
       writing("brindlevane_set_device_parameter",
               "Set one exposed Ableton device parameter using its native value. First call "
               "brindlevane_get_device_parameters, quote the current display value and proposed "
               "target, then obtain explicit confirmation. The change is reversible.",
               postConfirmed("/v1/devices/parameters"),
-              {trackIndex(), index("deviceIndex"), index("parameterIndex"),
+              {trackIndexProperty(), index("deviceIndex"), index("parameterIndex"),
                anyNumber("value",
                          "Native parameter value inside the minimum/maximum reported by "
                          "brindlevane_get_device_parameters."),
-               revision()}),
+               revisionProperty()}),
       writing("brindlevane_set_send_level",
               "Set one track send using Ableton's displayed dB value from -70 to 0 dB. Confirm the "
               "track, return/send index and exact level first. The change is reversible.",
               postConfirmed("/v1/tracks/send"),
-              {trackIndex(),
+              {trackIndexProperty(),
                index("sendIndex", "Zero-based return/send index from the project context."),
-               number("displayDb", -70, 0, "displayDb must be between -70 and 0 dB."), revision()}),
+               number("displayDb", -70, 0, "displayDb must be between -70 and 0 dB."),
+               revisionProperty()}),
       writing(
           "brindlevane_undo_last_organization",
           "Undo the most recent reversible Brindlevane action after explicit user confirmation.",
