@@ -6,9 +6,8 @@
 #include "contract/MCPServerError.h"
 #include "tools/ToolCall.h"
 #include "tools/ToolTable.h"
-#include "workflows/FindKey.h"
-#include "workflows/ListenSelectedClip.h"
 #include "workflows/MasterListenStatus.h"
+#include "workflows/SelectedClip.h"
 
 #include <exception>
 #include <map>

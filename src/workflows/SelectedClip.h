@@ -1,29 +1,26 @@
 #pragma once
 
 #include "bridge/MCPBridgeClient.h"
+#include "contract/Listening.h"
 #include "platform/Json.h"
 
-#include <optional>
-#include <string>
-#include <vector>
+/// The two tools that listen to the clip selected in Live.
+namespace brindlevane::BrindlevaneMCP {
 
-namespace brindlevane {
-
-/// What the bridge tells of the clip that is selected in Live. What it leaves out, or gives in
-/// another type, has its default.
-struct SelectedClip {
-  std::string kind;                     ///< "audio" or "midi" where the bridge keeps its word
-  std::optional<std::string> filePath;  ///< source of an audio clip
-  std::optional<std::vector<double>> pitchClasses;  ///< of a MIDI clip, all numbers, C first
-  double transposeSemitones = 0;
-  double startSeconds = 0;  ///< where the clip begins in its source
-  std::optional<double> durationSeconds;
-  Json labels;  ///< "track", "clip", "project" and "revision", for the assistant
-};
-
-/// Asks the bridge for the selected clip; nothing when its answer is no object.
+/// Estimates the key of the clip, from its audio or from its notes.
 ///
-/// @throws MCPServerError  those of the request
-[[nodiscard]] std::optional<SelectedClip> selectedClip(const MCPBridgeClient& bridge);
+/// @return "key", "confidence", "analyzedSeconds", "kind", "track", "clip", "project", "revision"
+/// @throws MCPServerError    invalidBridgeResponse: no clip that can be analysed; and those of
+///     the request
+/// @throws KeyAnalysisError  the audio or the profile gives no key
+[[nodiscard]] Json findKey(const MCPBridgeClient& bridge, const Listener& listener);
 
-}  // namespace brindlevane
+/// Measures the source file of the audio clip, before any device.
+///
+/// @return the measurement's entries with "track", "clip", "project" and "revision"
+/// @throws MCPServerError         invalidArguments: no audio clip is selected; and those of the
+///     request
+/// @throws AudioMeasurementError  the file gives no measurement
+[[nodiscard]] Json listenSelectedClip(const MCPBridgeClient& bridge, const Listener& listener);
+
+}  // namespace brindlevane::BrindlevaneMCP
