@@ -19,7 +19,7 @@ struct ToolResult {
 };
 
 /// A result whose structured form is the value, or {"value": value} when that is no object.
-[[nodiscard]] ToolResult toolResult(Json value, bool isError);
+[[nodiscard]] ToolResult toolResult(Json value, bool isError = false);
 
 /// The result of a failed call.
 ///

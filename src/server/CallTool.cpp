@@ -10,30 +10,10 @@
 #include "workflows/SelectedClip.h"
 
 #include <exception>
-#include <map>
 #include <new>
-#include <string_view>
 
 namespace brindlevane {
 namespace {
-
-using Workflow = ToolResult (*)(const MCPBridgeClient& bridge, const Json& arguments,
-                                const Listener& listener);
-
-/// What the tools do whose work is more than one request.
-const std::map<std::string_view, Workflow>& workflows() {
-  static const std::map<std::string_view, Workflow> kWorkflows = {
-      {"brindlevane_find_key",
-       [](const MCPBridgeClient& bridge, const Json&, const Listener& listener) {
-         return toolResult(BrindlevaneMCP::findKey(bridge, listener), /*isError=*/false);
-       }},
-      {"brindlevane_listen_selected_clip",
-       [](const MCPBridgeClient& bridge, const Json&, const Listener& listener) {
-         return toolResult(BrindlevaneMCP::listenSelectedClip(bridge, listener), /*isError=*/false);
-       }},
-      {"brindlevane_get_master_listen", BrindlevaneMCP::masterListenStatus}};
-  return kWorkflows;
-}
 
 ToolResult carryOut(const std::string& name, const Json& arguments, const BridgeAccess& access,
                     const Listener& listener) {
@@ -41,13 +21,18 @@ ToolResult carryOut(const std::string& name, const Json& arguments, const Bridge
   const MCPBridgeClient bridge(access);
   BrindlevaneBridgeCompatibility::requireCompatibleBridge(bridge);
   const BrindlevaneMCP::Tool& tool = BrindlevaneMCP::toolNamed(name);
-  if (!tool.request) {
-    return workflows().at(name)(bridge, arguments, listener);
+  if (tool.request) {
+    return toolResult(bridge.request(tool.request->path, tool.request->method,
+                                     BrindlevaneMCP::requestBody(tool, arguments),
+                                     tool.request->timeout));
   }
-  return toolResult(
-      bridge.request(tool.request->path, tool.request->method,
-                     BrindlevaneMCP::requestBody(tool, arguments), tool.request->timeout),
-      /*isError=*/false);
+  if (name == "brindlevane_find_key") {
+    return toolResult(BrindlevaneMCP::findKey(bridge, listener));
+  }
+  if (name == "brindlevane_listen_selected_clip") {
+    return toolResult(BrindlevaneMCP::listenSelectedClip(bridge, listener));
+  }
+  return BrindlevaneMCP::masterListenStatus(bridge, arguments, listener);
 }
 
 }  // namespace

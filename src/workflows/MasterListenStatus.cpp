@@ -56,8 +56,7 @@ Json measured(const MCPBridgeClient& bridge, const std::string& jobId, const Jso
 
 ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& arguments,
                               const Listener& listener) {
-  const std::string jobId =
-      BrindlevaneMCP::string(arguments, "jobId", BrindlevaneMCP::kLongestJobId);
+  const std::string jobId = string(arguments, "jobId", kLongestJobId);
   const Json status =
       bridge.request("/v1/master-capture/status", "POST", Json{{"jobId", jobId}}, kTimeout);
   const std::string& state = requiredString(status, "status");
@@ -65,8 +64,7 @@ ToolResult masterListenStatus(const MCPBridgeClient& bridge, const Json& argumen
     (void)cleanUp(bridge, jobId);
     return toolResult(status, /*isError=*/true);
   }
-  return toolResult(state == "ready" ? measured(bridge, jobId, status, listener) : status,
-                    /*isError=*/false);
+  return toolResult(state == "ready" ? measured(bridge, jobId, status, listener) : status);
 }
 
 }  // namespace brindlevane::BrindlevaneMCP
