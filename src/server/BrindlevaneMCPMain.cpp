@@ -7,7 +7,6 @@
 #include "server/CallTool.h"
 #include "tools/Catalogue.h"
 
-#include <array>
 #include <exception>
 #include <functional>
 #include <new>
@@ -47,10 +46,23 @@ std::string initializeResult() {
                       {"instructions", kInstructions}});
 }
 
-const std::string& toolsListResult() {
+std::string toolsListResult() {
   static const std::string kResult = compactJson({{"tools", BrindlevaneMCP::tools()}});
   return kResult;
 }
+
+/// A method that takes nothing, and what makes its result.
+struct Method {
+  std::string_view name;
+  std::string (*result)();
+};
+
+constexpr Method kMethods[] = {
+    {"initialize", initializeResult},
+    {"ping", [] { return std::string("{}"); }},
+    {"tools/list", toolsListResult},
+    {"resources/list", [] { return std::string(R"({"resources":[]})"); }},
+    {"prompts/list", [] { return std::string(R"({"prompts":[]})"); }}};
 
 std::string failureLine(const Json& id, int code, const std::string& message) {
   return compactJson(failure(id, code, message)) + '\n';
@@ -58,57 +70,25 @@ std::string failureLine(const Json& id, int code, const std::string& message) {
 
 /// The start of a success response, up to its result.
 std::string responseStart(const Json& id) {
-  std::string line = R"({"id":)";
-  appendJson(line, id);
-  line += R"(,"jsonrpc":"2.0","result":)";
-  return line;
-}
-
-std::string successLine(const Json& id, std::string_view result) {
-  std::string line = responseStart(id);
-  line += result;
-  line += "}\n";
-  return line;
+  return R"({"id":)" + compactJson(id) + R"(,"jsonrpc":"2.0","result":)";
 }
 
 using ToolCaller = std::function<ToolResult(const std::string& name, const Json& arguments)>;
 
-/// A message that is to be answered.
-struct Request {
-  const Json& id;
-  const Json& message;
-  const ToolCaller& call;
-};
-
-std::string toolCallLine(const Request& request) {
-  const Json* const params = memberAt(request.message, "params");
+std::string toolCallLine(const Json& id, const Json& message, const ToolCaller& call) {
+  const Json* const params = memberAt(message, "params");
   const std::string* const name = params == nullptr ? nullptr : stringAt(*params, "name");
   if (name == nullptr) {
-    return failureLine(request.id, kInvalidParams, "tools/call requires a tool name.");
+    return failureLine(id, kInvalidParams, "tools/call requires a tool name.");
   }
   static const Json kNone = Json::object();
   const Json* const arguments = memberAt(*params, "arguments");
   const bool given = arguments != nullptr && arguments->is_object();
-  std::string line = responseStart(request.id);
-  appendToolResult(line, request.call(*name, given ? *arguments : kNone));
+  std::string line = responseStart(id);
+  appendToolResult(line, call(*name, given ? *arguments : kNone));
   line += "}\n";
   return line;
 }
-
-/// A method of the protocol and what answers it.
-struct Method {
-  std::string_view name;
-  std::string (*line)(const Request& request);
-};
-
-constexpr std::array kMethods = {
-    Method{"initialize", [](const Request& r) { return successLine(r.id, initializeResult()); }},
-    Method{"ping", [](const Request& r) { return successLine(r.id, "{}"); }},
-    Method{"tools/list", [](const Request& r) { return successLine(r.id, toolsListResult()); }},
-    Method{"resources/list",
-           [](const Request& r) { return successLine(r.id, R"({"resources":[]})"); }},
-    Method{"prompts/list", [](const Request& r) { return successLine(r.id, R"({"prompts":[]})"); }},
-    Method{"tools/call", toolCallLine}};
 
 std::optional<std::string> answerOnce(std::string_view line, const ToolCaller& call) {
   const std::optional<Json> message = parseJson(line);
@@ -125,25 +105,15 @@ std::optional<std::string> answerOnce(std::string_view line, const ToolCaller& c
   if (givenId == nullptr) {
     return std::nullopt;  // a notification
   }
+  if (*name == "tools/call") {
+    return toolCallLine(id, *message, call);
+  }
   for (const Method& method : kMethods) {
     if (method.name == *name) {
-      return method.line({id, *message, call});
+      return responseStart(id) + method.result() + "}\n";
     }
   }
   return failureLine(id, kMethodNotFound, "Method not found: " + *name);
-}
-
-/// @return whether there was a line
-bool answerNextLine(StandardStreams& streams, const BridgeAccess& bridge,
-                    const Listener& listener) {
-  const std::optional<std::string> line = streams.readLine();
-  if (!line) {
-    return false;
-  }
-  if (const std::optional<std::string> answered = answer(*line, bridge, listener)) {
-    streams.write(*answered);
-  }
-  return true;
 }
 
 }  // namespace
@@ -153,9 +123,12 @@ void main() {
   StandardStreams streams;
   const BridgeAccess bridge = installedBridge();
   const Listener listener = installedListener();
-  while (answerNextLine(streams, bridge, listener)) {
-    // A large answer has just been freed.
-    releaseFreeMemory();
+  while (std::optional<std::string> line = streams.readLine()) {
+    if (const std::optional<std::string> answered = answer(*line, bridge, listener)) {
+      streams.write(*answered);
+    }
+    line.reset();
+    releaseFreeMemory();  // A large line and its answer have just been freed.
   }
 }
 
