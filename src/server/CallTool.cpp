@@ -4,8 +4,7 @@
 #include "bridge/MCPBridgeClient.h"
 #include "contract/AnalysisError.h"
 #include "contract/MCPServerError.h"
-#include "tools/ToolCall.h"
-#include "tools/ToolTable.h"
+#include "tools/Catalogue.h"
 #include "workflows/MasterListenStatus.h"
 #include "workflows/SelectedClip.h"
 

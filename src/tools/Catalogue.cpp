@@ -1,13 +1,15 @@
 #include "tools/Catalogue.h"
 
-#include "tools/ToolTable.h"
+#include "contract/MCPServerError.h"
+#include "tools/ArgumentReaders.h"
 
 #include <algorithm>
 
 namespace brindlevane::BrindlevaneMCP {
 namespace {
 
-Json descriptor(const Tool& row) {
+/// A tool's descriptor.
+Json tool(const Tool& row) {
   const bool isWriting = row.effect != Effect::reads;
   Json properties = isWriting ? confirmationProperties() : Json::object();
   std::vector<std::string> required;
@@ -23,34 +25,58 @@ Json descriptor(const Tool& row) {
   if (isWriting) {
     required.emplace_back("confirm");
   }
-  return tool(row.name, row.description, properties, required, /*readOnly=*/!isWriting,
-              /*idempotent=*/row.effect != Effect::writesAnew);
-}
-
-}  // namespace
-
-Json tool(const std::string& name, const std::string& description, const Json& properties,
-          const std::vector<std::string>& required, bool readOnly, bool idempotent) {
-  return {{"name", name},
-          {"description", description},
+  return {{"name", row.name},
+          {"description", row.description},
           {"inputSchema",
            {{"type", "object"},
             {"properties", properties},
             {"required", required},
             {"additionalProperties", false}}},
           {"annotations",
-           {{"readOnlyHint", readOnly},
+           {{"readOnlyHint", !isWriting},
             {"destructiveHint", false},
-            {"idempotentHint", idempotent},
+            {"idempotentHint", row.effect != Effect::writesAnew},
             {"openWorldHint", false}}}};
 }
+
+/// The arguments that are there, checked in order, as they are sent.
+Json readArguments(const Tool& tool, const Json& arguments) {
+  Json read = Json::object();
+  for (const Argument& argument : tool.arguments) {
+    if (!argument.isOptional || arguments.contains(argument.name)) {
+      read[argument.name] = argument.read(arguments);
+    }
+  }
+  return read;
+}
+
+}  // namespace
 
 Json tools() {
   Json descriptors = Json::array();
   for (const Tool& row : toolTable()) {
-    descriptors.push_back(descriptor(row));
+    descriptors.push_back(tool(row));
   }
   return descriptors;
+}
+
+void validateArguments(const std::string& name, const Json& arguments) {
+  const Tool& tool = toolNamed(name);
+  if (tool.effect != Effect::reads) {
+    requireConfirmation(arguments);
+  } else if (tool.arguments.empty() && !arguments.empty()) {
+    throw MCPServerError::invalidArguments("This tool does not accept arguments.");
+  }
+  (void)readArguments(tool, arguments);
+}
+
+std::optional<Json> requestBody(const Tool& tool, const Json& arguments) {
+  if (tool.request->method == "GET") {
+    return std::nullopt;
+  }
+  Json body = tool.request->fixed;
+  body.update(readArguments(tool, arguments));
+  return body;
 }
 
 }  // namespace brindlevane::BrindlevaneMCP

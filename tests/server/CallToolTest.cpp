@@ -1,7 +1,7 @@
 #include "server/CallTool.h"
 #include "tests/support/ScriptedBridge.h"
 #include "tests/support/ToolCalls.h"
-#include "tools/ToolCall.h"
+#include "tools/Catalogue.h"
 
 #include <gtest/gtest.h>
 

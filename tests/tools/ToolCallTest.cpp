@@ -2,7 +2,6 @@
 #include "platform/Text.h"
 #include "tests/support/ToolCalls.h"
 #include "tools/Catalogue.h"
-#include "tools/ToolCall.h"
 
 #include <gtest/gtest.h>
 
