@@ -48,15 +48,6 @@ bool fitsInHeader(std::string_view token) {
   });
 }
 
-/// The string under the key of what should be an object.
-const std::string& stringIn(const Json& object, const char* key) {
-  const std::string* const text = stringAt(object, key);
-  if (text == nullptr) {
-    throw MCPServerError::configurationInvalid();
-  }
-  return *text;
-}
-
 }  // namespace
 
 bool isPath(std::string_view text) {
@@ -76,16 +67,15 @@ bool isPath(std::string_view text) {
 }
 
 BridgeConfiguration readConfiguration(std::string_view text) {
-  const std::optional<Json> json = parseJson(text);
-  if (!json) {
+  const Json json = parseJson(text).value_or(nullptr);
+  const std::string* const address = stringAt(json, "bridgeUrl");
+  const std::string* const token = stringAt(json, "authToken");
+  const auto url = address == nullptr ? std::nullopt : loopbackURL(*address);
+  if (!url || token == nullptr || !hasMoreCharactersThan(kShortestToken - 1, *token) ||
+      !fitsInHeader(*token)) {
     throw MCPServerError::configurationInvalid();
   }
-  const std::optional<LoopbackURL> url = loopbackURL(stringIn(*json, "bridgeUrl"));
-  const std::string& token = stringIn(*json, "authToken");
-  if (!url || !hasMoreCharactersThan(kShortestToken - 1, token) || !fitsInHeader(token)) {
-    throw MCPServerError::configurationInvalid();
-  }
-  return {*url, token};
+  return {*url, *token};
 }
 
 }  // namespace brindlevane

@@ -36,8 +36,7 @@ Json resultOf(const HttpAnswer& answer) {
   if (!envelope || !envelope->is_object()) {
     throw MCPServerError::invalidBridgeResponse();
   }
-  const Json* ok = memberAt(*envelope, "ok");
-  if (answer.status >= kFirstRefusal || ok == nullptr || *ok != true) {
+  if (answer.status >= kFirstRefusal || envelope->value("ok", Json()) != true) {
     throw rejection(answer.status, *envelope);
   }
   const auto result = envelope->find("result");
