@@ -4,47 +4,40 @@
 #include "platform/JsonMembers.h"
 
 #include <algorithm>
-#include <compare>
 #include <optional>
+#include <tuple>
 
 namespace brindlevane::BrindlevaneBridgeCompatibility {
 namespace {
 
 constexpr Seconds kHealthTimeout{6};
-constexpr std::string_view kDigits = "0123456789";
 
-/// Takes the run of digits off the front of the text, without its leading zeros.
-std::string_view takeNumber(std::string_view& text) {
-  std::string_view run = text.substr(0, text.find_first_not_of(kDigits));
-  text.remove_prefix(run.size());
-  run.remove_prefix(std::min(run.find_first_not_of('0'), run.size()));
-  return run;
+/// What versions are compared by: a run of digits by its length and its digits, without leading
+/// zeros, any other character by itself.
+using Part = std::tuple<std::string_view, std::size_t, std::string_view>;
+
+/// Takes the first part off a version that is not empty.
+Part takePart(std::string_view& version) {
+  std::string_view number = version.substr(0, version.find_first_not_of("0123456789"));
+  if (number.empty()) {
+    const Part character = {version.substr(0, 1), 0, ""};
+    version.remove_prefix(1);
+    return character;
+  }
+  version.remove_prefix(number.size());
+  number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
+  return {"0", number.size(), number};
 }
 
-bool startsWithDigit(std::string_view text) {
-  return !text.empty() && kDigits.find(text.front()) != std::string_view::npos;
-}
-
-std::strong_ordering compareNumerically(std::string_view left, std::string_view right) {
-  while (!left.empty() && !right.empty()) {
-    auto order = std::strong_ordering::equal;
-    if (startsWithDigit(left) && startsWithDigit(right)) {
-      const std::string_view leftRun = takeNumber(left);
-      const std::string_view rightRun = takeNumber(right);
-      order = leftRun.size() <=> rightRun.size();
-      if (order == std::strong_ordering::equal) {
-        order = leftRun <=> rightRun;
-      }
-    } else {
-      order = left.substr(0, 1) <=> right.substr(0, 1);
-      left.remove_prefix(1);
-      right.remove_prefix(1);
-    }
-    if (order != std::strong_ordering::equal) {
-      return order;
+bool isOlder(std::string_view version, std::string_view other) {
+  while (!version.empty() && !other.empty()) {
+    const Part left = takePart(version);
+    const Part right = takePart(other);
+    if (left != right) {
+      return left < right;
     }
   }
-  return left.size() <=> right.size();
+  return !other.empty();
 }
 
 /// The strings of an array; nothing when there is none or it holds anything else.
@@ -58,8 +51,8 @@ std::optional<std::vector<std::string>> stringsAt(const Json& object, const char
 
 }  // namespace
 
-const std::set<std::string, std::less<>>& requiredCapabilities() {
-  static const std::set<std::string, std::less<>> kRequired = {
+const std::set<std::string>& requiredCapabilities() {
+  static const std::set<std::string> kRequired = {
       "project.analyze",        "mix_prep.analyze",        "context.live",
       "key.source.audio",       "key.source.midi",         "tracks.create.midi",
       "clips.create.midi",      "clips.notes.replace",     "clips.notes.evolve",
@@ -70,7 +63,7 @@ const std::set<std::string, std::less<>>& requiredCapabilities() {
 }
 
 bool supports(std::string_view version, const std::vector<std::string>& capabilities) {
-  if (compareNumerically(version, minimumVersion) < 0) {
+  if (isOlder(version, minimumVersion)) {
     return false;
   }
   const std::set<std::string_view> offered(capabilities.begin(), capabilities.end());

@@ -13,7 +13,7 @@ namespace brindlevane::BrindlevaneBridgeCompatibility {
 inline constexpr std::string_view minimumVersion = "0.17.10";
 
 /// The 18 capabilities that the tools rely on.
-[[nodiscard]] const std::set<std::string, std::less<>>& requiredCapabilities();
+[[nodiscard]] const std::set<std::string>& requiredCapabilities();
 
 /// Whether the version is at least minimumVersion, runs of digits being compared by their value,
 /// and every required capability is there.
