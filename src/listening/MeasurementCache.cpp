@@ -1,7 +1,5 @@
 #include "listening/MeasurementCache.h"
 
-#include <functional>
-
 namespace brindlevane {
 
 std::optional<AudioMeasurement> MeasurementCache::find(const AudioCacheKey& key) const {
@@ -21,10 +19,6 @@ void MeasurementCache::store(const AudioCacheKey& key, const AudioMeasurement& m
 std::size_t MeasurementCache::size() const {
   const std::lock_guard guard(cacheLock);
   return cache.size();
-}
-
-std::size_t MeasurementCache::Hash::operator()(const AudioCacheKey& key) const {
-  return std::hash<std::string>()(key.path);
 }
 
 }  // namespace brindlevane

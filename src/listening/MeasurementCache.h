@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -41,7 +42,9 @@ class MeasurementCache {
 
  private:
   struct Hash {
-    std::size_t operator()(const AudioCacheKey& key) const;
+    std::size_t operator()(const AudioCacheKey& key) const {
+      return std::hash<std::string>()(key.path);
+    }
   };
 
   mutable std::mutex cacheLock;
