@@ -48,9 +48,4 @@ AudioMeasurement analyze(const std::string& at, double transposeSemitones, doubl
   return measurement;
 }
 
-AudioMeasurement analyze(const std::string& at, std::optional<double> duration,
-                         const Listener& listener) {
-  return analyze(at, 0, 0, duration, listener);
-}
-
 }  // namespace brindlevane::LocalAudioAnalyzer

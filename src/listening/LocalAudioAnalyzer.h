@@ -2,7 +2,6 @@
 
 #include "contract/AudioMeasurement.h"
 #include "contract/Listening.h"
-#include "listening/InstalledListener.h"
 
 #include <optional>
 #include <string>
@@ -26,10 +25,6 @@ namespace brindlevane::LocalAudioAnalyzer {
 ///     1e-6 or an RMS of at most 1e-7), or more than fits in memory
 [[nodiscard]] AudioMeasurement analyze(const std::string& at, double transposeSemitones,
                                        double startSeconds, std::optional<double> duration,
-                                       const Listener& listener = installedListener());
-
-/// The same with the defaults: not transposed, from the start of the file.
-[[nodiscard]] AudioMeasurement analyze(const std::string& at, std::optional<double> duration,
-                                       const Listener& listener = installedListener());
+                                       const Listener& listener);
 
 }  // namespace brindlevane::LocalAudioAnalyzer

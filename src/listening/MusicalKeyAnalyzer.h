@@ -3,7 +3,6 @@
 #include "contract/KeyDetection.h"
 #include "contract/Listening.h"
 #include "key/KeyProfiles.h"
-#include "listening/InstalledListener.h"
 
 #include <optional>
 #include <string>
@@ -24,6 +23,6 @@ namespace brindlevane::MusicalKeyAnalyzer {
 ///     carry sound, or a flat profile
 [[nodiscard]] KeyDetection analyzeAudio(const std::string& at, double transposeSemitones,
                                         double startSeconds, std::optional<double> duration,
-                                        const Listener& listener = installedListener());
+                                        const Listener& listener);
 
 }  // namespace brindlevane::MusicalKeyAnalyzer

@@ -36,7 +36,7 @@ bool cleanUp(const MCPBridgeClient& bridge, const std::string& jobId) {
 Json measured(const MCPBridgeClient& bridge, const std::string& jobId, const Json& status,
               const Listener& listener) {
   Json result =
-      LocalAudioAnalyzer::analyze(requiredString(status, "filePath"), std::nullopt, listener)
+      LocalAudioAnalyzer::analyze(requiredString(status, "filePath"), 0, 0, std::nullopt, listener)
           .dictionary();
   result["scope"] = "renderedMasterResampling";
   result["measurementNotice"] =

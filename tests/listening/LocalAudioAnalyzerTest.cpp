@@ -69,7 +69,7 @@ TEST_F(Analyze, AnswersFromMemoryUntilTheFileChanges) {
   EXPECT_NE(analyze(path, 0.005, 0), first);
   EXPECT_NE(analyze(path, -0.005, 0), first);
   EXPECT_NE(analyze(path, 0, 0.0005), first);
-  EXPECT_NE(LocalAudioAnalyzer::analyze(path, 0.2, heard), first);
+  EXPECT_NE(analyze(path, 0, 0, 0.2), first);
   EXPECT_EQ(analyze(path, std::nan(""), 0), first);
   EXPECT_EQ(refusalOf(path, 0, 0.0005), kInsufficient);
   std::filesystem::last_write_time(path, when + std::chrono::milliseconds(1));

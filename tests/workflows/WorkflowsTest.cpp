@@ -219,7 +219,7 @@ TEST_F(Workflows, AFinishedCaptureIsMeasuredWholeAndCleanedUp) {
     const ToolResult result = listenToMaster();
     EXPECT_FALSE(result.isError);
     EXPECT_EQ(requests(), (std::vector{statusRequest, cleanUpRequest}));
-    Json expected = LocalAudioAnalyzer::analyze(path, std::nullopt, heard).dictionary();
+    Json expected = LocalAudioAnalyzer::analyze(path, 0, 0, std::nullopt, heard).dictionary();
     EXPECT_EQ(expected.at("analyzedSeconds"), 12.0);
     expected.update(
         {{"capture", status},
