@@ -24,18 +24,15 @@ Json AudioMeasurement::dictionary() const {
        "master. Ce n\u2019est pas le rendu entendu au master."},
       {"privacy", "Le fichier audio reste sur ce Mac."},
   };
-  if (stereoCorrelation) {
-    object["stereoCorrelation"] = *stereoCorrelation;
-  }
-  if (stereoWidthPercent) {
-    object["stereoWidthPercent"] = *stereoWidthPercent;
-  }
-  if (key) {
-    object["key"] = *key;
-  }
-  if (keyConfidence) {
-    object["keyConfidence"] = *keyConfidence;
-  }
+  const auto addWherePresent = [&object](const char* name, const auto& field) {
+    if (field) {
+      object[name] = *field;
+    }
+  };
+  addWherePresent("stereoCorrelation", stereoCorrelation);
+  addWherePresent("stereoWidthPercent", stereoWidthPercent);
+  addWherePresent("key", key);
+  addWherePresent("keyConfidence", keyConfidence);
   return object;
 }
 
