@@ -1,7 +1,6 @@
 #include "bridge/BrindlevaneBridgeCompatibility.h"
 
 #include "contract/MCPServerError.h"
-#include "platform/JsonMembers.h"
 
 #include <algorithm>
 #include <optional>
@@ -40,15 +39,6 @@ bool isOlder(std::string_view version, std::string_view other) {
   return !other.empty();
 }
 
-/// The strings of an array; nothing when there is none or it holds anything else.
-std::optional<std::vector<std::string>> stringsAt(const Json& object, const char* key) {
-  const Json* const list = memberAt(object, key);
-  const bool areStrings =
-      list != nullptr && list->is_array() &&
-      std::all_of(list->begin(), list->end(), [](const Json& e) { return e.is_string(); });
-  return areStrings ? std::optional(list->get<std::vector<std::string>>()) : std::nullopt;
-}
-
 }  // namespace
 
 const std::set<std::string>& requiredCapabilities() {
@@ -73,14 +63,17 @@ bool supports(std::string_view version, const std::vector<std::string>& capabili
 
 void requireCompatibleBridge(const MCPBridgeClient& bridge) {
   const Json health = bridge.request("/v1/health", "GET", std::nullopt, kHealthTimeout);
-  const std::string* const version = stringAt(health, "bridgeVersion");
-  const auto capabilities = stringsAt(health, "capabilities");
-  if (version == nullptr || !capabilities) {
+  std::string version;
+  std::vector<std::string> capabilities;
+  try {
+    health.at("bridgeVersion").get_to(version);
+    health.at("capabilities").get_to(capabilities);
+  } catch (const Json::exception&) {
     throw MCPServerError::invalidBridgeResponse();
   }
-  if (!supports(*version, *capabilities)) {
+  if (!supports(version, capabilities)) {
     throw MCPServerError::bridgeIncompatible(
-        "BrindlevaneBridge " + *version +
+        "BrindlevaneBridge " + version +
         " is outdated. Open Brindlevane, reinstall the Ableton bridge, save the project and "
         "restart Ableton before using Brindlevane actions.");
   }
