@@ -42,8 +42,8 @@ bool fitsInHeader(std::string_view token) {
   if (token.size() > kLongestToken || token.starts_with(' ') || token.ends_with(' ')) {
     return false;
   }
-  return std::none_of(token.begin(), token.end(),
-                      [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; });
+  return std::ranges::none_of(token,
+                              [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; });
 }
 
 }  // namespace

@@ -53,12 +53,9 @@ const std::set<std::string>& requiredCapabilities() {
 }
 
 bool supports(std::string_view version, const std::vector<std::string>& capabilities) {
-  if (isOlder(version, minimumVersion)) {
-    return false;
-  }
-  const std::set<std::string_view> offered(capabilities.begin(), capabilities.end());
-  return std::all_of(requiredCapabilities().begin(), requiredCapabilities().end(),
-                     [&](const std::string& needed) { return offered.contains(needed); });
+  const std::set<std::string> offered(capabilities.begin(), capabilities.end());
+  return !isOlder(version, minimumVersion) &&
+         std::ranges::includes(offered, requiredCapabilities());
 }
 
 void requireCompatibleBridge(const MCPBridgeClient& bridge) {

@@ -50,7 +50,7 @@ Json choice(std::span<const std::string_view> words) {
 }
 
 bool isAmong(std::span<const std::string_view> words, std::string_view word) {
-  return std::find(words.begin(), words.end(), word) != words.end();
+  return std::ranges::find(words, word) != words.end();
 }
 
 Reader asNumber(const std::string& name) {
@@ -74,8 +74,7 @@ void validateJobId(const Json& arguments) {
 }
 
 bool isArrayOfObjects(const Json& value) {
-  return value.is_array() && std::all_of(value.begin(), value.end(),
-                                         [](const Json& element) { return element.is_object(); });
+  return value.is_array() && std::ranges::all_of(value, &Json::is_object);
 }
 
 const Json& midiNotesProperty() {

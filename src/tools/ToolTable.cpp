@@ -201,8 +201,7 @@ const std::vector<Tool>& toolTable() {
 }
 
 const Tool& toolNamed(const std::string& name) {
-  const auto found = std::find_if(toolTable().begin(), toolTable().end(),
-                                  [&](const Tool& tool) { return tool.name == name; });
+  const auto found = std::ranges::find(toolTable(), name, &Tool::name);
   if (found == toolTable().end()) {
     throw MCPServerError::invalidArguments("Unknown Brindlevane tool: " + name);
   }

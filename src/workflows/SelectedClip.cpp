@@ -41,8 +41,7 @@ std::optional<double> doubleAt(const Json& object, const char* key) {
 std::optional<std::vector<double>> numbersAt(const Json& object, const char* key) {
   const Json* const list = memberAt(object, key);
   const bool areNumbers =
-      list != nullptr && list->is_array() &&
-      std::all_of(list->begin(), list->end(), [](const Json& e) { return e.is_number(); });
+      list != nullptr && list->is_array() && std::ranges::all_of(*list, &Json::is_number);
   return areNumbers ? std::optional(list->get<std::vector<double>>()) : std::nullopt;
 }
 
