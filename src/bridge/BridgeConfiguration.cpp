@@ -64,8 +64,11 @@ bool isPath(std::string_view text) {
   return true;
 }
 
-BridgeConfiguration readConfiguration(std::string_view text) {
-  const Json json = parseJson(text).value_or(nullptr);
+BridgeConfiguration readConfiguration(const std::optional<std::string>& text) {
+  if (!text) {
+    throw MCPServerError::configurationMissing();
+  }
+  const Json json = parseJson(*text).value_or(nullptr);
   const std::string* const address = stringAt(json, "bridgeUrl");
   const std::string* const token = stringAt(json, "authToken");
   const auto url = address == nullptr ? std::nullopt : loopbackURL(*address);

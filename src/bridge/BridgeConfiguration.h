@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -26,7 +27,9 @@ struct BridgeConfiguration {
 
 /// Reads the text of the configuration file: a JSON object with "bridgeUrl" and "authToken".
 ///
-/// @throws MCPServerError  configurationInvalid: the text breaks a rule
-[[nodiscard]] BridgeConfiguration readConfiguration(std::string_view text);
+/// @throws MCPServerError  configurationMissing: there is no text; configurationInvalid: it breaks
+/// a
+///     rule
+[[nodiscard]] BridgeConfiguration readConfiguration(const std::optional<std::string>& text);
 
 }  // namespace brindlevane

@@ -13,14 +13,6 @@ namespace {
 /// A status from here on is a refusal, whatever the body says.
 constexpr unsigned kFirstRefusal = 400;
 
-BridgeConfiguration configurationOf(const BridgeAccess& access) {
-  const std::optional<std::string> text = access.readConfiguration();
-  if (!text) {
-    throw MCPServerError::configurationMissing();
-  }
-  return readConfiguration(*text);
-}
-
 MCPServerError rejection(unsigned status, const Json& envelope) {
   const Json reason = envelope.value("error", Json());
   const std::string* const code = stringAt(reason, "code");
@@ -49,7 +41,7 @@ Json resultOf(const HttpAnswer& answer) {
 }  // namespace
 
 MCPBridgeClient::MCPBridgeClient(const BridgeAccess& access)
-    : MCPBridgeClient(configurationOf(access), access.exchange) {}
+    : MCPBridgeClient(readConfiguration(access.readConfiguration()), access.exchange) {}
 
 MCPBridgeClient::MCPBridgeClient(BridgeConfiguration configuration, HttpExchange exchange)
     : baseURL(std::move(configuration.baseURL)),
