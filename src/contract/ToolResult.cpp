@@ -14,12 +14,10 @@ constexpr std::string_view kAfterText = R"(,"type":"text"}]})";
 }  // namespace
 
 ToolResult toolResult(Json value, bool isError) {
-  if (value.is_object()) {
-    return {std::move(value), isError};
+  if (!value.is_object()) {
+    value = {{"value", std::move(value)}};
   }
-  Json wrapped = Json::object();
-  wrapped["value"] = std::move(value);
-  return {std::move(wrapped), isError};
+  return {std::move(value), isError};
 }
 
 ToolResult errorResult(const std::string& type, const std::string& message) {
