@@ -5,7 +5,6 @@
 #include "platform/Text.h"
 
 #include <cmath>
-#include <limits>
 #include <string_view>
 
 namespace brindlevane::BrindlevaneMCP {
@@ -34,14 +33,12 @@ const Json& number(const Json& arguments, const std::string& key) {
 std::int64_t integer(const Json& arguments, const std::string& key) {
   const Json& value = number(arguments, key);
   const auto asDouble = value.get<double>();
-  // 2^63 is the first double that a signed 64-bit integer cannot hold; the integers just below it
-  // round up to it, so an exact integer is compared exactly.
+  // 2^63, the first number that a signed 64-bit integer cannot hold. An integer from there on turns
+  // into a negative one; as a double, one just below it would round up to it.
   constexpr double kLimit = 9223372036854775808.0;
-  const bool fits =
-      value.is_number_float()
-          ? asDouble >= 0 && asDouble < kLimit && std::trunc(asDouble) == asDouble
-          : asDouble >= 0 && value.get<std::uint64_t>() <=
-                                 std::uint64_t{std::numeric_limits<std::int64_t>::max()};
+  const bool fits = value.is_number_float()
+                        ? asDouble >= 0 && asDouble < kLimit && std::trunc(asDouble) == asDouble
+                        : value.get<std::int64_t>() >= 0;
   if (!fits) {
     throw MCPServerError::invalidArguments(key + " must be a non-negative integer.");
   }
