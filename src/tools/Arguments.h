@@ -50,19 +50,13 @@ struct Argument {
 /// "tempo", sent as a floating-point number.
 [[nodiscard]] Argument tempo();
 
-/// "trackIndex".
+/// "trackIndex", "expectedRevision", and the same where only the session gives it.
 [[nodiscard]] Argument trackIndexProperty();
-
-/// "expectedRevision".
 [[nodiscard]] Argument revisionProperty();
-
-/// "expectedRevision" where only the session gives it.
 [[nodiscard]] Argument sessionRevisionProperty();
 
-/// "jobId": the id of a master-listen job.
+/// "jobId" and "sampleId": the ids of a master-listen job and of a sample that was found.
 [[nodiscard]] Argument jobId();
-
-/// "sampleId": the id of a sample that was found.
 [[nodiscard]] Argument sampleId();
 
 /// "startTime" and "length" of a clip; both are read before either is judged.
@@ -73,19 +67,15 @@ struct Argument {
 [[nodiscard]] Argument stateField();
 [[nodiscard]] Argument stateEnabled();
 
-/// "notes" of a new clip, where they are present.
+/// "notes" of a new clip, where they are present, and those that take the place of a clip's own.
 [[nodiscard]] Argument newNotes();
-
-/// "notes" that take the place of a clip's own.
 [[nodiscard]] Argument replacingNotes();
 
 /// "expectedRevision", and "index" and "name" where they are present, of a new track.
 [[nodiscard]] std::vector<Argument> trackCreationProperties();
 
-/// "query", where it is present: words to search for.
+/// "query" and "role", where they are present: words to search for, a sample's musical role.
 [[nodiscard]] Argument query();
-
-/// "role": a sample's musical role, where it is present.
 [[nodiscard]] Argument role();
 
 /// The argument, read only where it is present, and sent as it was received.
