@@ -21,7 +21,7 @@ constexpr std::size_t kLongestQuery = 200;
 constexpr std::size_t kLongestSampleId = 24;
 
 constexpr std::size_t kMostNotes = 512;
-constexpr std::int64_t kLongestClip = 4096;  // beats
+constexpr int kLongestClip = 4096;  // beats
 constexpr std::string_view kStateFields[] = {"mute", "solo", "arm"};
 constexpr const char* kStateSentence =
     "field must be mute, solo or arm, and enabled must be boolean.";
@@ -41,7 +41,7 @@ Json described(Json schema, const std::string& description) {
   return schema;
 }
 
-Json bounded(const char* type, std::int64_t least, std::int64_t most) {
+Json bounded(const char* type, int least, int most) {
   return {{"type", type}, {"minimum", least}, {"maximum", most}};
 }
 
@@ -113,8 +113,8 @@ Argument index(const std::string& name, const std::string& description) {
           [=](const Json& arguments) { return integer(arguments, name); }};
 }
 
-Argument count(const std::string& name, std::int64_t least, std::int64_t most,
-               const std::string& sentence, const std::string& description) {
+Argument count(const std::string& name, int least, int most, const std::string& sentence,
+               const std::string& description) {
   return {name, described(bounded("integer", least, most), description),
           [=](const Json& arguments) {
             const std::int64_t value = integer(arguments, name);
@@ -123,13 +123,12 @@ Argument count(const std::string& name, std::int64_t least, std::int64_t most,
           }};
 }
 
-Argument number(const std::string& name, std::int64_t least, std::int64_t most,
-                const std::string& sentence, const std::string& description) {
+Argument number(const std::string& name, int least, int most, const std::string& sentence,
+                const std::string& description) {
   return {name, described(bounded("number", least, most), description), [=](const Json& arguments) {
             const Json& given = number(arguments, name);
             const auto value = given.get<double>();
-            require(value >= static_cast<double>(least) && value <= static_cast<double>(most),
-                    sentence);
+            require(value >= least && value <= most, sentence);
             return given;
           }};
 }
@@ -207,7 +206,7 @@ Argument clipLength() {
     const auto start = number(arguments, "startTime").get<double>();
     const Json& given = number(arguments, "length");
     const auto beats = given.get<double>();
-    require(start >= 0 && beats > 0 && beats <= static_cast<double>(kLongestClip),
+    require(start >= 0 && beats > 0 && beats <= kLongestClip,
             "Invalid MIDI clip position or length.");
     return given;
   };

@@ -2,7 +2,6 @@
 
 #include "platform/Json.h"
 
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -31,11 +30,11 @@ struct Argument {
 [[nodiscard]] Argument index(const std::string& name, const std::string& description = "");
 
 /// A whole number from `least` to `most`.
-[[nodiscard]] Argument count(const std::string& name, std::int64_t least, std::int64_t most,
+[[nodiscard]] Argument count(const std::string& name, int least, int most,
                              const std::string& sentence, const std::string& description = "");
 
 /// A number from `least` to `most`, sent as it was received.
-[[nodiscard]] Argument number(const std::string& name, std::int64_t least, std::int64_t most,
+[[nodiscard]] Argument number(const std::string& name, int least, int most,
                               const std::string& sentence, const std::string& description = "");
 
 /// A number of any size, sent as it was received.
