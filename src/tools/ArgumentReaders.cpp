@@ -45,13 +45,4 @@ std::int64_t integer(const Json& arguments, const std::string& key) {
   return value.get<std::int64_t>();
 }
 
-void requireConfirmation(const Json& arguments) {
-  const Json* const confirm = memberAt(arguments, "confirm");
-  if (confirm == nullptr || *confirm != true) {
-    throw MCPServerError::invalidArguments(
-        "Explicit user confirmation is required. Ask the user, then call again with "
-        "confirm=true.");
-  }
-}
-
 }  // namespace brindlevane::BrindlevaneMCP

@@ -24,7 +24,4 @@ namespace brindlevane::BrindlevaneMCP {
 /// Longest "jobId", in user-perceived characters.
 inline constexpr std::size_t kLongestJobId = 80;
 
-/// Refuses a call in which "confirm" is not true.
-void requireConfirmation(const Json& arguments);
-
 }  // namespace brindlevane::BrindlevaneMCP

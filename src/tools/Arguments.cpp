@@ -98,16 +98,6 @@ const Json& midiNotesProperty() {
 
 }  // namespace
 
-const Json& confirmationProperties() {
-  static const Json kPiece = {
-      {"confirm",
-       {{"type", "boolean"},
-        {"const", true},
-        {"description",
-         "Must be true only after the user explicitly approves this Ableton change."}}}};
-  return kPiece;
-}
-
 Argument index(const std::string& name, const std::string& description) {
   return {name, described({{"type", "integer"}, {"minimum", 0}}, description),
           [=](const Json& arguments) { return integer(arguments, name); }};

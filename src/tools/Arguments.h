@@ -20,9 +20,6 @@ struct Argument {
   bool isOptional = false;  ///< read only where it is present; a null is present
 };
 
-/// `properties` of a tool that takes nothing but the user's confirmation.
-[[nodiscard]] const Json& confirmationProperties();
-
 /// Makers of arguments. Each makes the schema and the reader from the same bounds. A sentence is
 /// the whole refusal of a value that has the right type; an empty description is left out.
 

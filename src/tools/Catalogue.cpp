@@ -1,12 +1,32 @@
 #include "tools/Catalogue.h"
 
 #include "contract/MCPServerError.h"
-#include "tools/ArgumentReaders.h"
+#include "platform/JsonMembers.h"
 
 #include <algorithm>
 
 namespace brindlevane::BrindlevaneMCP {
 namespace {
+
+/// `properties` of a tool that takes nothing but the user's confirmation.
+const Json& confirmationProperties() {
+  static const Json kPiece = {
+      {"confirm",
+       {{"type", "boolean"},
+        {"const", true},
+        {"description",
+         "Must be true only after the user explicitly approves this Ableton change."}}}};
+  return kPiece;
+}
+
+void requireConfirmation(const Json& arguments) {
+  const Json* const confirm = memberAt(arguments, "confirm");
+  if (confirm == nullptr || *confirm != true) {
+    throw MCPServerError::invalidArguments(
+        "Explicit user confirmation is required. Ask the user, then call again with "
+        "confirm=true.");
+  }
+}
 
 /// A tool's descriptor.
 Json tool(const Tool& row) {
