@@ -7,14 +7,13 @@
 namespace brindlevane {
 namespace {
 
-constexpr const char* kProgram = "brindlevane-listener";
 // A measurement takes 75 KB.
 constexpr std::size_t kLongestAnswer = std::size_t{1} << 20U;
 
 /// The listener lies in ../lib/brindlevane when installed, beside this program when built.
 std::string installedProgram() {
   const std::string folder = programFolder();
-  const std::string program = std::string(kProgram) + kProgramSuffix;
+  const std::string program = std::string("brindlevane-listener") + kProgramSuffix;
   const std::string installed = folder + "../lib/brindlevane/" + program;
   return fileAttributes(installed) ? installed : folder + program;
 }
