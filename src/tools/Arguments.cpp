@@ -53,10 +53,6 @@ bool isAmong(std::span<const std::string_view> words, std::string_view word) {
   return std::ranges::find(words, word) != words.end();
 }
 
-Reader asNumber(const std::string& name) {
-  return [=](const Json& arguments) { return number(arguments, name); };
-}
-
 Reader asText(const std::string& name, std::size_t longest) {
   return [=](const Json& arguments) { return string(arguments, name, longest); };
 }
@@ -124,7 +120,8 @@ Argument number(const std::string& name, int least, int most, const std::string&
 }
 
 Argument anyNumber(const std::string& name, const std::string& description) {
-  return {name, described({{"type", "number"}}, description), asNumber(name)};
+  return {name, described({{"type", "number"}}, description),
+          [=](const Json& arguments) { return number(arguments, name); }};
 }
 
 Argument startTime(const std::string& description) {
