@@ -27,9 +27,9 @@ struct BridgeConfiguration {
 
 /// Reads the text of the configuration file: a JSON object with "bridgeUrl" and "authToken".
 ///
-/// @throws MCPServerError  configurationMissing: there is no text; configurationInvalid: it breaks
-/// a
-///     rule
+/// @param text  nothing where there is no file
+/// @throws MCPServerError  configurationMissing: there is no text; configurationInvalid: the text
+///     breaks a rule
 [[nodiscard]] BridgeConfiguration readConfiguration(const std::optional<std::string>& text);
 
 }  // namespace brindlevane

@@ -8,6 +8,14 @@
 #include <string_view>
 
 namespace brindlevane::BrindlevaneMCP {
+namespace {
+
+bool isLowerHex(std::string_view text, std::size_t digits) {
+  return text.size() == digits &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+}  // namespace
 
 std::string string(const Json& arguments, const std::string& key, std::size_t maximumLength) {
   const std::string* const given = stringAt(arguments, key);
@@ -43,6 +51,29 @@ std::int64_t integer(const Json& arguments, const std::string& key) {
     throw MCPServerError::invalidArguments(key + " must be a non-negative integer.");
   }
   return value.get<std::int64_t>();
+}
+
+void validateJobId(const Json& arguments) {
+  constexpr std::string_view kPrefix = "master_";
+  const std::string id = string(arguments, "jobId", kLongestJobId);
+  if (!id.starts_with(kPrefix) || !isLowerHex(std::string_view(id).substr(kPrefix.size()), 32)) {
+    throw MCPServerError::invalidArguments("jobId is not a valid Brindlevane master-listen id.");
+  }
+}
+
+void validateSampleId(const Json& arguments) {
+  if (!isLowerHex(string(arguments, "sampleId", kLongestSampleId), 24)) {
+    throw MCPServerError::invalidArguments("sampleId must come from brindlevane_search_samples.");
+  }
+}
+
+void requireConfirmation(const Json& arguments) {
+  const Json* const confirm = memberAt(arguments, "confirm");
+  if (confirm == nullptr || *confirm != true) {
+    throw MCPServerError::invalidArguments(
+        "Explicit user confirmation is required. Ask the user, then call again with "
+        "confirm=true.");
+  }
 }
 
 }  // namespace brindlevane::BrindlevaneMCP

@@ -21,7 +21,17 @@ namespace brindlevane::BrindlevaneMCP {
 /// The whole number from 0 to 2^63 - 1 under the key, which may be written with a fraction of zero.
 [[nodiscard]] std::int64_t integer(const Json& arguments, const std::string& key);
 
-/// Longest "jobId", in user-perceived characters.
+/// Longest identifiers, in user-perceived characters.
 inline constexpr std::size_t kLongestJobId = 80;
+inline constexpr std::size_t kLongestSampleId = 24;
+
+/// Refuses anything but "master_" and 32 lower-case hexadecimal digits under "jobId".
+void validateJobId(const Json& arguments);
+
+/// Refuses anything but 24 lower-case hexadecimal digits under "sampleId".
+void validateSampleId(const Json& arguments);
+
+/// Refuses a call in which "confirm" is not true.
+void requireConfirmation(const Json& arguments);
 
 }  // namespace brindlevane::BrindlevaneMCP

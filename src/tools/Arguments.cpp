@@ -18,7 +18,6 @@ namespace {
 // Longest texts, in user-perceived characters.
 constexpr std::size_t kLongestName = 96;
 constexpr std::size_t kLongestQuery = 200;
-constexpr std::size_t kLongestSampleId = 24;
 
 constexpr std::size_t kMostNotes = 512;
 constexpr int kLongestClip = 4096;  // beats
@@ -55,18 +54,6 @@ bool isAmong(std::span<const std::string_view> words, std::string_view word) {
 
 Reader asText(const std::string& name, std::size_t longest) {
   return [=](const Json& arguments) { return string(arguments, name, longest); };
-}
-
-bool isLowerHex(std::string_view text, std::size_t digits) {
-  return text.size() == digits &&
-         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
-}
-
-void validateJobId(const Json& arguments) {
-  constexpr std::string_view kPrefix = "master_";
-  const std::string id = string(arguments, "jobId", kLongestJobId);
-  require(id.starts_with(kPrefix) && isLowerHex(std::string_view(id).substr(kPrefix.size()), 32),
-          "jobId is not a valid Brindlevane master-listen id.");
 }
 
 bool isArrayOfObjects(const Json& value) {
@@ -173,10 +160,8 @@ Argument jobId() {
 Argument sampleId() {
   return {
       "sampleId", {{"type", "string"}, {"pattern", "^[a-f0-9]{24}$"}}, [](const Json& arguments) {
-        std::string id = string(arguments, "sampleId", kLongestSampleId);
-        require(isLowerHex(id, kLongestSampleId),
-                "sampleId must come from brindlevane_search_samples.");
-        return id;
+        validateSampleId(arguments);
+        return string(arguments, "sampleId", kLongestSampleId);
       }};
 }
 

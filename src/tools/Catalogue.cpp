@@ -1,7 +1,7 @@
 #include "tools/Catalogue.h"
 
 #include "contract/MCPServerError.h"
-#include "platform/JsonMembers.h"
+#include "tools/ArgumentReaders.h"
 
 #include <algorithm>
 
@@ -19,17 +19,7 @@ const Json& confirmationProperties() {
   return kPiece;
 }
 
-void requireConfirmation(const Json& arguments) {
-  const Json* const confirm = memberAt(arguments, "confirm");
-  if (confirm == nullptr || *confirm != true) {
-    throw MCPServerError::invalidArguments(
-        "Explicit user confirmation is required. Ask the user, then call again with "
-        "confirm=true.");
-  }
-}
-
-/// A tool's descriptor.
-Json tool(const Tool& row) {
+Json descriptor(const Tool& row) {
   const bool isWriting = row.effect != Effect::reads;
   Json properties = isWriting ? confirmationProperties() : Json::object();
   std::vector<std::string> required;
@@ -45,18 +35,8 @@ Json tool(const Tool& row) {
   if (isWriting) {
     required.emplace_back("confirm");
   }
-  return {{"name", row.name},
-          {"description", row.description},
-          {"inputSchema",
-           {{"type", "object"},
-            {"properties", properties},
-            {"required", required},
-            {"additionalProperties", false}}},
-          {"annotations",
-           {{"readOnlyHint", !isWriting},
-            {"destructiveHint", false},
-            {"idempotentHint", row.effect != Effect::writesAnew},
-            {"openWorldHint", false}}}};
+  return tool(row.name, row.description, properties, required, /*readOnly=*/!isWriting,
+              /*idempotent=*/row.effect != Effect::writesAnew);
 }
 
 /// The arguments that are there, checked in order, as they are sent.
@@ -72,10 +52,26 @@ Json readArguments(const Tool& tool, const Json& arguments) {
 
 }  // namespace
 
+Json tool(const std::string& name, const std::string& description, const Json& properties,
+          const std::vector<std::string>& required, bool readOnly, bool idempotent) {
+  return {{"name", name},
+          {"description", description},
+          {"inputSchema",
+           {{"type", "object"},
+            {"properties", properties},
+            {"required", required},
+            {"additionalProperties", false}}},
+          {"annotations",
+           {{"readOnlyHint", readOnly},
+            {"destructiveHint", false},
+            {"idempotentHint", idempotent},
+            {"openWorldHint", false}}}};
+}
+
 Json tools() {
   Json descriptors = Json::array();
   for (const Tool& row : toolTable()) {
-    descriptors.push_back(tool(row));
+    descriptors.push_back(descriptor(row));
   }
   return descriptors;
 }

@@ -5,14 +5,21 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 /// What follows from the rows of the table.
 namespace brindlevane::BrindlevaneMCP {
 
-/// The product's 28 tools in the order in which they are offered: an array of objects with "name",
-/// "description", "inputSchema" and "annotations".
+/// One tool's descriptor: "name", "description", "inputSchema" and "annotations".
 ///
+/// @param properties  an object from argument name to its schema
+/// @param required    the arguments that a call must hold
 /// @see Model Context Protocol, revision 2025-06-18, "Tools", "Tool".
+[[nodiscard]] Json tool(const std::string& name, const std::string& description,
+                        const Json& properties, const std::vector<std::string>& required,
+                        bool readOnly, bool idempotent);
+
+/// The product's 28 tools in the order in which they are offered.
 [[nodiscard]] Json tools();
 
 /// Checks a call before anything is sent: the tool must exist and its arguments must keep its
