@@ -23,7 +23,7 @@ set(layers
   "practice|platform contract bridge support")
 set(third_party "boost/|seccomp|utf8proc|sndfile|libav|libswresample|nlohmann/")
 # The shared vocabulary, what the files of a decoder's module share, and the server of support.
-set(may_use_third_party "src/platform/(sound/)?(posix/)?[A-Za-z]+\\.cpp|src/platform/(Json|sound/AvioSource|sound/FfmpegHandles|sound/SndfileHandle)\\.h|support/LoopbackServer\\.cpp")
+set(may_use_third_party "src/platform/(sound/)?(posix/)?[A-Za-z]+\\.cpp|src/platform/(Json|sound/FfmpegHandles|sound/SndfileHandle)\\.h|support/LoopbackServer\\.cpp")
 
 set(faults 0)
 foreach(layer IN LISTS layers)

@@ -1,5 +1,6 @@
 #include "platform/sound/PacketReader.h"
 
+#include <string>
 #include <utility>
 
 namespace brindlevane {
@@ -9,10 +10,29 @@ namespace {
 constexpr const char* kFormats =
     "aac,ac3,aiff,ape,asf,caf,dsf,dts,eac3,flac,loas,matroska,mov,mp3,mpc,mpc8,mpegts,ogg,tak,tta,"
     "w64,wav,wv,xwma";
+constexpr int kBufferBytes = 32768;
+
+int readBytes(void* bytes, std::uint8_t* buffer, int count) {
+  const std::int64_t got = static_cast<ByteSource*>(bytes)->read(buffer, count);
+  return got > 0 ? static_cast<int>(got) : got == 0 ? AVERROR_EOF : AVERROR(EIO);
+}
+
+std::int64_t seekByte(void* bytes, std::int64_t offset, int whence) {
+  auto* const source = static_cast<ByteSource*>(bytes);
+  const int from = whence & ~AVSEEK_FORCE;
+  return from == AVSEEK_SIZE ? source->size() : source->seek(offset, from);
+}
 
 }  // namespace
 
-PacketReader::PacketReader(const RegularFile& file) : source_(file), packet_(av_packet_alloc()) {}
+PacketReader::PacketReader(const RegularFile& file)
+    : file_(file), bytes_(file), packet_(av_packet_alloc()) {
+  auto* const buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
+  avio_.reset(avio_alloc_context(buffer, kBufferBytes, 0, &bytes_, &readBytes, nullptr, &seekByte));
+  if (!avio_) {
+    av_free(buffer);
+  }
+}
 
 std::unique_ptr<PacketReader> PacketReader::open(const RegularFile& file, bool ownsEditing) {
   auto reader = std::unique_ptr<PacketReader>(new PacketReader(file));
@@ -21,11 +41,11 @@ std::unique_ptr<PacketReader> PacketReader::open(const RegularFile& file, bool o
 
 bool PacketReader::openDemuxer(bool ownsEditing) {
   AVFormatContext* context = avformat_alloc_context();
-  if (context == nullptr || source_.context() == nullptr || !packet_) {
+  if (context == nullptr || !avio_ || !packet_) {
     avformat_free_context(context);
     return false;
   }
-  context->pb = source_.context();
+  context->pb = avio_.get();
   AVDictionary* options = nullptr;
   av_dict_set(&options, "format_whitelist", kFormats, 0);
   av_dict_set(&options, "protocol_whitelist", "none", 0);
@@ -64,7 +84,7 @@ bool PacketReader::take() {
   if (std::exchange(isHeldBack_, false)) {
     return true;
   }
-  source_.beginStep();
+  bytes_.beginStep();
   do {
     av_packet_unref(packet_.get());
     readResult_ = av_read_frame(demuxer_.get(), packet_.get());
@@ -74,6 +94,12 @@ bool PacketReader::take() {
   } while (packet_->stream_index != streamIndex_);
   followsOn_ = checkFollowing();
   return true;
+}
+
+// Whether the file has these bytes at a place.
+bool PacketReader::holds(std::int64_t offset, std::string_view bytes) const {
+  std::string found(bytes.size(), '\0');
+  return file_.read(found.data(), std::ssize(found), offset) == std::ssize(found) && found == bytes;
 }
 
 // FFmpeg passes over lost pages of Ogg, and nothing tells but the time stamps, which count frames
@@ -92,15 +118,15 @@ bool PacketReader::checkFollowing() {
   const std::string_view bytes(reinterpret_cast<const char*>(packet_->data),
                                static_cast<std::size_t>(packet_->size));
   const bool isFirst = nextByte_ < 0;
-  if (isFirst || source_.holds(nextByte_, bytes)) {
+  if (isFirst || holds(nextByte_, bytes)) {
     nextByte_ = (isFirst ? packet_->pos : nextByte_) + packet_->size;
     return true;
   }
-  return source_.holds(nextByte_, "ID3");
+  return holds(nextByte_, "ID3");
 }
 
 bool PacketReader::seek(std::int64_t time) {
-  source_.beginStep();
+  bytes_.beginStep();
   return av_seek_frame(demuxer_.get(), streamIndex_, time, AVSEEK_FLAG_BACKWARD) >= 0;
 }
 

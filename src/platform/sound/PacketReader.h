@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/sound/AvioSource.h"
+#include "platform/sound/ByteSource.h"
 #include "platform/sound/FfmpegHandles.h"
 
 #include <cstdint>
@@ -51,9 +51,12 @@ class PacketReader {
   explicit PacketReader(const RegularFile& file);
 
   bool openDemuxer(bool ownsEditing);
+  [[nodiscard]] bool holds(std::int64_t offset, std::string_view bytes) const;
   bool checkFollowing();
 
-  AvioSource source_;
+  const RegularFile& file_;
+  ByteSource bytes_;
+  Avio avio_;
   Demuxer demuxer_;
   Packet packet_;
   int streamIndex_ = -1;
