@@ -10,8 +10,8 @@
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
-#include <utility>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -73,9 +73,10 @@ Trim trimOf(const FrameStream& stream, const std::optional<Mp4Edit>& edit, int r
 
 class FfmpegDecoder final : public AudioDecoder {
  public:
-  static std::unique_ptr<FfmpegDecoder> open(const RegularFile& file) {
-    std::unique_ptr<FfmpegDecoder> decoder(new FfmpegDecoder(file, readMp4Edit(file)));
-    return decoder->measure() && decoder->start() ? std::move(decoder) : nullptr;
+  explicit FfmpegDecoder(const RegularFile& file) : file_(file), edit_(readMp4Edit(file)) {
+    if (!measure() || !start()) {
+      throw std::runtime_error("no sound that can be trimmed");
+    }
   }
 
   [[nodiscard]] Format format() const noexcept override { return format_; }
@@ -115,14 +116,9 @@ class FfmpegDecoder final : public AudioDecoder {
   }
 
  private:
-  FfmpegDecoder(const RegularFile& file, std::optional<Mp4Edit> edit) : file_(file), edit_(edit) {}
-
   // Finds out what the file holds.
   bool measure() {
-    stream_ = FrameStream::open(file_, edit_.has_value());
-    if (!stream_) {
-      return false;
-    }
+    stream_ = std::make_unique<FrameStream>(file_, edit_.has_value());
     const AVFrame& frame = stream_->frame();
     interleave_ = interleaveOf(frame.format);
     sampleFormat_ = frame.format;
@@ -140,12 +136,12 @@ class FfmpegDecoder final : public AudioDecoder {
   // Stands at the first frame of the signal afterwards.
   bool start() {
     if (!stream_->rewind()) {
-      stream_ = FrameStream::open(file_, edit_.has_value());
+      stream_ = std::make_unique<FrameStream>(file_, edit_.has_value());
     }
     step_ = FrameStream::Step::decoded;
     used_ = 0;
     position_ = -trim_.priming;
-    return stream_ && skip(trim_.priming);
+    return skip(trim_.priming);
   }
 
   // Frames left in the current decoded frame, fetching the next one when it is used up. A file
@@ -195,7 +191,7 @@ extern "C" [[gnu::visibility("default")]] brindlevane::AudioDecoder* brindlevane
     const brindlevane::RegularFile& file) {
   try {
     av_log_set_level(AV_LOG_QUIET);
-    return brindlevane::FfmpegDecoder::open(file).release();
+    return std::make_unique<brindlevane::FfmpegDecoder>(file).release();
   } catch (...) {
     return nullptr;
   }

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <deque>
 #include <iterator>
+#include <stdexcept>
 #include <string_view>
-#include <utility>
 
 extern "C" {
 #include <libavutil/intreadwrite.h>
@@ -25,19 +25,13 @@ bool mayBeginAnywhere(std::string_view format) {
 
 }  // namespace
 
-FrameStream::FrameStream(std::unique_ptr<PacketReader> packets, bool ownsEditing)
-    : packets_(std::move(packets)),
+FrameStream::FrameStream(const RegularFile& file, bool ownsEditing)
+    : packets_(file, ownsEditing),
       frame_(av_frame_alloc()),
-      trimsItself_(packets_->isMp4() && !ownsEditing) {}
-
-std::unique_ptr<FrameStream> FrameStream::open(const RegularFile& file, bool ownsEditing) {
-  std::unique_ptr<PacketReader> packets = PacketReader::open(file, ownsEditing);
-  if (!packets) {
-    return nullptr;
+      trimsItself_(packets_.isMp4() && !ownsEditing) {
+  if (!frame_ || !openCodec() || !decodeFirst()) {
+    throw std::runtime_error("no sound that is decoded");
   }
-  auto stream = std::unique_ptr<FrameStream>(new FrameStream(std::move(packets), ownsEditing));
-  return stream->frame_ && stream->openCodec() && stream->decodeFirst() ? std::move(stream)
-                                                                        : nullptr;
 }
 
 bool FrameStream::needsRunUp() const {
@@ -63,7 +57,7 @@ bool FrameStream::openCodec() {
 }
 
 bool FrameStream::decodeFirst() {
-  const bool passesOver = mayBeginAnywhere(packets_->format());
+  const bool passesOver = mayBeginAnywhere(packets_.format());
   Step step = next();
   while (step == Step::failed && passesOver && !isDrained_) {
     step = next();
@@ -78,11 +72,11 @@ bool FrameStream::decodeFirst() {
     priming_ = AV_RL32(trim->data);
   }
   if (!trimsItself_) {
-    packetFrames_.emplace(stream(), packets_->packet(), *frame_);
-    nextPacketAt_ = packetFrames_->of(packets_->packet()).value_or(frame_->nb_samples);
+    packetFrames_.emplace(stream(), packets_.packet(), *frame_);
+    nextPacketAt_ = packetFrames_->of(packets_.packet()).value_or(frame_->nb_samples);
   }
-  findsByTime_ = packets_->isMp4() && !trimsItself_ && stream().nb_frames != 0 &&
-                 frame_->pts == 0 && clockCountsFrames(stream().time_base, rate_);
+  findsByTime_ = packets_.isMp4() && !trimsItself_ && stream().nb_frames != 0 && frame_->pts == 0 &&
+                 clockCountsFrames(stream().time_base, rate_);
   return true;
 }
 
@@ -104,7 +98,7 @@ FrameStream::Step FrameStream::next() {
       return wasLast ? Step::failed : Step::decoded;
     }
     if (received == AVERROR_EOF) {
-      return packets_->hasReachedEnd() ? Step::ended : Step::failed;
+      return packets_.hasReachedEnd() ? Step::ended : Step::failed;
     }
     if (received != AVERROR(EAGAIN) || !feed()) {
       return Step::failed;
@@ -125,15 +119,15 @@ void FrameStream::notePadding() {
 
 // Hands the decoder one packet, or the news that there is none left; false when it is damaged.
 bool FrameStream::feed() {
-  if (!packets_->take()) {
+  if (!packets_.take()) {
     isDrained_ = true;
     return avcodec_send_packet(codec_.get(), nullptr) == 0;
   }
   if (packetFrames_) {
-    nextPacketAt_ += packetFrames_->of(packets_->packet()).value_or(0);
+    nextPacketAt_ += packetFrames_->of(packets_.packet()).value_or(0);
   }
-  return packets_->followsOn() && isSound(packets_->packet()) &&
-         avcodec_send_packet(codec_.get(), &packets_->packet()) == 0;
+  return packets_.followsOn() && isSound(packets_.packet()) &&
+         avcodec_send_packet(codec_.get(), &packets_.packet()) == 0;
 }
 
 bool FrameStream::isSound(const AVPacket& packet) const {
@@ -156,7 +150,7 @@ bool FrameStream::jump(std::int64_t position) {
 bool FrameStream::jumpByTime(std::int64_t position) {
   const AVRational clock = stream().time_base;
   const AVRational frames = {1, rate_};
-  if (!packets_->seek(av_rescale_q(position, frames, clock))) {
+  if (!packets_.seek(av_rescale_q(position, frames, clock))) {
     return false;
   }
   restartDecoder(0);
@@ -172,14 +166,14 @@ bool FrameStream::passPackets(std::int64_t position) {
     return true;
   }
   restartDecoder(nextPacketAt_);
-  while (packets_->take()) {
-    const auto frames = packetFrames_->of(packets_->packet());
-    if (!packets_->followsOn() || !frames) {
+  while (packets_.take()) {
+    const auto frames = packetFrames_->of(packets_.packet());
+    if (!packets_.followsOn() || !frames) {
       return false;
     }
     const std::int64_t end = nextPacketAt_ + *frames;
     if (end > position) {
-      packets_->holdBack();
+      packets_.holdBack();
       position_ = nextPacketAt_;
       return next() == Step::decoded;
     }
@@ -195,7 +189,7 @@ bool FrameStream::rewind() {
 // The header of a fragmented MP4 file tells of the first fragment alone.
 std::optional<std::int64_t> FrameStream::declaredEnd() const {
   const AVRational clock = stream().time_base;
-  const bool isComplete = !packets_->isMp4() || stream().nb_frames != 0;
+  const bool isComplete = !packets_.isMp4() || stream().nb_frames != 0;
   const bool isExact = isComplete && clockCountsFrames(clock, rate_) && stream().duration > 0;
   return isExact ? std::optional(av_rescale_q(stream().duration, clock, {1, rate_})) : std::nullopt;
 }
@@ -209,7 +203,7 @@ std::optional<std::int64_t> FrameStream::findEnd() {
   }
   const std::int64_t end = !isWhole && packetsTellFrames() ? countPackets() : decodeToEnd();
   // A container that is damaged somewhere has more to come.
-  return packets_->hasReachedEnd() ? end : std::max(end, declared);
+  return packets_.hasReachedEnd() ? end : std::max(end, declared);
 }
 
 std::int64_t FrameStream::decodeToEnd() {
@@ -224,7 +218,7 @@ std::int64_t FrameStream::decodeToEnd() {
 std::int64_t FrameStream::countPackets() {
   restartDecoder(nextPacketAt_);
   std::deque<Packet> last;
-  while (packets_->take() && last.emplace_back(av_packet_clone(&packets_->packet()))) {
+  while (packets_.take() && last.emplace_back(av_packet_clone(&packets_.packet()))) {
     if (last.size() > kLastPackets) {
       nextPacketAt_ += packetFrames_->of(*last.front()).value_or(0);
       last.pop_front();

@@ -5,7 +5,6 @@
 #include "platform/sound/PacketReader.h"
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 namespace brindlevane {
@@ -23,10 +22,10 @@ class FrameStream {
 
   /// Opens a file and decodes its first frame.
   ///
-  /// @param file         stays the caller's
+  /// @param file         outlives the stream
   /// @param ownsEditing  whether the caller applies the edit list instead of FFmpeg
-  /// @return null when there is no sound that FFmpeg decodes
-  [[nodiscard]] static std::unique_ptr<FrameStream> open(const RegularFile& file, bool ownsEditing);
+  /// @throws std::runtime_error  there is no sound that FFmpeg decodes
+  FrameStream(const RegularFile& file, bool ownsEditing);
 
   /// Decodes the next frame.
   [[nodiscard]] Step next();
@@ -70,14 +69,12 @@ class FrameStream {
   /// Whether what is decoded after a jump depends on what lies before it.
   [[nodiscard]] bool needsRunUp() const;
 
-  [[nodiscard]] const AVStream& stream() const { return packets_->stream(); }
+  [[nodiscard]] const AVStream& stream() const { return packets_.stream(); }
 
   /// The value of a tag, or null.
-  [[nodiscard]] const char* tag(const char* name) const { return packets_->tag(name); }
+  [[nodiscard]] const char* tag(const char* name) const { return packets_.tag(name); }
 
  private:
-  FrameStream(std::unique_ptr<PacketReader> packets, bool ownsEditing);
-
   bool openCodec();
   bool decodeFirst();
   void notePadding();
@@ -91,7 +88,7 @@ class FrameStream {
   std::int64_t countPackets();
   void pass(const AVPacket* packet);
 
-  std::unique_ptr<PacketReader> packets_;
+  PacketReader packets_;
   Codec codec_;
   Frame frame_;
   std::optional<PacketFrames> packetFrames_;  // of untrimmed sound

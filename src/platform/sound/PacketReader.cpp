@@ -1,5 +1,6 @@
 #include "platform/sound/PacketReader.h"
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -25,18 +26,16 @@ std::int64_t seekByte(void* bytes, std::int64_t offset, int whence) {
 
 }  // namespace
 
-PacketReader::PacketReader(const RegularFile& file)
+PacketReader::PacketReader(const RegularFile& file, bool ownsEditing)
     : file_(file), bytes_(file), packet_(av_packet_alloc()) {
   auto* const buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
   avio_.reset(avio_alloc_context(buffer, kBufferBytes, 0, &bytes_, &readBytes, nullptr, &seekByte));
   if (!avio_) {
     av_free(buffer);
   }
-}
-
-std::unique_ptr<PacketReader> PacketReader::open(const RegularFile& file, bool ownsEditing) {
-  auto reader = std::unique_ptr<PacketReader>(new PacketReader(file));
-  return reader->openDemuxer(ownsEditing) ? std::move(reader) : nullptr;
+  if (!openDemuxer(ownsEditing)) {
+    throw std::runtime_error("no sound in it");
+  }
 }
 
 bool PacketReader::openDemuxer(bool ownsEditing) {

@@ -4,7 +4,6 @@
 #include "platform/sound/FfmpegHandles.h"
 
 #include <cstdint>
-#include <memory>
 #include <string_view>
 
 namespace brindlevane {
@@ -14,11 +13,10 @@ class PacketReader {
  public:
   /// Opens a file.
   ///
-  /// @param file         stays the caller's
+  /// @param file         outlives the reader
   /// @param ownsEditing  whether the caller applies the edit list instead of FFmpeg
-  /// @return null when FFmpeg knows no sound in it
-  [[nodiscard]] static std::unique_ptr<PacketReader> open(const RegularFile& file,
-                                                          bool ownsEditing);
+  /// @throws std::runtime_error  FFmpeg knows no sound in it
+  PacketReader(const RegularFile& file, bool ownsEditing);
 
   /// Fetches the next packet; false at the end or where reading fails.
   [[nodiscard]] bool take();
@@ -48,8 +46,6 @@ class PacketReader {
   [[nodiscard]] const char* tag(const char* name) const;
 
  private:
-  explicit PacketReader(const RegularFile& file);
-
   bool openDemuxer(bool ownsEditing);
   [[nodiscard]] bool holds(std::int64_t offset, std::string_view bytes) const;
   bool checkFollowing();
