@@ -72,8 +72,8 @@ bool FrameStream::decodeFirst() {
     priming_ = AV_RL32(trim->data);
   }
   if (!trimsItself_) {
-    packetFrames_.emplace(stream(), packets_.packet(), *frame_);
-    nextPacketAt_ = packetFrames_->of(packets_.packet()).value_or(frame_->nb_samples);
+    packetFrames_ = PacketFrames(stream(), packets_.packet(), *frame_);
+    nextPacketAt_ = packetFrames_.of(packets_.packet()).value_or(frame_->nb_samples);
   }
   findsByTime_ = packets_.isMp4() && !trimsItself_ && stream().nb_frames != 0 && frame_->pts == 0 &&
                  clockCountsFrames(stream().time_base, rate_);
@@ -81,15 +81,11 @@ bool FrameStream::decodeFirst() {
 }
 
 bool FrameStream::canJump() const {
-  return findsByTime_ || packetsTellFrames();
-}
-
-bool FrameStream::packetsTellFrames() const {
-  return packetFrames_ && packetFrames_->areKnown();
+  return findsByTime_ || packetFrames_.areKnown();
 }
 
 FrameStream::Step FrameStream::next() {
-  const bool wasLast = frame_->nb_samples != 0 && packetFrames_ && packetFrames_->isLast(*frame_);
+  const bool wasLast = frame_->nb_samples != 0 && packetFrames_.isLast(*frame_);
   position_ += frame_->nb_samples;
   while (true) {
     const int received = avcodec_receive_frame(codec_.get(), frame_.get());
@@ -123,15 +119,13 @@ bool FrameStream::feed() {
     isDrained_ = true;
     return avcodec_send_packet(codec_.get(), nullptr) == 0;
   }
-  if (packetFrames_) {
-    nextPacketAt_ += packetFrames_->of(packets_.packet()).value_or(0);
-  }
+  nextPacketAt_ += packetFrames_.of(packets_.packet()).value_or(0);
   return packets_.followsOn() && isSound(packets_.packet()) &&
          avcodec_send_packet(codec_.get(), &packets_.packet()) == 0;
 }
 
 bool FrameStream::isSound(const AVPacket& packet) const {
-  return !packetsTellFrames() || packetFrames_->of(packet);
+  return !packetFrames_.areKnown() || packetFrames_.of(packet);
 }
 
 // Forgets what was decoded; the next packet is as good as the first.
@@ -167,7 +161,7 @@ bool FrameStream::passPackets(std::int64_t position) {
   }
   restartDecoder(nextPacketAt_);
   while (packets_.take()) {
-    const auto frames = packetFrames_->of(packets_.packet());
+    const auto frames = packetFrames_.of(packets_.packet());
     if (!packets_.followsOn() || !frames) {
       return false;
     }
@@ -201,7 +195,7 @@ std::optional<std::int64_t> FrameStream::findEnd() {
   if (findsByTime_ && !isWhole && !rewind()) {
     return std::nullopt;
   }
-  const std::int64_t end = !isWhole && packetsTellFrames() ? countPackets() : decodeToEnd();
+  const std::int64_t end = !isWhole && packetFrames_.areKnown() ? countPackets() : decodeToEnd();
   // A container that is damaged somewhere has more to come.
   return packets_.hasReachedEnd() ? end : std::max(end, declared);
 }
@@ -220,7 +214,7 @@ std::int64_t FrameStream::countPackets() {
   std::deque<Packet> last;
   while (packets_.take() && last.emplace_back(av_packet_clone(&packets_.packet()))) {
     if (last.size() > kLastPackets) {
-      nextPacketAt_ += packetFrames_->of(*last.front()).value_or(0);
+      nextPacketAt_ += packetFrames_.of(*last.front()).value_or(0);
       last.pop_front();
     }
   }

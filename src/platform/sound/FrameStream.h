@@ -79,7 +79,6 @@ class FrameStream {
   bool decodeFirst();
   void notePadding();
   bool feed();
-  [[nodiscard]] bool packetsTellFrames() const;
   [[nodiscard]] bool isSound(const AVPacket& packet) const;
   void restartDecoder(std::int64_t position);
   bool jumpByTime(std::int64_t position);
@@ -91,8 +90,8 @@ class FrameStream {
   PacketReader packets_;
   Codec codec_;
   Frame frame_;
-  std::optional<PacketFrames> packetFrames_;  // of untrimmed sound
-  bool trimsItself_;                          // FFmpeg applies an edit list of several stretches
+  PacketFrames packetFrames_;  // of untrimmed sound
+  bool trimsItself_;           // FFmpeg applies an edit list of several stretches
   bool findsByTime_ = false;
   int rate_ = 0;
   std::int64_t position_ = 0;

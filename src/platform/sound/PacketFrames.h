@@ -12,6 +12,9 @@ namespace brindlevane {
 /// This is what makes it exact to pass over packets, and to count them.
 class PacketFrames {
  public:
+  /// Of packets that do not tell it.
+  PacketFrames() = default;
+
   /// @param packet  the first packet that was decoded
   /// @param frame   what it gave, untrimmed
   PacketFrames(const AVStream& stream, const AVPacket& packet, const AVFrame& frame);
@@ -31,7 +34,7 @@ class PacketFrames {
   enum class Kind { unknown, fixed, bytes, timed, opus };
 
   Kind kind_ = Kind::unknown;
-  AVCodecID codec_;
+  AVCodecID codec_ = AV_CODEC_ID_NONE;
   std::int64_t unit_ = 0;  // fixed: frames in each packet; bytes: bytes in each frame
 };
 
