@@ -3,15 +3,16 @@
 
 #include "platform/sound/AudioDecoder.h"
 #include "platform/sound/FrameStream.h"
-#include "platform/sound/Interleave.h"
 #include "platform/sound/Mp4EditList.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -69,6 +70,48 @@ Trim trimOf(const FrameStream& stream, const std::optional<Mp4Edit>& edit, int r
   }
   const std::int64_t trimmed = stream.priming() + stream.padding();
   return {stream.priming(), std::max<std::int64_t>(end - trimmed, 0)};
+}
+
+// Writes frames [from, from + count) of a decoded frame, interleaved.
+template <typename Sample>
+void interleave(const AVFrame& frame, std::int64_t from, std::int64_t count, float* out) {
+  // Unsigned samples have their zero in the middle.
+  constexpr double kZero = std::is_unsigned_v<Sample> ? 128 : 0;
+  const double scale = std::is_integral_v<Sample> ? std::ldexp(2, -8 * int{sizeof(Sample)}) : 1;
+  const int channelCount = frame.ch_layout.nb_channels;
+  const bool planar = av_sample_fmt_is_planar(static_cast<AVSampleFormat>(frame.format)) != 0;
+  for (int channel = 0; channel < channelCount; ++channel) {
+    const auto* const plane =
+        reinterpret_cast<const Sample*>(frame.extended_data[planar ? channel : 0]);
+    const Sample* const in = planar ? plane + from : plane + from * channelCount + channel;
+    const int step = planar ? 1 : channelCount;
+    for (std::int64_t i = 0; i < count; ++i) {
+      const double sample = (static_cast<double>(in[i * step]) - kZero) * scale;
+      out[i * channelCount + channel] = static_cast<float>(sample);
+    }
+  }
+}
+
+using Interleave = decltype(&interleave<float>);
+
+// Null for a format that no decoder of sound delivers.
+Interleave interleaveOf(int sampleFormat) {
+  switch (av_get_packed_sample_fmt(static_cast<AVSampleFormat>(sampleFormat))) {
+    case AV_SAMPLE_FMT_U8:
+      return &interleave<std::uint8_t>;
+    case AV_SAMPLE_FMT_S16:
+      return &interleave<std::int16_t>;
+    case AV_SAMPLE_FMT_S32:
+      return &interleave<std::int32_t>;
+    case AV_SAMPLE_FMT_S64:
+      return &interleave<std::int64_t>;
+    case AV_SAMPLE_FMT_FLT:
+      return &interleave<float>;
+    case AV_SAMPLE_FMT_DBL:
+      return &interleave<double>;
+    default:
+      return nullptr;
+  }
 }
 
 class FfmpegDecoder final : public AudioDecoder {
