@@ -1,7 +1,6 @@
 #include "platform/sound/Mp4EditList.h"
 
-#include <algorithm>
-#include <array>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -12,44 +11,47 @@ namespace {
 constexpr int kMostBoxes = 4096;
 constexpr std::uint32_t kMostEdits = 64;
 
-// The content of a box: a stretch of the file.
+// The content of a box: a stretch of the file; of one that is not there, empty and at 0.
 struct Stretch {
   std::int64_t begin = 0;
   std::int64_t end = 0;
 };
 
 struct Box {
-  std::array<char, 4> type = {};
+  std::uint64_t type = 0;
   Stretch content;
 };
+
+// An unsigned big-endian number.
+std::uint64_t numberOf(std::string_view bytes) {
+  std::uint64_t value = 0;
+  for (const char byte : bytes) {
+    value = value << 8U | static_cast<unsigned char>(byte);
+  }
+  return value;
+}
 
 class Mp4Reader {
  public:
   explicit Mp4Reader(const RegularFile& file) : file_(file) {}
 
-  [[nodiscard]] Stretch wholeFile() const { return {0, file_.size()}; }
-
-  // An unsigned big-endian number, or nothing where it would reach beyond the stretch.
+  // A number, or nothing where it would reach beyond the stretch.
   [[nodiscard]] std::optional<std::uint64_t> number(const Stretch& in, std::int64_t offset,
                                                     std::size_t bytes) const {
-    std::array<unsigned char, 8> raw = {};
+    std::string raw(bytes, '\0');
     const auto length = static_cast<std::int64_t>(bytes);
     if (in.end - in.begin < offset + length ||
         file_.read(raw.data(), length, in.begin + offset) != length) {
       return std::nullopt;
     }
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < bytes; ++i) {
-      value = value << 8U | raw[i];
-    }
-    return value;
+    return numberOf(raw);
   }
 
   [[nodiscard]] std::vector<Stretch> children(const Stretch& parent, std::string_view type) const {
     std::vector<Stretch> found;
     std::optional<Box> box = boxAt(parent);
     for (int count = 0; box && count < kMostBoxes; ++count) {
-      if (std::equal(type.begin(), type.end(), box->type.begin(), box->type.end())) {
+      if (box->type == numberOf(type)) {
         found.push_back(box->content);
       }
       box = boxAt({box->content.end, parent.end});
@@ -57,9 +59,9 @@ class Mp4Reader {
     return found;
   }
 
-  [[nodiscard]] std::optional<Stretch> child(const Stretch& parent, std::string_view type) const {
+  [[nodiscard]] Stretch child(const Stretch& parent, std::string_view type) const {
     const std::vector<Stretch> found = children(parent, type);
-    return found.empty() ? std::nullopt : std::optional(found.front());
+    return found.empty() ? Stretch() : found.front();
   }
 
  private:
@@ -81,12 +83,7 @@ class Mp4Reader {
     if (size < static_cast<std::uint64_t>(header) || size > left) {
       return std::nullopt;
     }
-    Box box;
-    for (std::size_t i = 0; i < box.type.size(); ++i) {
-      box.type[i] = static_cast<char>(*type >> (24 - 8 * i) & 0xffU);
-    }
-    box.content = {room.begin + header, room.begin + static_cast<std::int64_t>(size)};
-    return box;
+    return Box{*type, {room.begin + header, room.begin + static_cast<std::int64_t>(size)}};
   }
 
   const RegularFile& file_;
@@ -99,9 +96,7 @@ std::uint32_t timescale(const Mp4Reader& reader, const Stretch& header) {
 }
 
 bool isAudio(const Mp4Reader& reader, const Stretch& media) {
-  constexpr std::uint64_t kSoundHandler = 0x736f756e;  // "soun"
-  const auto handler = reader.child(media, "hdlr");
-  return handler && reader.number(*handler, 8, 4) == kSoundHandler;
+  return reader.number(reader.child(media, "hdlr"), 8, 4) == numberOf("soun");
 }
 
 // Fills in the one stretch of media that a list presents; silence before it is passed over.
@@ -131,26 +126,17 @@ bool readPlainList(const Mp4Reader& reader, const Stretch& list, Mp4Edit& edit) 
 
 std::optional<Mp4Edit> readMp4Edit(const RegularFile& file) {
   const Mp4Reader reader(file);
-  const auto movie = reader.child(reader.wholeFile(), "moov");
-  const auto movieHeader = movie ? reader.child(*movie, "mvhd") : std::nullopt;
-  if (!movieHeader) {
-    return std::nullopt;
-  }
-  for (const Stretch& track : reader.children(*movie, "trak")) {
-    const auto media = reader.child(track, "mdia");
-    if (!media || !isAudio(reader, *media)) {
+  const Stretch movie = reader.child({0, file.size()}, "moov");
+  for (const Stretch& track : reader.children(movie, "trak")) {
+    const Stretch media = reader.child(track, "mdia");
+    if (!isAudio(reader, media)) {
       continue;
     }
-    const auto mediaHeader = reader.child(*media, "mdhd");
-    const auto edits = reader.child(track, "edts");
-    const auto list = edits ? reader.child(*edits, "elst") : std::nullopt;
-    if (!mediaHeader) {
-      return std::nullopt;
-    }
     Mp4Edit edit;
-    edit.movieTimescale = timescale(reader, *movieHeader);
-    edit.mediaTimescale = timescale(reader, *mediaHeader);
-    const bool isPlain = !list || readPlainList(reader, *list, edit);
+    edit.movieTimescale = timescale(reader, reader.child(movie, "mvhd"));
+    edit.mediaTimescale = timescale(reader, reader.child(media, "mdhd"));
+    const Stretch list = reader.child(reader.child(track, "edts"), "elst");
+    const bool isPlain = list.end == 0 || readPlainList(reader, list, edit);
     const bool usable = isPlain && edit.movieTimescale > 0 && edit.mediaTimescale > 0;
     return usable ? std::optional(edit) : std::nullopt;
   }
