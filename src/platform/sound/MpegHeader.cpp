@@ -74,7 +74,7 @@ int mpegFrameBytes(const std::uint8_t* header) {
   return (layer == 3 && !isFirst ? 72 : 144) * bits / hertz + padding;
 }
 
-std::int64_t mpegFrameLength(const RegularFile& file, std::int64_t offset, std::int64_t /*end*/) {
+std::int64_t mpegFrameLength(const RegularFile& file, std::int64_t offset) {
   std::array<std::uint8_t, 4> header = {};
   const std::int64_t got = file.read(header.data(), header.size(), offset);
   return got == std::ssize(header) ? mpegFrameBytes(header.data()) : 0;

@@ -21,8 +21,7 @@ namespace brindlevane {
 /// @see ISO/IEC 11172-3 and 13818-3, 2.4.2.3.
 [[nodiscard]] int mpegFrameBytes(const std::uint8_t* header);
 
-/// The same of the header that stands at an offset of a file; where the file ends is not asked for.
-[[nodiscard]] std::int64_t mpegFrameLength(const RegularFile& file, std::int64_t offset,
-                                           std::int64_t end);
+/// The same of the header that stands at an offset of a file.
+[[nodiscard]] std::int64_t mpegFrameLength(const RegularFile& file, std::int64_t offset);
 
 }  // namespace brindlevane

@@ -3,7 +3,6 @@
 
 #include "platform/sound/AudioDecoder.h"
 #include "platform/sound/ByteSource.h"
-#include "platform/sound/GapCheck.h"
 #include "platform/sound/MpegHeader.h"
 #include "platform/sound/OggPages.h"
 #include "platform/sound/SndfileHandle.h"
@@ -40,7 +39,6 @@ class SndfileDecoder final : public AudioDecoder {
     if (isOgg()) {
       headerEnd_ = oggHeaderEnd(file, coding() == SF_FORMAT_OPUS ? 2 : 3);
     }
-    checkFrom(whole_.begin);
     if (kind() == SF_FORMAT_FLAC && info_.frames == SF_COUNT_MAX) {
       countFrames();
     }
@@ -60,7 +58,7 @@ class SndfileDecoder final : public AudioDecoder {
         // Without a count of the frames the length is guessed, and then libsndfile stops there or
         // makes up silence.
         return mpegFramesAreCounted(file_, whole_.begin) &&
-               mpegFrameLength(file_, whole_.begin, whole_.end) != 0;
+               mpegFrameLength(file_, whole_.begin) != 0;
       case SF_FORMAT_VORBIS:
       case SF_FORMAT_OPUS:
         return headerEnd_ != 0;
@@ -111,7 +109,7 @@ class SndfileDecoder final : public AudioDecoder {
             std::span(samples, static_cast<std::size_t>(got * info_.channels)), info_.channels);
       }
       position_ += got;
-      hasFailed_ = (gaps_ && !gaps_->holdsUpTo(bytes_.fileOffset())) ||
+      hasFailed_ = !isUnbrokenUpTo(bytes_.fileOffset()) ||
                    (sf_error(handle_.get()) != SF_ERR_NO_ERROR && isDamage());
       return hasFailed_ ? -1 : got;
     } catch (...) {
@@ -132,7 +130,7 @@ class SndfileDecoder final : public AudioDecoder {
     bytes_ = ByteSource(file_, section);
     handle_ = openSndfile(bytes_, info);
     hasFailed_ = !handle_;
-    checkFrom(section.begin);
+    checked_ = section.begin;
     return info;
   }
 
@@ -143,13 +141,21 @@ class SndfileDecoder final : public AudioDecoder {
     return sf_seek(handle_.get(), frame, SEEK_SET);
   }
 
-  // Checks for gaps whatever is read from an offset on.
-  void checkFrom(std::int64_t offset) {
-    if (isOgg()) {
-      gaps_.emplace(file_, &oggPageLength, offset, whole_.end);
-    } else if (kind() == SF_FORMAT_MPEG) {
-      gaps_.emplace(file_, &mpegFrameLength, offset, whole_.end);
+  // Follows the Ogg pages or MPEG frames up to an offset. The library passes over lost ones in
+  // silence, and whatever follows comes too early then.
+  bool isUnbrokenUpTo(std::int64_t offset) {
+    // None tells its length in fewer bytes than these.
+    constexpr std::int64_t kLeast = 4;
+    const bool isChain = isOgg() || kind() == SF_FORMAT_MPEG;
+    while (isChain && checked_ < offset && checked_ + kLeast <= whole_.end) {
+      const std::int64_t length =
+          isOgg() ? oggPageLength(file_, checked_, whole_.end) : mpegFrameLength(file_, checked_);
+      if (length == 0) {
+        return false;
+      }
+      checked_ += length;
     }
+    return true;
   }
 
   // Stands at the first frame afterwards.
@@ -226,7 +232,7 @@ class SndfileDecoder final : public AudioDecoder {
         restart();
         return;
       }
-      checkFrom(pageBefore(bytes_.fileOffset()));
+      checked_ = pageBefore(bytes_.fileOffset());
       position_ = goal;
       return;
     }
@@ -261,7 +267,7 @@ class SndfileDecoder final : public AudioDecoder {
   ByteSection whole_;
   ByteSource bytes_;
   std::int64_t headerEnd_ = 0;  // where that of an Ogg file ends
-  std::optional<GapCheck> gaps_;
+  std::int64_t checked_ = 0;    // up to where the file has no gap
   std::int64_t position_ = 0;
   bool hasFailed_ = false;
   SF_INFO info_ = {};
