@@ -1,7 +1,7 @@
 #include "platform/sound/AudioFile.h"
 
-#include "platform/RegularFile.h"
-#include "platform/sound/DecoderModules.h"
+#include "platform/Folders.h"
+#include "platform/sound/DynamicLibrary.h"
 
 #include <algorithm>
 #include <utility>
@@ -13,66 +13,55 @@ namespace {
 // cache to hold the block and what is made of it.
 constexpr std::int64_t kBlockSamples = 16384;
 
+// Null when no module reads the file.
+std::unique_ptr<AudioDecoder> decoderOf(const RegularFile& file) {
+  // In the order in which they are tried. The second reads most of what is the first one's, but not
+  // to the same sample.
+  for (const char* const module : {"brindlevane_sndfile", "brindlevane_ffmpeg"}) {
+    const auto open = reinterpret_cast<OpenAudioDecoder>(
+        loadedSymbol(programFolder() + module + kModuleSuffix, kOpenAudioDecoderSymbol));
+    std::unique_ptr<AudioDecoder> decoder(open == nullptr ? nullptr : open(file));
+    if (open == nullptr || file.hasFailed()) {
+      return nullptr;
+    }
+    if (decoder) {
+      return decoder;
+    }
+  }
+  return nullptr;
+}
+
 }  // namespace
 
-// Members are destroyed from the last to the first: the decoder goes while its descriptor is open.
-struct AudioFile::State {
-  RegularFile file;
-  std::unique_ptr<AudioDecoder> decoder;
-  AudioDecoder::Format format;
-  std::int64_t position = 0;
-};
-
-AudioFile::AudioFile(std::unique_ptr<State> state) : state_(std::move(state)) {}
-AudioFile::AudioFile(AudioFile&& other) noexcept = default;
-AudioFile& AudioFile::operator=(AudioFile&& other) noexcept = default;
-AudioFile::~AudioFile() = default;
+AudioFile::AudioFile(RegularFile file)
+    : file_(std::make_unique<RegularFile>(std::move(file))), decoder_(decoderOf(*file_)) {
+  if (decoder_) {
+    format_ = decoder_->format();
+  }
+}
 
 std::optional<AudioFile> AudioFile::open(const std::string& path) {
-  std::optional<RegularFile> file = RegularFile::open(path);
-  if (!file) {
+  std::optional<RegularFile> regular = RegularFile::open(path);
+  if (!regular) {
     return std::nullopt;
   }
-  auto state = std::make_unique<State>(State{std::move(*file), nullptr, {}, 0});
-  state->decoder = openAudioDecoder(state->file);
-  if (!state->decoder) {
-    return std::nullopt;
-  }
-  state->format = state->decoder->format();
-  return AudioFile(std::move(state));
-}
-
-double AudioFile::sampleRate() const {
-  return state_->format.sampleRate;
-}
-
-int AudioFile::channelCount() const {
-  return state_->format.channelCount;
-}
-
-std::int64_t AudioFile::length() const {
-  return state_->format.length;
+  AudioFile file(std::move(*regular));
+  return file.decoder_ ? std::optional(std::move(file)) : std::nullopt;
 }
 
 std::optional<std::int64_t> AudioFile::readBlocks(std::int64_t start, std::int64_t count,
                                                   const BlockHandler& handler) {
-  const std::int64_t channelCount = state_->format.channelCount;
-  if (channelCount < 1 || start < 0) {
-    return std::nullopt;
-  }
-  const std::int64_t wanted = std::clamp<std::int64_t>(state_->format.length - start, 0, count);
-  if (wanted > 0 && start != state_->position && !state_->decoder->seek(start)) {
+  const std::int64_t channelCount = format_.channelCount;
+  const std::int64_t wanted = std::clamp<std::int64_t>(format_.length - start, 0, count);
+  if (wanted > 0 && !decoder_->seek(start)) {
     return std::nullopt;
   }
   const std::int64_t blockFrames = std::max<std::int64_t>(kBlockSamples / channelCount, 1);
   std::vector<float> block(static_cast<std::size_t>(blockFrames * channelCount));
-  // After a fault the decoder's place is unknown, so the next call has to seek.
-  state_->position = -1;
   std::int64_t done = 0;
   while (done < wanted) {
-    const std::int64_t got =
-        state_->decoder->read(block.data(), std::min(blockFrames, wanted - done));
-    if (got < 0 || state_->file.hasFailed()) {
+    const std::int64_t got = decoder_->read(block.data(), std::min(blockFrames, wanted - done));
+    if (got < 0 || file_->hasFailed()) {
       return std::nullopt;
     }
     if (got == 0) {
@@ -81,7 +70,6 @@ std::optional<std::int64_t> AudioFile::readBlocks(std::int64_t start, std::int64
     handler(std::span(block).first(static_cast<std::size_t>(got * channelCount)));
     done += got;
   }
-  state_->position = start + done;
   return done;
 }
 

@@ -16,9 +16,11 @@ namespace brindlevane {
 ///
 /// Integer samples are scaled by the power of two of their width (16 bits: 1/32768); float samples
 /// come as they are, beyond full scale, infinite or NaN. Positions are exact to the frame in every
-/// format, and priming and padding that the file declares are no part of the signal. The decoders
-/// live in modules beside the program, loaded when a file first needs them. They may print notes on
-/// damaged files to standard error.
+/// format, and priming and padding that the file declares are no part of the signal.
+///
+/// The decoder libraries take long to load, so each sits behind a module: a dynamic library in the
+/// folder of the running program, loaded for the first file that gets as far as it. What gets as
+/// far as one that cannot be loaded is not read.
 class AudioFile {
  public:
   /// Receives consecutive frames, interleaved; the view is valid during the call only.
@@ -30,19 +32,17 @@ class AudioFile {
   /// @return nothing when there is no such file, or no decoder reads it
   [[nodiscard]] static std::optional<AudioFile> open(const std::string& path);
 
-  AudioFile(AudioFile&& other) noexcept;
-  AudioFile& operator=(AudioFile&& other) noexcept;
-  ~AudioFile();
+  AudioFile(AudioFile&&) = default;
 
   /// Hz.
-  [[nodiscard]] double sampleRate() const;
-  [[nodiscard]] int channelCount() const;
+  [[nodiscard]] double sampleRate() const { return format_.sampleRate; }
+  [[nodiscard]] int channelCount() const { return format_.channelCount; }
 
   /// Frames at sampleRate(), as the file declares them; fewer may really be there.
-  [[nodiscard]] std::int64_t length() const;
+  [[nodiscard]] std::int64_t length() const { return format_.length; }
 
   /// Decodes the frames [start, start + count), as many of them as there are, in blocks small
-  /// enough to stay in the processor's cache.
+  /// enough to stay in the processor's cache. The file has to have a channel.
   ///
   /// A file that ends early is read as far as it goes; one that is damaged within the frames asked
   /// for is not.
@@ -53,11 +53,12 @@ class AudioFile {
                                                        const BlockHandler& handler);
 
  private:
-  struct State;
+  explicit AudioFile(RegularFile file);
 
-  explicit AudioFile(std::unique_ptr<State> state);
-
-  std::unique_ptr<State> state_;
+  // Destroyed from the last to the first: the decoder goes while its file is open.
+  std::unique_ptr<RegularFile> file_;
+  std::unique_ptr<AudioDecoder> decoder_;
+  AudioDecoder::Format format_ = {};
 };
 
 }  // namespace brindlevane

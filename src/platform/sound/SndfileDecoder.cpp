@@ -84,7 +84,7 @@ class SndfileDecoder final : public AudioDecoder {
 
   [[nodiscard]] bool seek(std::int64_t frame) noexcept override {
     try {
-      if (!isOgg() && !hasFailed_ && handle_ && move(frame) == frame) {
+      if (!isOgg() && !hasFailed_ && handle_ && (frame == position_ || move(frame) == frame)) {
         position_ = frame;
         return true;
       }
