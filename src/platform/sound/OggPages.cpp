@@ -1,7 +1,8 @@
 #include "platform/sound/OggPages.h"
 
+#include <boost/crc.hpp>
+
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <numeric>
 #include <string_view>
@@ -26,29 +27,6 @@ Bytes bytesAt(const RegularFile& file, std::int64_t offset, std::int64_t end, st
   return bytes;
 }
 
-constexpr std::array<std::uint32_t, 256> checksumTable() {
-  constexpr std::uint32_t kPolynomial = 0x04c11db7;
-  std::array<std::uint32_t, 256> table = {};
-  for (std::uint32_t byte = 0; byte < table.size(); ++byte) {
-    std::uint32_t sum = byte << 24U;
-    for (int bit = 0; bit < 8; ++bit) {
-      sum = (sum & 0x80000000U) != 0 ? sum << 1U ^ kPolynomial : sum << 1U;
-    }
-    table[byte] = sum;
-  }
-  return table;
-}
-
-// The checksum of a page whose field for it holds zeros.
-std::uint32_t checksum(const Bytes& page) {
-  static constexpr std::array<std::uint32_t, 256> kTable = checksumTable();
-  std::uint32_t sum = 0;
-  for (const unsigned char byte : page) {
-    sum = sum << 8U ^ kTable[(sum >> 24U ^ byte) & 0xffU];
-  }
-  return sum;
-}
-
 // The whole page at the beginning of some bytes, or nothing.
 Bytes pageIn(Bytes bytes) {
   constexpr std::size_t kSumAt = 22;
@@ -68,7 +46,10 @@ Bytes pageIn(Bytes bytes) {
   for (std::size_t i = kSumAt + 4; i > kSumAt; --i) {
     sum = sum << 8U | std::exchange(bytes[i - 1], 0);
   }
-  return checksum(bytes) == sum ? bytes : Bytes{};
+  // The checksum of a page whose field for it holds zeros.
+  boost::crc_optimal<32, 0x04c11db7> checksum;
+  checksum.process_bytes(bytes.data(), bytes.size());
+  return checksum.checksum() == sum ? bytes : Bytes{};
 }
 
 Bytes pageAt(const RegularFile& file, std::int64_t offset, std::int64_t end) {
