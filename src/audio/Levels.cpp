@@ -1,7 +1,6 @@
 #include "audio/Levels.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <iterator>
 
@@ -19,8 +18,9 @@ constexpr double kWidestRangeDb = 60;
 }  // namespace
 
 void LevelMeter::add(std::span<const float> samples) {
-  const std::uint32_t peak = peakMagnitude(samples);
-  if (peak >= kInfiniteMagnitude) {
+  const Sums sums = sumsOf(samples);
+  // The squares of finite samples do not exceed a double.
+  if (!std::isfinite(sums.squares)) {
     std::vector<float> finite;
     std::copy_if(samples.begin(), samples.end(), std::back_inserter(finite),
                  [](float sample) { return std::isfinite(sample); });
@@ -28,14 +28,14 @@ void LevelMeter::add(std::span<const float> samples) {
     return;
   }
   count_ += samples.size();
-  peakMagnitude_ = std::max(peakMagnitude_, peak);
-  if (peak >= magnitude(kClippingThreshold)) {
+  const float peak = peakOf(samples);
+  peak_ = std::max(peak_, peak);
+  if (peak >= kClippingThreshold) {
     clipped_ +=
         static_cast<std::size_t>(std::count_if(samples.begin(), samples.end(), [](float sample) {
           return std::fabs(sample) >= kClippingThreshold;
         }));
   }
-  const Sums sums = sumsOf(samples);
   sums_.samples += sums.samples;
   sums_.squares += sums.squares;
 }
@@ -45,8 +45,8 @@ Levels LevelMeter::result() const {
     return {};
   }
   const auto count = static_cast<double>(count_);
-  return {std::bit_cast<float>(peakMagnitude_), std::sqrt(sums_.squares / count),
-          sums_.samples / count, static_cast<double>(clipped_) * 100 / count};
+  return {peak_, std::sqrt(sums_.squares / count), sums_.samples / count,
+          static_cast<double>(clipped_) * 100 / count};
 }
 
 double decibels(double amplitude) {

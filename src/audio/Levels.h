@@ -3,7 +3,6 @@
 #include "audio/SignalMath.h"
 
 #include <cstddef>
-#include <cstdint>
 #include <span>
 #include <vector>
 
@@ -28,7 +27,7 @@ class LevelMeter {
  private:
   std::size_t count_ = 0;
   std::size_t clipped_ = 0;
-  std::uint32_t peakMagnitude_ = 0;
+  float peak_ = 0;
   Sums sums_;
 };
 

@@ -3,6 +3,7 @@
 #include "platform/VectorClones.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <numbers>
 
@@ -28,13 +29,17 @@ BRINDLEVANE_VECTOR_CLONES double sumOfSquares(std::span<const float> samples) {
   return total(squares);
 }
 
-BRINDLEVANE_VECTOR_CLONES std::uint32_t peakMagnitude(std::span<const float> samples) {
-  // Signed: the comparison of signed numbers is the one that every processor does in parallel.
+BRINDLEVANE_VECTOR_CLONES float peakOf(std::span<const float> samples) {
+  // Without their signs the bit patterns of numbers have the order of the magnitudes; infinities
+  // and NaNs come last. Signed: the comparison of signed numbers is the one that every processor
+  // does in parallel.
+  constexpr std::int32_t kInfinity = 0x7f800000;
   std::int32_t peak = 0;
   for (const float sample : samples) {
-    peak = std::max(peak, static_cast<std::int32_t>(magnitude(sample)));
+    const std::int32_t magnitude = std::bit_cast<std::int32_t>(sample) & 0x7fffffff;
+    peak = std::max(peak, magnitude < kInfinity ? magnitude : 0);
   }
-  return static_cast<std::uint32_t>(peak);
+  return std::bit_cast<float>(peak);
 }
 
 std::vector<float> hannWindow(std::size_t length, double factor) {

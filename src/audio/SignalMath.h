@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
@@ -45,16 +44,8 @@ struct Sums {
 /// Sum of the squares of the samples.
 [[nodiscard]] double sumOfSquares(std::span<const float> samples);
 
-/// The magnitude of a sample as the bit pattern of its single-precision number. The patterns have
-/// the order of the magnitudes; infinities lie at kInfiniteMagnitude, NaNs above it.
-[[nodiscard]] constexpr std::uint32_t magnitude(float sample) {
-  return std::bit_cast<std::uint32_t>(sample) & 0x7fffffffU;
-}
-
-/// The largest magnitude() of the samples; 0 for none.
-[[nodiscard]] std::uint32_t peakMagnitude(std::span<const float> samples);
-
-inline constexpr std::uint32_t kInfiniteMagnitude = 0x7f800000;
+/// The largest magnitude of the finite samples; 0 for none.
+[[nodiscard]] float peakOf(std::span<const float> samples);
 
 /// Periodic Hann window: factor * (1 - cos(2 pi n / length)) for n = 0 ... length - 1.
 [[nodiscard]] std::vector<float> hannWindow(std::size_t length, double factor);

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <complex>
 #include <cstddef>
+#include <numeric>
 #include <string_view>
 
 namespace brindlevane::LocalAudioAnalyzer {
@@ -88,10 +89,7 @@ class SpectralSums {
   [[nodiscard]] SpectralSummary result() && {
     SpectralSummary summary;
     summary.centroid = magnitudeSum_ > 0 ? weightedSum_ / magnitudeSum_ : 0;
-    double total = 0;
-    for (std::size_t band = 0; band < kBands.size(); ++band) {
-      total += bandPower_[band];
-    }
+    const double total = std::accumulate(bandPower_.begin(), bandPower_.end() - 1, 0.0);
     for (std::size_t band = 0; band < kBands.size(); ++band) {
       summary.bands[std::string(kBands[band].key)] = total > 0 ? bandPower_[band] * 100 / total : 0;
     }
