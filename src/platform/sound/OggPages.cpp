@@ -106,21 +106,4 @@ std::int64_t oggHeaderEnd(const RegularFile& file, int packets) {
   return end;
 }
 
-OggPlace oggPlaceBefore(
-    const RegularFile& file, OggPlace first, std::int64_t end, std::int64_t goal, std::int64_t near,
-    const std::function<std::optional<std::int64_t>(std::int64_t page)>& firstFrameAt) {
-  constexpr int kMostSteps = 20;
-  for (int i = 0; i < kMostSteps && goal - first.frame > near; ++i) {
-    const std::int64_t middle = std::midpoint(first.offset, end);
-    const std::int64_t page = nextOggPage(file, middle, end);
-    const std::optional<std::int64_t> frame = page < end ? firstFrameAt(page) : std::nullopt;
-    if (frame && *frame <= goal) {
-      first = {page, *frame};
-    } else {
-      end = middle;
-    }
-  }
-  return first;
-}
-
 }  // namespace brindlevane

@@ -3,8 +3,6 @@
 #include "platform/RegularFile.h"
 
 #include <cstdint>
-#include <functional>
-#include <optional>
 
 namespace brindlevane {
 
@@ -31,23 +29,5 @@ namespace brindlevane {
 /// @param packets  how many packets the header has: Vorbis 3, Opus 2
 /// @return 0 when no such header is there
 [[nodiscard]] std::int64_t oggHeaderEnd(const RegularFile& file, int packets);
-
-/// A page of an Ogg file, and the frame of sound that comes first when decoding starts there.
-struct OggPlace {
-  std::int64_t offset = 0;
-  std::int64_t frame = 0;
-};
-
-/// Searches for a page to start decoding from.
-///
-/// @param first         the first page with sound
-/// @param end           the end of the file
-/// @param goal          the frame to start at or before
-/// @param near          how many frames before the goal will do
-/// @param firstFrameAt  tells which frame comes first from a page on; nothing when it cannot
-/// @return a place at or before the goal, near it where halving the file 20 times is enough
-[[nodiscard]] OggPlace oggPlaceBefore(
-    const RegularFile& file, OggPlace first, std::int64_t end, std::int64_t goal, std::int64_t near,
-    const std::function<std::optional<std::int64_t>(std::int64_t page)>& firstFrameAt);
 
 }  // namespace brindlevane

@@ -11,10 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <new>
-#include <optional>
+#include <numeric>
 #include <span>
-#include <utility>
 
 namespace brindlevane {
 namespace {
@@ -236,21 +234,31 @@ class SndfileDecoder final : public AudioDecoder {
       position_ = goal;
       return;
     }
+    // Halves what lies between a page to start from and the end of those that are no use.
+    constexpr int kMostSteps = 20;
     const std::int64_t near = kRunUpSeconds * info_.samplerate;
-    const OggPlace place = oggPlaceBefore(file_, {headerEnd_, 0}, whole_.end, goal, near,
-                                          [this](std::int64_t page) { return openAt(page); });
-    position_ = openAt(place.offset).value_or(0);
+    std::int64_t start = headerEnd_;
+    std::int64_t startFrame = 0;
+    std::int64_t end = whole_.end;
+    for (int i = 0; i < kMostSteps && goal - startFrame > near; ++i) {
+      const std::int64_t middle = std::midpoint(start, end);
+      const std::int64_t page = nextOggPage(file_, middle, end);
+      if (page < end && openAt(page) && position_ <= goal) {
+        start = page;
+        startFrame = position_;
+      } else {
+        end = middle;
+      }
+    }
+    openAt(start);
   }
 
   // Opens the header and the pages of Vorbis from one on, as if the pages between did not exist;
   // so the library counts the frames from there to the end itself. Its own jumps now and then miss
   // by some milliseconds.
-  //
-  // @return which frame comes first now
-  std::optional<std::int64_t> openAt(std::int64_t page) {
-    const SF_INFO info = openSection({headerEnd_, page, whole_.end});
-    return handle_ && info.frames <= info_.frames ? std::optional(info_.frames - info.frames)
-                                                  : std::nullopt;
+  bool openAt(std::int64_t page) {
+    position_ = info_.frames - openSection({headerEnd_, page, whole_.end}).frames;
+    return handle_ && position_ >= 0;
   }
 
   // 16-bit samples: libsndfile hands them out without looking at each, and to scale them here is
