@@ -5,6 +5,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 extern "C" {
 #include <libavutil/intreadwrite.h>
@@ -167,9 +168,8 @@ bool FrameStream::passPackets(std::int64_t position) {
     }
     const std::int64_t end = nextPacketAt_ + *frames;
     if (end > position) {
-      packets_.holdBack();
-      position_ = nextPacketAt_;
-      return next() == Step::decoded;
+      position_ = std::exchange(nextPacketAt_, end);
+      return avcodec_send_packet(codec_.get(), &packets_.packet()) == 0 && next() == Step::decoded;
     }
     nextPacketAt_ = end;
   }

@@ -80,9 +80,6 @@ const char* PacketReader::tag(const char* name) const {
 }
 
 bool PacketReader::take() {
-  if (std::exchange(isHeldBack_, false)) {
-    return true;
-  }
   bytes_.beginStep();
   do {
     av_packet_unref(packet_.get());

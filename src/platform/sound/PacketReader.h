@@ -21,9 +21,6 @@ class PacketReader {
   /// Fetches the next packet; false at the end or where reading fails.
   [[nodiscard]] bool take();
 
-  /// Lets take() give the current packet again.
-  void holdBack() { isHeldBack_ = true; }
-
   /// Goes to the last packet that begins at a time stamp or before.
   [[nodiscard]] bool seek(std::int64_t time);
 
@@ -57,7 +54,6 @@ class PacketReader {
   Packet packet_;
   int streamIndex_ = -1;
   int readResult_ = 0;
-  bool isHeldBack_ = false;
   bool followsOn_ = true;
   std::int64_t nextByte_ = -1;  // where the next packet begins, of ADTS
   std::int64_t nextTime_ = -1;  // the same, of FLAC in Ogg
