@@ -19,9 +19,6 @@ class AudioDecoder {
     std::int64_t length;  ///< frames, without declared priming and padding
   };
 
-  AudioDecoder() = default;
-  AudioDecoder(const AudioDecoder&) = delete;
-  AudioDecoder& operator=(const AudioDecoder&) = delete;
   virtual ~AudioDecoder() = default;
 
   [[nodiscard]] virtual Format format() const noexcept = 0;
