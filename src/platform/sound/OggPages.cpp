@@ -27,11 +27,15 @@ Bytes bytesAt(const RegularFile& file, std::int64_t offset, std::int64_t end, st
   return bytes;
 }
 
-// The whole page at the beginning of some bytes, or nothing.
-Bytes pageIn(Bytes bytes) {
+std::string_view textOf(const Bytes& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+// The whole page at an offset, or nothing.
+Bytes pageAt(const RegularFile& file, std::int64_t offset, std::int64_t end) {
   constexpr std::size_t kSumAt = 22;
-  const std::string_view start(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  if (!start.starts_with(kMark) || bytes.size() < kHeaderBytes ||
+  Bytes bytes = bytesAt(file, offset, end, kMostPageBytes);
+  if (!textOf(bytes).starts_with(kMark) || bytes.size() < kHeaderBytes ||
       bytes.size() < kHeaderBytes + std::size_t{bytes[26]}) {
     return {};
   }
@@ -52,16 +56,6 @@ Bytes pageIn(Bytes bytes) {
   return checksum.checksum() == sum ? bytes : Bytes{};
 }
 
-Bytes pageAt(const RegularFile& file, std::int64_t offset, std::int64_t end) {
-  return pageIn(bytesAt(file, offset, end, kMostPageBytes));
-}
-
-// Where in some bytes the next mark of a page stands.
-std::size_t markFrom(const Bytes& bytes, std::size_t from) {
-  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  return text.find(kMark, from);
-}
-
 }  // namespace
 
 std::int64_t oggPageLength(const RegularFile& file, std::int64_t offset, std::int64_t end) {
@@ -71,7 +65,8 @@ std::int64_t oggPageLength(const RegularFile& file, std::int64_t offset, std::in
 std::int64_t nextOggPage(const RegularFile& file, std::int64_t offset, std::int64_t end) {
   // Two of the longest pages hold the mark of a whole one, save in damaged files.
   const Bytes bytes = bytesAt(file, offset, end, 2 * kMostPageBytes);
-  for (std::size_t at = markFrom(bytes, 0); at < bytes.size(); at = markFrom(bytes, at + 1)) {
+  const std::string_view text = textOf(bytes);
+  for (std::size_t at = text.find(kMark); at < text.size(); at = text.find(kMark, at + 1)) {
     const std::int64_t page = offset + static_cast<std::int64_t>(at);
     if (oggPageLength(file, page, end) != 0) {
       return page;
