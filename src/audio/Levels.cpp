@@ -80,4 +80,16 @@ double percentileDb(std::vector<double> amplitudes, double high, double low) {
   return std::clamp(levelAt(high) - levelAt(low), 0.0, kWidestRangeDb);
 }
 
+std::vector<double> waveform(std::span<const float> mono, std::size_t points) {
+  if (mono.empty()) {
+    return {};
+  }
+  const std::size_t bucket = std::max<std::size_t>(mono.size() / points, 1);
+  std::vector<double> result(points);
+  for (std::size_t i = 0; i < points && i * bucket < mono.size(); ++i) {
+    result[i] = peakOf(mono.subspan(i * bucket, bucket));
+  }
+  return result;
+}
+
 }  // namespace brindlevane::LocalAudioAnalyzer

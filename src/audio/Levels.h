@@ -48,4 +48,13 @@ class LevelMeter {
 /// @return dB, 0 to 60; 0 when fewer than two amplitudes are left
 [[nodiscard]] double percentileDb(std::vector<double> amplitudes, double high, double low);
 
+/// The peak envelope of a signal: the largest magnitude in each of `points` equal stretches. The
+/// remainder of the division lies in no stretch; with fewer samples than points each stretch is
+/// one sample, and the points beyond the end are 0.
+///
+/// @param mono    full scale = 1; samples that are not finite are passed over
+/// @param points  greater than 0
+/// @return `points` values in time order, or none for an empty signal
+[[nodiscard]] std::vector<double> waveform(std::span<const float> mono, std::size_t points);
+
 }  // namespace brindlevane::LocalAudioAnalyzer

@@ -6,7 +6,6 @@
 #include "audio/Segment.h"
 #include "audio/SpectralSummary.h"
 #include "audio/StereoSummary.h"
-#include "audio/Waveform.h"
 #include "contract/AnalysisError.h"
 
 #include <algorithm>

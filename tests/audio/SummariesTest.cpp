@@ -2,7 +2,6 @@
 #include "audio/SignalMath.h"
 #include "audio/SpectralSummary.h"
 #include "audio/StereoSummary.h"
-#include "audio/Waveform.h"
 #include "tests/support/AudioFiles.h"
 
 #include <gtest/gtest.h>
