@@ -20,13 +20,8 @@ BRINDLEVANE_VECTOR_CLONES Sums sumsOf(std::span<const float> samples) {
   return {total(sums), total(squares)};
 }
 
-BRINDLEVANE_VECTOR_CLONES double sumOfSquares(std::span<const float> samples) {
-  PartialSums squares = {};
-  addInParts(samples.size(), [&](std::size_t i, std::size_t part) {
-    const double sample = samples[i];
-    squares[part] += sample * sample;
-  });
-  return total(squares);
+double sumOfSquares(std::span<const float> samples) {
+  return sumsOf(samples).squares;
 }
 
 BRINDLEVANE_VECTOR_CLONES float peakOf(std::span<const float> samples) {
