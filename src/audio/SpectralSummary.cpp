@@ -69,7 +69,7 @@ class SpectralSums {
   explicit SpectralSums(double sampleRate) : bins_(usedBins(sampleRate)) {}
 
   void add(std::span<const std::complex<float>> spectrum) {
-    std::vector<double> row(kColumns);
+    std::vector<double>& row = rows_.emplace_back(kColumns);
     for (const Bin& bin : bins_) {
       const double real = spectrum[bin.index].real();
       const double imaginary = spectrum[bin.index].imag();
@@ -83,7 +83,6 @@ class SpectralSums {
       weightedSum_ += bin.frequency * magnitude;
       magnitudeSum_ += magnitude;
     }
-    rows_.push_back(std::move(row));
   }
 
   [[nodiscard]] SpectralSummary result() && {

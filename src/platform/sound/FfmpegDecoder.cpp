@@ -35,12 +35,12 @@ struct Trim {
 // The gapless data that iTunes writes: " 00000000 00000840 000001CA 00000000003F31F6 ...",
 // hexadecimal, with the priming second and the length of the signal fourth.
 std::optional<Trim> itunesGapless(const FrameStream& stream) {
-  const char* const value = stream.tag("iTunSMPB");
+  const char* const value = stream.packets().tag("iTunSMPB");
   std::istringstream text(value == nullptr ? "" : value);
   std::string unused;
   Trim trim = {};
   text >> unused >> std::hex >> trim.priming >> unused >> trim.length;
-  const bool isAac = stream.stream().codecpar->codec_id == AV_CODEC_ID_AAC;
+  const bool isAac = stream.packets().stream().codecpar->codec_id == AV_CODEC_ID_AAC;
   return isAac && text && trim.priming >= 0 && trim.length > 0 ? std::optional(trim) : std::nullopt;
 }
 
@@ -129,12 +129,11 @@ class FfmpegDecoder final : public AudioDecoder {
       if (frame < position_ && !start()) {
         return false;
       }
-      const bool needsRunUp = stream_->needsRunUp();
-      const auto rate = static_cast<std::int64_t>(format_.sampleRate);
-      const std::int64_t limit = needsRunUp ? kFarSeconds * rate : 0;
-      const std::int64_t runUp = needsRunUp ? kRunUpSeconds * rate : 0;
-      if (stream_->canJump() && frame - position_ > limit) {
-        if (!stream_->jump(trim_.priming + frame - runUp)) {
+      // Without a run-up there is no limit either.
+      const std::int64_t second =
+          stream_->needsRunUp() ? static_cast<std::int64_t>(format_.sampleRate) : 0;
+      if (stream_->canJump() && frame - position_ > kFarSeconds * second) {
+        if (!stream_->jump(trim_.priming + frame - kRunUpSeconds * second)) {
           return false;
         }
         used_ = 0;

@@ -35,18 +35,14 @@ FrameStream::FrameStream(const RegularFile& file, bool ownsEditing)
   }
 }
 
-bool FrameStream::needsRunUp() const {
-  return !packetsAreIndependent(codec_->codec_id);
-}
-
 bool FrameStream::openCodec() {
-  const AVCodecParameters* const parameters = stream().codecpar;
+  const AVCodecParameters* const parameters = packets_.stream().codecpar;
   const AVCodec* const decoder = avcodec_find_decoder(parameters->codec_id);
   codec_.reset(decoder == nullptr ? nullptr : avcodec_alloc_context3(decoder));
   if (!codec_ || avcodec_parameters_to_context(codec_.get(), parameters) < 0) {
     return false;
   }
-  codec_->pkt_timebase = stream().time_base;
+  codec_->pkt_timebase = packets_.stream().time_base;
   codec_->thread_count = 1;
   if (!trimsItself_) {
     codec_->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
@@ -73,16 +69,12 @@ bool FrameStream::decodeFirst() {
     priming_ = AV_RL32(trim->data);
   }
   if (!trimsItself_) {
-    packetFrames_ = PacketFrames(stream(), packets_.packet(), *frame_);
+    packetFrames_ = PacketFrames(packets_.stream(), packets_.packet(), *frame_);
     nextPacketAt_ = packetFrames_.of(packets_.packet()).value_or(frame_->nb_samples);
   }
-  findsByTime_ = packets_.isMp4() && !trimsItself_ && stream().nb_frames != 0 && frame_->pts == 0 &&
-                 clockCountsFrames(stream().time_base, rate_);
+  findsByTime_ = packets_.isMp4() && !trimsItself_ && packets_.stream().nb_frames != 0 &&
+                 frame_->pts == 0 && clockCountsFrames(packets_.stream().time_base, rate_);
   return true;
-}
-
-bool FrameStream::canJump() const {
-  return findsByTime_ || packetFrames_.areKnown();
 }
 
 FrameStream::Step FrameStream::next() {
@@ -143,7 +135,7 @@ bool FrameStream::jump(std::int64_t position) {
 }
 
 bool FrameStream::jumpByTime(std::int64_t position) {
-  const AVRational clock = stream().time_base;
+  const AVRational clock = packets_.stream().time_base;
   const AVRational frames = {1, rate_};
   if (!packets_.seek(av_rescale_q(position, frames, clock))) {
     return false;
@@ -182,10 +174,12 @@ bool FrameStream::rewind() {
 
 // The header of a fragmented MP4 file tells of the first fragment alone.
 std::optional<std::int64_t> FrameStream::declaredEnd() const {
-  const AVRational clock = stream().time_base;
-  const bool isComplete = !packets_.isMp4() || stream().nb_frames != 0;
-  const bool isExact = isComplete && clockCountsFrames(clock, rate_) && stream().duration > 0;
-  return isExact ? std::optional(av_rescale_q(stream().duration, clock, {1, rate_})) : std::nullopt;
+  const AVStream& stream = packets_.stream();
+  const bool isComplete = !packets_.isMp4() || stream.nb_frames != 0;
+  const bool isExact =
+      isComplete && clockCountsFrames(stream.time_base, rate_) && stream.duration > 0;
+  return isExact ? std::optional(av_rescale_q(stream.duration, stream.time_base, {1, rate_}))
+                 : std::nullopt;
 }
 
 std::optional<std::int64_t> FrameStream::findEnd() {

@@ -64,15 +64,12 @@ class FrameStream {
   [[nodiscard]] std::int64_t padding() const { return padding_; }
 
   /// Whether jump() can work at all.
-  [[nodiscard]] bool canJump() const;
+  [[nodiscard]] bool canJump() const { return findsByTime_ || packetFrames_.areKnown(); }
 
   /// Whether what is decoded after a jump depends on what lies before it.
-  [[nodiscard]] bool needsRunUp() const;
+  [[nodiscard]] bool needsRunUp() const { return !packetsAreIndependent(codec_->codec_id); }
 
-  [[nodiscard]] const AVStream& stream() const { return packets_.stream(); }
-
-  /// The value of a tag, or null.
-  [[nodiscard]] const char* tag(const char* name) const { return packets_.tag(name); }
+  [[nodiscard]] const PacketReader& packets() const { return packets_; }
 
  private:
   bool openCodec();
