@@ -146,14 +146,7 @@ class FfmpegDecoder final : public AudioDecoder {
   }
 
   [[nodiscard]] std::int64_t read(float* samples, std::int64_t frames) noexcept override {
-    const std::int64_t wanted = std::min(frames, trim_.length - position_);
-    std::int64_t done = 0;
-    while (done < wanted && available() > 0) {
-      const std::int64_t part = std::min(wanted - done, available());
-      interleave_(stream_->frame(), used_, part, samples + done * format_.channelCount);
-      advance(part);
-      done += part;
-    }
+    const std::int64_t done = take(std::min(frames, trim_.length - position_), samples);
     return step_ == FrameStream::Step::failed ? -1 : done;
   }
 
@@ -199,20 +192,24 @@ class FfmpegDecoder final : public AudioDecoder {
     return step_ == FrameStream::Step::decoded && same ? frame.nb_samples - used_ : 0;
   }
 
-  void advance(std::int64_t frames) {
-    used_ += frames;
-    position_ += frames;
+  // Hands out decoded frames, or passes over them where there is no room for any; returns how many
+  // there were.
+  std::int64_t take(std::int64_t frames, float* samples) {
+    std::int64_t done = 0;
+    while (done < frames && available() > 0) {
+      const std::int64_t part = std::min(frames - done, available());
+      if (samples != nullptr) {
+        interleave_(stream_->frame(), used_, part, samples + done * format_.channelCount);
+      }
+      used_ += part;
+      position_ += part;
+      done += part;
+    }
+    return done;
   }
 
   // Passes over decoded frames; false when they end before.
-  bool skip(std::int64_t frames) {
-    while (frames > 0 && available() > 0) {
-      const std::int64_t part = std::min(frames, available());
-      advance(part);
-      frames -= part;
-    }
-    return frames == 0;
-  }
+  bool skip(std::int64_t frames) { return take(frames, nullptr) == frames; }
 
   const RegularFile& file_;
   std::optional<Mp4Edit> edit_;
