@@ -17,24 +17,20 @@ std::int64_t ByteSource::fileOffset() const {
 }
 
 std::int64_t ByteSource::read(void* bytes, std::int64_t count) {
-  const std::int64_t border = position_ < section_.head ? section_.head : size_;
-  const std::int64_t wanted = std::min(count, border - position_);
-  if (left_ <= 0 || wanted <= 0) {
-    return 0;
+  std::int64_t done = 0;
+  while (done < count && left_ > 0 && position_ < size_) {
+    const std::int64_t border = position_ < section_.head ? section_.head : size_;
+    const std::int64_t wanted = std::min(count - done, border - position_);
+    const std::int64_t got = file_->read(static_cast<char*>(bytes) + done, wanted, fileOffset());
+    if (got <= 0) {
+      return got < 0 ? got : done;
+    }
+    done += got;
+    position_ += got;
+    left_ -= got;
+    hasReachedEnd_ = hasReachedEnd_ || position_ == size_;
   }
-  const std::int64_t got = file_->read(bytes, wanted, fileOffset());
-  if (got < 0) {
-    return got;
-  }
-  position_ += got;
-  hasReachedEnd_ = hasReachedEnd_ || position_ == size_;
-  left_ -= got;
-  if (position_ != section_.head || got != wanted || got == count) {
-    return got;
-  }
-  // On behind the head.
-  const std::int64_t more = read(static_cast<char*>(bytes) + got, count - got);
-  return more < 0 ? more : got + more;
+  return done;
 }
 
 std::int64_t ByteSource::seek(std::int64_t offset, int whence) {
