@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <span>
 #include <utility>
 
 namespace brindlevane {

@@ -14,7 +14,6 @@
 #include <optional>
 #include <span>
 #include <utility>
-#include <vector>
 
 namespace brindlevane::LocalAudioAnalyzer {
 namespace {
