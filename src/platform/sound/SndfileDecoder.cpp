@@ -223,15 +223,13 @@ class SndfileDecoder final : public AudioDecoder {
   // Stands at or before a frame of Ogg sound afterwards, within some seconds if it can be.
   void jumpBefore(std::int64_t goal) {
     if (coding() == SF_FORMAT_OPUS) {
-      if (hasFailed_ || !handle_) {
+      restart();
+      if (move(goal) == goal) {
+        checked_ = pageBefore(bytes_.fileOffset());
+        position_ = goal;
+      } else {
         restart();
       }
-      if (move(goal) != goal) {
-        restart();
-        return;
-      }
-      checked_ = pageBefore(bytes_.fileOffset());
-      position_ = goal;
       return;
     }
     // Halves what lies between a page to start from and the end of those that are no use.
