@@ -28,7 +28,7 @@ constexpr std::int64_t kFrames = 34 * kRate + 776;
 
 OpenAudioDecoder module(const std::string& name) {
   return reinterpret_cast<OpenAudioDecoder>(
-      loadedSymbol(programFolder() + name + kModuleSuffix, kOpenAudioDecoderSymbol));
+      loadedSymbol(programFolder() + name, kOpenAudioDecoderSymbol));
 }
 
 // A file in the hands of one decoder module.

@@ -20,7 +20,7 @@ std::unique_ptr<AudioDecoder> decoderOf(const RegularFile& file) {
   // to the same sample.
   for (const char* const module : {"brindlevane_sndfile", "brindlevane_ffmpeg"}) {
     const auto open = reinterpret_cast<OpenAudioDecoder>(
-        loadedSymbol(programFolder() + module + kModuleSuffix, kOpenAudioDecoderSymbol));
+        loadedSymbol(programFolder() + module, kOpenAudioDecoderSymbol));
     std::unique_ptr<AudioDecoder> decoder(open == nullptr ? nullptr : open(file));
     if (open == nullptr || file.hasFailed()) {
       return nullptr;

@@ -4,10 +4,8 @@
 
 namespace brindlevane {
 
-const char* const kModuleSuffix = ".so";
-
 void* loadedSymbol(const std::string& path, const char* symbol) {
-  void* const library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* const library = ::dlopen((path + ".so").c_str(), RTLD_NOW | RTLD_LOCAL);
   return library == nullptr ? nullptr : ::dlsym(library, symbol);
 }
 

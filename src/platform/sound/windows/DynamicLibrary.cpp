@@ -4,10 +4,8 @@
 
 namespace brindlevane {
 
-const char* const kModuleSuffix = ".dll";
-
 void* loadedSymbol(const std::string& path, const char* symbol) {
-  const std::optional<std::wstring> widePath = wideFilePath(path);
+  const std::optional<std::wstring> widePath = wideFilePath(path + ".dll");
   // Neither the current folder nor PATH is looked through for what the library needs.
   const HMODULE library =
       widePath ? LoadLibraryExW(widePath->c_str(), nullptr,
