@@ -2,36 +2,20 @@
 
 #include <utf8proc.h>
 
+#include <algorithm>
+
 namespace brindlevane {
 namespace {
 
-struct CodePoint {
-  utf8proc_int32_t value;
-  std::size_t length;  ///< bytes
-};
-
-/// The first code point of a text that is not empty; a byte that is no UTF-8 stands for itself.
-CodePoint firstCodePoint(std::string_view text) {
+/// Takes the first code point off a text that is not empty.
+/// @return negative for a byte that is no UTF-8
+utf8proc_int32_t takeCodePoint(std::string_view& text) {
   utf8proc_int32_t value = 0;
   const utf8proc_ssize_t length =
       utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
                        static_cast<utf8proc_ssize_t>(text.size()), &value);
-  if (length <= 0) {
-    return {static_cast<unsigned char>(text.front()), 1};
-  }
-  return {value, static_cast<std::size_t>(length)};
-}
-
-bool isContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
-std::string_view lastCodePointOf(std::string_view text) {
-  std::size_t start = text.size() - 1;
-  while (start > 0 && isContinuation(text[start])) {
-    --start;
-  }
-  return text.substr(start);
+  text.remove_prefix(static_cast<std::size_t>(std::max<utf8proc_ssize_t>(length, 1)));
+  return value;
 }
 
 bool isSpace(utf8proc_int32_t value) {
@@ -43,21 +27,14 @@ bool isSpace(utf8proc_int32_t value) {
 }  // namespace
 
 std::string_view trimmed(std::string_view text) {
+  std::string_view kept;
   while (!text.empty()) {
-    const CodePoint first = firstCodePoint(text);
-    if (!isSpace(first.value)) {
-      break;
+    const char* const at = text.data();
+    if (!isSpace(takeCodePoint(text))) {
+      kept = std::string_view(kept.empty() ? at : kept.data(), text.data());
     }
-    text.remove_prefix(first.length);
   }
-  while (!text.empty()) {
-    const std::string_view last = lastCodePointOf(text);
-    if (!isSpace(firstCodePoint(last).value)) {
-      break;
-    }
-    text.remove_suffix(last.size());
-  }
-  return text;
+  return kept;
 }
 
 bool hasMoreCharactersThan(std::size_t count, std::string_view text) {
@@ -65,12 +42,11 @@ bool hasMoreCharactersThan(std::size_t count, std::string_view text) {
   utf8proc_int32_t previous = 0;
   utf8proc_int32_t state = 0;
   while (!text.empty() && characters <= count) {
-    const CodePoint next = firstCodePoint(text);
-    if (characters == 0 || utf8proc_grapheme_break_stateful(previous, next.value, &state)) {
+    const utf8proc_int32_t next = takeCodePoint(text);
+    if (characters == 0 || utf8proc_grapheme_break_stateful(previous, next, &state)) {
       ++characters;
     }
-    previous = next.value;
-    text.remove_prefix(next.length);
+    previous = next;
   }
   return characters > count;
 }
