@@ -19,43 +19,26 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// One end of a pipe, closed with the object.
-class PipeEnd {
- public:
-  PipeEnd() = default;
-  explicit PipeEnd(int descriptor) : descriptor_(descriptor) {}
-  PipeEnd(PipeEnd&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  PipeEnd& operator=(PipeEnd&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
-    return *this;
-  }
-  ~PipeEnd() {
-    if (descriptor_ >= 0) {
-      close(descriptor_);
+/// A pipe. An end that is closed, or was not to be had, is -1, which close() leaves alone.
+struct Pipe {
+  Pipe() {
+    if (pipe(ends.data()) == 0) {
+      for (const int end : ends) {
+        fcntl(end, F_SETFD, FD_CLOEXEC);
+      }
     }
   }
-
-  [[nodiscard]] int descriptor() const { return descriptor_; }
-
- private:
-  int descriptor_ = -1;
-};
-
-struct Pipe {
-  PipeEnd reading;
-  PipeEnd writing;
-};
-
-std::optional<Pipe> openPipe() {
-  std::array<int, 2> ends{};
-  if (pipe(ends.data()) != 0) {
-    return std::nullopt;
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+  ~Pipe() {
+    close(reading);
+    close(writing);
   }
-  for (const int end : ends) {
-    fcntl(end, F_SETFD, FD_CLOEXEC);
-  }
-  return Pipe{PipeEnd(ends[0]), PipeEnd(ends[1])};
-}
+
+  std::array<int, 2> ends = {-1, -1};
+  int& reading = ends[0];
+  int& writing = ends[1];
+};
 
 /// A running program. It is killed when this object goes, unless it has ended.
 class Child {
@@ -132,30 +115,29 @@ std::optional<pid_t> started(std::string program, int input, int output) {
 
 /// Feeds and reads a child until it closes its output.
 /// @return nothing when it printed too much or took too long
-std::optional<std::string> exchanged(PipeEnd input, const PipeEnd& output, std::string_view rest,
+std::optional<std::string> exchanged(Pipe& input, const Pipe& output, std::string_view rest,
                                      std::size_t longest, Clock::time_point deadline) {
   std::string printed;
   std::array<char, 65536> block{};
-  std::array<pollfd, 2> ends = {pollfd{output.descriptor(), POLLIN, 0},
-                                pollfd{input.descriptor(), POLLOUT, 0}};
   while (printed.size() <= longest) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
     if (left <= 0) {
       return std::nullopt;
     }
+    std::array<pollfd, 2> ends = {pollfd{output.reading, POLLIN, 0},
+                                  pollfd{input.writing, POLLOUT, 0}};
     if (poll(ends.data(), ends.size(), static_cast<int>(left)) < 0) {
       continue;
     }
     if (ends[1].revents != 0) {
-      const ssize_t count = write(input.descriptor(), rest.data(), rest.size());
+      const ssize_t count = write(input.writing, rest.data(), rest.size());
       rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
       if (rest.empty() || (count < 0 && errno != EAGAIN && errno != EINTR)) {
-        input = PipeEnd();
-        ends[1].fd = -1;
+        close(std::exchange(input.writing, -1));
       }
     }
     if (ends[0].revents != 0) {
-      const ssize_t count = read(output.descriptor(), block.data(), block.size());
+      const ssize_t count = read(output.reading, block.data(), block.size());
       if (count == 0) {
         return printed;
       }
@@ -170,22 +152,20 @@ std::optional<std::string> exchanged(PipeEnd input, const PipeEnd& output, std::
 std::optional<std::string> outputOf(const std::string& program, std::string_view input,
                                     std::size_t longest, std::chrono::milliseconds timeLimit) {
   const Clock::time_point deadline = Clock::now() + timeLimit;
-  std::optional<Pipe> in = openPipe();
-  std::optional<Pipe> out = openPipe();
-  if (!in || !out) {
+  Pipe in;
+  Pipe out;
+  if (in.reading < 0 || out.reading < 0) {
     return std::nullopt;
   }
-  const std::optional<pid_t> process =
-      started(program, in->reading.descriptor(), out->writing.descriptor());
+  const std::optional<pid_t> process = started(program, in.reading, out.writing);
   if (!process) {
     return std::nullopt;
   }
   Child child(*process);
-  in->reading = PipeEnd();
-  out->writing = PipeEnd();
-  fcntl(in->writing.descriptor(), F_SETFL, O_NONBLOCK);
-  std::optional<std::string> printed =
-      exchanged(std::move(in->writing), out->reading, input, longest, deadline);
+  close(std::exchange(in.reading, -1));
+  close(std::exchange(out.writing, -1));
+  fcntl(in.writing, F_SETFL, O_NONBLOCK);
+  std::optional<std::string> printed = exchanged(in, out, input, longest, deadline);
   const int status = child.end();
   return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? std::move(printed) : std::nullopt;
 }
