@@ -3,7 +3,6 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -30,15 +29,11 @@ std::optional<std::string> homeFolder() {
   if (auto home = absoluteFromEnvironment("HOME")) {
     return home;
   }
-  std::array<char, 16384> strings{};
-  passwd entry{};
-  passwd* found = nullptr;
-  // Nothing is found when it fails.
-  (void)getpwuid_r(getuid(), &entry, strings.data(), strings.size(), &found);
-  if (found == nullptr || found->pw_dir == nullptr || *found->pw_dir == '\0') {
+  const passwd* const user = getpwuid(getuid());
+  if (user == nullptr || user->pw_dir == nullptr || *user->pw_dir == '\0') {
     return std::nullopt;
   }
-  return found->pw_dir;
+  return user->pw_dir;
 }
 
 }  // namespace
