@@ -1,7 +1,7 @@
 #include "practice/RunningBridge.h"
 
-#include "platform/Files.h"
 #include "platform/Json.h"
+#include "platform/RegularFile.h"
 #include "practice/Song.h"
 
 #include <fstream>

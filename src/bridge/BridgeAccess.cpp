@@ -1,7 +1,7 @@
 #include "bridge/BridgeAccess.h"
 
-#include "platform/Files.h"
 #include "platform/Folders.h"
+#include "platform/RegularFile.h"
 
 namespace brindlevane {
 namespace {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace brindlevane {
 
@@ -15,7 +17,10 @@ class RegularFile {
   ///     socket, and when the path holds a NUL byte
   [[nodiscard]] static std::optional<RegularFile> open(const std::string& path);
 
-  RegularFile(RegularFile&& other) noexcept;
+  RegularFile(RegularFile&& other) noexcept
+      : handle_(std::exchange(other.handle_, -1)),
+        size_(other.size_),
+        hasFailed_(other.hasFailed_) {}
   RegularFile& operator=(RegularFile&& other) = delete;
   ~RegularFile();
 
@@ -25,8 +30,7 @@ class RegularFile {
   /// Reads at one place, for as long as there is more.
   ///
   /// @return the bytes read, fewer than `count` only at the end of the file; negative for a fault
-  /// of
-  ///     the file system, from the first one on
+  ///     of the file system, from the first one on
   [[nodiscard]] std::int64_t read(void* bytes, std::int64_t count, std::int64_t offset) const;
 
   /// Whether a read has failed. What was made of the file since then is not to be trusted, for not
@@ -40,5 +44,10 @@ class RegularFile {
   std::int64_t size_;
   mutable bool hasFailed_ = false;
 };
+
+/// The bytes of a regular file, cut after `longest` of them. Nothing when there is no such file,
+/// it cannot be read or is no regular file; never waits, not even on a FIFO.
+[[nodiscard]] std::optional<std::string> readRegularFile(const std::string& path,
+                                                         std::size_t longest);
 
 }  // namespace brindlevane

@@ -1,5 +1,4 @@
 #include "platform/FileAttributes.h"
-#include "platform/Files.h"
 #include "platform/Folders.h"
 #include "platform/RegularFile.h"
 #include "support/TemporaryFolder.h"

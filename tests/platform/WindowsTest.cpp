@@ -1,7 +1,7 @@
 #include "platform/ChildProcess.h"
 #include "platform/FileAttributes.h"
-#include "platform/Files.h"
 #include "platform/Folders.h"
+#include "platform/RegularFile.h"
 #include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>

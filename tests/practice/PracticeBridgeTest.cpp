@@ -1,4 +1,4 @@
-#include "platform/Files.h"
+#include "platform/RegularFile.h"
 #include "practice/PracticeBridge.h"
 #include "practice/Song.h"
 #include "practice/Sound.h"

@@ -1,4 +1,4 @@
-#include "platform/Files.h"
+#include "platform/RegularFile.h"
 #include "practice/RunningBridge.h"
 #include "support/TemporaryFolder.h"
 

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <utility>
 
 namespace brindlevane {
 
@@ -27,9 +26,6 @@ std::optional<RegularFile> RegularFile::open(const std::string& path) {
   }
   return file;
 }
-
-RegularFile::RegularFile(RegularFile&& other) noexcept
-    : handle_(std::exchange(other.handle_, -1)), size_(other.size_), hasFailed_(other.hasFailed_) {}
 
 RegularFile::~RegularFile() {
   if (handle_ >= 0) {

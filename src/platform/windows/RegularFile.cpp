@@ -34,9 +34,6 @@ std::optional<RegularFile> RegularFile::open(const std::string& path) {
   return isKnown ? std::optional(std::move(file)) : std::nullopt;
 }
 
-RegularFile::RegularFile(RegularFile&& other) noexcept
-    : handle_(std::exchange(other.handle_, -1)), size_(other.size_), hasFailed_(other.hasFailed_) {}
-
 RegularFile::~RegularFile() {
   if (handle_ >= 0) {
     CloseHandle(systemHandle(handle_));

@@ -1,5 +1,3 @@
-#include "platform/Files.h"
-
 #include "platform/RegularFile.h"
 
 #include <algorithm>
