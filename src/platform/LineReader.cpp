@@ -24,34 +24,24 @@ bool append(std::string& line, std::string_view piece) {
 }  // namespace
 
 std::optional<std::string> LineReader::next() {
-  std::optional<std::string> line;
-  while (!line && fill()) {
-    line = readLine();
+  if (rest().empty()) {
+    return std::nullopt;
   }
-  return line;
-}
-
-std::optional<std::string> LineReader::readLine() {
   std::string line;
   bool ended = false;
-  bool tooLong = false;
-  bool hasRoom = true;
-  while (!ended && fill()) {
+  bool fits = true;
+  while (!ended && !rest().empty()) {
     const std::size_t feed = rest().find('\n');
     const std::string_view piece = rest().substr(0, feed);
     ended = feed != std::string_view::npos;
     taken_ += piece.size() + (ended ? 1 : 0);
     // One byte more than the limit, which may be the carriage return.
-    tooLong = tooLong || line.size() + piece.size() > kLongestLine + 1;
-    hasRoom = hasRoom && (tooLong || append(line, piece));
-    if (tooLong || !hasRoom) {
+    fits = fits && line.size() + piece.size() <= kLongestLine + 1 && append(line, piece);
+    if (!fits) {
       line = std::string();
     }
   }
-  if (!hasRoom) {
-    return std::nullopt;
-  }
-  if (ended && !line.empty() && line.back() == '\r') {
+  if (ended && line.ends_with('\r')) {
     line.pop_back();
   }
   if (line.size() > kLongestLine) {
@@ -60,15 +50,11 @@ std::optional<std::string> LineReader::readLine() {
   return line;
 }
 
-bool LineReader::fill() {
+std::string_view LineReader::rest() {
   if (taken_ == filled_) {
     taken_ = 0;
     filled_ = readSome(descriptor_, block_);
   }
-  return taken_ < filled_;
-}
-
-std::string_view LineReader::rest() const {
   return std::string_view(block_.data(), filled_).substr(taken_);
 }
 

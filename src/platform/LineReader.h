@@ -18,15 +18,12 @@ class LineReader {
 
   /// The next line without its line feed, or carriage return and line feed; what follows the last
   /// one counts as a line unless it is empty. Nothing at the end of the input. A line that is too
-  /// long is skipped and given as an empty one; one that memory has no room for is left out.
+  /// long, or that memory has no room for, is skipped and given as an empty one.
   [[nodiscard]] std::optional<std::string> next();
 
  private:
-  /// Reads to the end of the line. Nothing when memory had no room for it.
-  std::optional<std::string> readLine();
-  /// Whether the block holds a byte to be taken, having been filled again if need be.
-  bool fill();
-  [[nodiscard]] std::string_view rest() const;
+  /// What has been read and not been taken; empty at the end of the input alone.
+  [[nodiscard]] std::string_view rest();
 
   int descriptor_;
   std::array<char, 16384> block_{};
