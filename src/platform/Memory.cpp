@@ -14,17 +14,7 @@ namespace brindlevane {
 
 void releaseFreeMemory() {
 #ifdef __GLIBC__
-  constexpr std::size_t kWorthReleasing = std::size_t{1} << 20U;
-#if __GLIBC_PREREQ(2, 33)
-  const std::size_t unused = mallinfo2().fordblks;
-#else
-  // The older call counts in 32 bits; newer headers advise against it.
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-  const std::size_t unused = static_cast<unsigned>(mallinfo().fordblks);
-#endif
-  if (unused > kWorthReleasing) {
-    malloc_trim(0);
-  }
+  malloc_trim(0);
 #endif
 }
 

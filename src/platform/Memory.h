@@ -4,8 +4,8 @@
 
 namespace brindlevane {
 
-/// Gives memory that the process holds but no longer uses back to the system, when there is enough
-/// of it to be worth the while and the allocator can.
+/// Gives memory that the process holds but no longer uses back to the system, where the allocator
+/// can. Where there is little of it, this takes less time than to find out.
 void releaseFreeMemory();
 
 /// Advises the system to fill the memory with pages of 2 MiB where it can, which takes a fraction
