@@ -64,7 +64,7 @@ Json MCPBridgeClient::request(std::string_view path, std::string_view method,
                       .body = {}};
   if (payload) {
     request.headers.emplace_back("Content-Type", "application/json");
-    appendJson(request.body, *payload);
+    request.body = compactJson(*payload);
   }
   const HttpOutcome outcome = exchange_(request, timeout);
   if (const auto* answer = std::get_if<HttpAnswer>(&outcome)) {

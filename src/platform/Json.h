@@ -35,12 +35,12 @@ inline constexpr std::size_t kDeepestNesting = 512;
 ///     kDeepestNesting deep, with every number in the range of a double
 [[nodiscard]] std::optional<Json> parseJson(std::string_view text);
 
-/// Appends the value in the shortest form: no white space, no needless escape, each number in
-/// the fewest digits that read back equal (a double keeps a point or an exponent).
-/// A number that is not finite, which JSON cannot express, is written as null.
-void appendJson(std::string& out, const Json& value);
+/// The value in the shortest form: no white space, no needless escape, each number in the fewest
+/// digits that read back equal (a double keeps a point or an exponent). A number that is not
+/// finite, which JSON cannot express, is written as null.
+[[nodiscard]] std::string compactJson(const Json& value);
 
-/// Appends the value in the form of appendJson.
+/// Appends the value in the form of compactJson.
 ///
 /// @return how many bytes appendPrettyJsonString would append for it
 std::size_t appendMeasuredJson(std::string& out, const Json& value);
@@ -48,9 +48,6 @@ std::size_t appendMeasuredJson(std::string& out, const Json& value);
 /// Appends a JSON string that holds the value as pretty-printed JSON: a member or element a line,
 /// two spaces a level, ": " after a key. The text is printed and escaped in one pass.
 void appendPrettyJsonString(std::string& out, const Json& value);
-
-/// The value in the form of appendJson.
-[[nodiscard]] std::string compactJson(const Json& value);
 
 }  // namespace brindlevane
 
